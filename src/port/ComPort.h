@@ -1,0 +1,94 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "port/CommPortSettings.h"
+
+/// A connection to a printer, of one of three kinds: CComPortRs232, CComPortEth, CComPortUsb.
+///
+/// The contract that every kind keeps:
+/// - An operation that fails returns false or fewer bytes, sets `*err` non-zero where it takes one, and leaves the
+///   reason in `szLastError`, which most operations empty first. Nothing throws.
+/// - `Read` makes one read that waits at most `uiTimeoutRX` milliseconds. 0 bytes means that nothing came, whether
+///   by time-out, by a closed connection or by an error; `*err` tells a failure from silence only where the kind
+///   can. A serial read may bring up to 1024 bytes whatever `len` asks, so every buffer handed to `Read` holds at
+///   least kReadSlack bytes more than `len`, or is as large as `kReadSlack`.
+/// - `Write` returns the bytes that were taken. Fewer than asked is a failure.
+/// - An operation called on a closed or unnamed port fails; it never crashes.
+///
+/// Ports are created by the front end, handed down by pointer or reference, and neither copied nor deleted
+/// through the base (its destructor is not virtual; each kind's closes its device).
+class CComPort {
+ public:
+    /// What a read may bring beyond what was asked.
+    static constexpr std::size_t kReadSlack = 1024;
+
+    CComPort() = default;
+    CComPort(const CComPort&) = delete;
+    CComPort& operator=(const CComPort&) = delete;
+
+    /// The operations of the kinds; the base's do nothing and return 0 or false.
+    virtual bool Init(const char* device, const char* serial);
+    virtual bool Init(const char* device, int baudrate, int flowcontrol);
+    virtual bool Init(const char* host, int port);
+    virtual bool InitWithVid(const char* vid, const char* pid, const char* serial);
+    virtual bool InitWithVid(const char* vid);
+    virtual bool Open();
+    virtual bool Close();
+    virtual unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err);
+    virtual unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err);
+    virtual void CleanTX();
+    virtual void CleanRX();
+    virtual void SetTimeoutTX(int ms);
+    virtual void SetTimeoutRX(int ms);
+    virtual int GetTimeoutRX();
+    /// Status handshake: asks for the printer's status until it answers (each kind has its number of attempts and
+    /// its pause), then for its release. False when one of the answers did not come.
+    virtual bool HandshakeCommunication();
+    /// Closes and opens again with the same parameters.
+    virtual bool ReOpen();
+    virtual bool BackupPortInfo();
+    virtual bool RestoreportInfo();
+    virtual bool DumpPortInfo();
+    virtual bool SaveLocationCurrentDevice();
+    virtual bool RestoreAddrNumFrmLocatio();
+
+    COMMPORTTYPE GetPortType() const { return iPortType; }
+    int GetTimeoutTX() const { return static_cast<int>(uiTimeoutTX); }
+    unsigned int GetTimeoutWrite() const { return uiTimeoutTX; }
+    void SetTimeoutWrite(unsigned int ms) { uiTimeoutTX = ms; }
+    unsigned int GetWPacketSize() const { return uiWPacketSize; }
+    void SetWPacketSize(unsigned int size) { uiWPacketSize = size; }
+
+    /// Sends `len` bytes as writes of at most `packetSize`, with `wait` milliseconds after each (the last one too).
+    /// Returns the bytes sent, or 0 with `*err` set at the first short write. A length of 0 still makes one empty
+    /// write and returns 0.
+    unsigned int WritePackets(const unsigned char* buf, unsigned int len, int wait, int packetSize,
+                              unsigned int* err);
+
+    /// Reads until exactly `len` bytes are in `buf` (which holds `len` bytes, no more are ever written) or
+    /// `timeout` milliseconds have passed; at least one read is made. Returns the bytes read; `*err` is 1 when
+    /// they are fewer than `len`.
+    unsigned int ReadAll(unsigned char* buf, int len, int timeout, unsigned int* err);
+
+    /// Reads one whole protocol answer into a buffer that the caller releases with `free`. Null, and `*len` 0, after
+    /// three reads that brought nothing, or when the answer outgrows 16 MiB.
+    unsigned char* ReadProtocollData(int* len);
+
+    /// Writes one fixed request. Returns the bytes taken; 0 is a failure.
+    template <std::size_t N>
+    unsigned int SendCommand(const std::array<unsigned char, N>& command) {
+        unsigned int err = 0;
+        return Write(command.data(), static_cast<unsigned int>(N), &err);
+    }
+
+    COMMPORTTYPE iPortType = COMMPORT_NONE;
+    char szLastError[1024] = {};
+    unsigned int uiTimeoutTX = 0;    ///< milliseconds
+    unsigned int uiTimeoutRX = 0;    ///< milliseconds
+    unsigned int uiWPacketSize = 0;  ///< most bytes that one low-level write hands to the device
+
+ protected:
+    ~CComPort() = default;
+};

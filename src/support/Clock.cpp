@@ -1,0 +1,46 @@
+#include "support/Clock.h"
+
+#include <cerrno>
+#include <ctime>
+
+namespace {
+
+class SystemClock final : public Clock {
+ public:
+    bool Now(timeval& now) override {
+        timeval read{};
+        if (gettimeofday(&read, nullptr) != 0) return false;
+        now = read;
+        return true;
+    }
+
+    void SleepMicroseconds(std::uint64_t us) override {
+        timespec left{static_cast<time_t>(us / 1000000), static_cast<long>(us % 1000000) * 1000};
+        while (us != 0 && clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
+        }
+    }
+
+    unsigned int BlockingTimeout(unsigned int ms) override { return ms; }
+};
+
+Clock* installed = nullptr;
+
+// A multiplier is any int that the command line named: the wait ends at some 24 days whatever was asked.
+constexpr std::int64_t kLongestSleepMs = INT32_MAX;
+
+}  // namespace
+
+Clock& Clock::Get() {
+    static SystemClock system;
+    return installed != nullptr ? *installed : system;
+}
+
+void Clock::Install(Clock* clock) { installed = clock; }
+
+void SleepMs(std::int64_t ms, std::int64_t multiplier) {
+    std::int64_t product = 0;
+    if (__builtin_mul_overflow(ms, multiplier, &product) || product > kLongestSleepMs) product = kLongestSleepMs;
+    if (product > 0) Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(product) * 1000);
+}
+
+void SleepSeconds(std::int64_t seconds, std::int64_t multiplier) { SleepMs(seconds * 1000, multiplier); }

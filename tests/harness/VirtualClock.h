@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "support/Clock.h"
+
+/// A clock that stands still until somebody waits: waits pass at once and are kept in order. Blocking calls on
+/// real descriptors last `blockingMs` at most, whatever they ask. In force from construction to destruction.
+class VirtualClock final : public Clock {
+ public:
+    explicit VirtualClock(std::uint64_t startMs = 1700000000000) : nowUs_(startMs * 1000) { Install(this); }
+    ~VirtualClock() override { Install(nullptr); }
+
+    bool Now(timeval& now) override {
+        if (!readable) return false;
+        now.tv_sec = static_cast<time_t>(nowUs_ / 1000000);
+        now.tv_usec = static_cast<suseconds_t>(nowUs_ % 1000000);
+        return true;
+    }
+
+    void SleepMicroseconds(std::uint64_t us) override {
+        nowUs_ += us;
+        waits.push_back(us);
+    }
+
+    unsigned int BlockingTimeout(unsigned int ms) override { return ms < blockingMs ? ms : blockingMs; }
+
+    /// Lets time pass without a wait of the program's, as a scripted read that times out does.
+    void Advance(std::uint64_t ms) { nowUs_ += ms * 1000; }
+
+    std::uint64_t NowMs() const { return nowUs_ / 1000; }
+
+    /// All waits since the start, in microseconds.
+    std::uint64_t WaitedUs() const {
+        std::uint64_t sum = 0;
+        for (const std::uint64_t wait : waits) sum += wait;
+        return sum;
+    }
+
+    std::vector<std::uint64_t> waits;
+    unsigned int blockingMs = 20;
+    bool readable = true;
+
+ private:
+    std::uint64_t nowUs_;
+};
