@@ -8,12 +8,14 @@
 /// A connection to a printer, of one of three kinds: CComPortRs232, CComPortEth, CComPortUsb.
 ///
 /// The contract that every kind keeps:
-/// - An operation that fails returns false or fewer bytes, sets `*err` non-zero where it takes one, and leaves the
+/// - An operation that fails returns false or fewer bytes, sets `*err` non-zero where it takes one, and
+/// leaves the
 ///   reason in `szLastError`, which most operations empty first. Nothing throws.
-/// - `Read` makes one read that waits at most `uiTimeoutRX` milliseconds. 0 bytes means that nothing came, whether
-///   by time-out, by a closed connection or by an error; `*err` tells a failure from silence only where the kind
-///   can. A serial read may bring up to 1024 bytes whatever `len` asks, so every buffer handed to `Read` holds at
-///   least kReadSlack bytes more than `len`, or is as large as `kReadSlack`.
+/// - `Read` makes one read that waits at most `uiTimeoutRX` milliseconds. 0 bytes means that nothing came,
+/// whether
+///   by time-out, by a closed connection or by an error; `*err` tells a failure from silence only where the
+///   kind can. A serial read may bring up to 1024 bytes whatever `len` asks, so every buffer handed to `Read`
+///   holds at least kReadSlack bytes more than `len`, or is as large as `kReadSlack`.
 /// - `Write` returns the bytes that were taken. Fewer than asked is a failure.
 /// - An operation called on a closed or unnamed port fails; it never crashes.
 ///
@@ -43,8 +45,8 @@ class CComPort {
     virtual void SetTimeoutTX(int ms);
     virtual void SetTimeoutRX(int ms);
     virtual int GetTimeoutRX();
-    /// Status handshake: asks for the printer's status until it answers (each kind has its number of attempts and
-    /// its pause), then for its release. False when one of the answers did not come.
+    /// Status handshake: asks for the printer's status until it answers (each kind has its number of attempts
+    /// and its pause), then for its release. False when one of the answers did not come.
     virtual bool HandshakeCommunication();
     /// Closes and opens again with the same parameters.
     virtual bool ReOpen();
@@ -61,19 +63,19 @@ class CComPort {
     unsigned int GetWPacketSize() const { return uiWPacketSize; }
     void SetWPacketSize(unsigned int size) { uiWPacketSize = size; }
 
-    /// Sends `len` bytes as writes of at most `packetSize`, with `wait` milliseconds after each (the last one too).
-    /// Returns the bytes sent, or 0 with `*err` set at the first short write. A length of 0 still makes one empty
-    /// write and returns 0.
+    /// Sends `len` bytes as writes of at most `packetSize`, with `wait` milliseconds after each (the last one
+    /// too). Returns the bytes sent, or 0 with `*err` set at the first short write. A length of 0 still makes
+    /// one empty write and returns 0.
     unsigned int WritePackets(const unsigned char* buf, unsigned int len, int wait, int packetSize,
                               unsigned int* err);
 
     /// Reads until exactly `len` bytes are in `buf` (which holds `len` bytes, no more are ever written) or
-    /// `timeout` milliseconds have passed; at least one read is made. Returns the bytes read; `*err` is 1 when
-    /// they are fewer than `len`.
+    /// `timeout` milliseconds have passed; at least one read is made. Returns the bytes read; `*err` is 1
+    /// when they are fewer than `len`.
     unsigned int ReadAll(unsigned char* buf, int len, int timeout, unsigned int* err);
 
-    /// Reads one whole protocol answer into a buffer that the caller releases with `free`. Null, and `*len` 0, after
-    /// three reads that brought nothing, or when the answer outgrows 16 MiB.
+    /// Reads one whole protocol answer into a buffer that the caller releases with `free`. Null, and `*len`
+    /// 0, after three reads that brought nothing, or when the answer outgrows 16 MiB.
     unsigned char* ReadProtocollData(int* len);
 
     /// Writes one fixed request. Returns the bytes taken; 0 is a failure.
@@ -90,5 +92,21 @@ class CComPort {
     unsigned int uiWPacketSize = 0;  ///< most bytes that one low-level write hands to the device
 
  protected:
+    /// What the status handshake of a kind has of its own.
+    struct HandshakeKind {
+        int iAttempts = 0;           ///< attempts without an answer before it fails
+        unsigned int uiPauseMs = 0;  ///< pause after each of them but the last
+        bool bLogsGsiOk = false;     ///< whether "Read GSI OK" is logged
+    };
+
     ~CComPort() = default;
+
+    /// The status handshake of every kind, made with the virtual `Write`, `Read` and `CleanRX`: a kind's
+    /// HandshakeCommunication is one call of it with the kind's record.
+    bool RunHandshake(const HandshakeKind& kind);
+
+ private:
+    bool AskStatus(const HandshakeKind& kind, unsigned int& status);
+    bool AskExtendedStatus(unsigned int& status);
+    bool AskFirmwareRelease();
 };
