@@ -1,0 +1,27 @@
+#pragma once
+
+#include "upgrade/UpgradeEngine.h"
+
+/// Engine U1: all banks in one group over the printer's own port, judged by one answer byte, by the release
+/// that the printer reports afterwards (Ethernet), or not at all (USB printers that send no answer). A group
+/// is sent up to four times; the reason of the last failure is in szErrorMessage.
+class UpgradePrinter_ModeU1 final : public UpgradeEngine {
+ public:
+    UpgradePrinter_ModeU1(int upgComponents, int timem);
+
+    bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
+                void* ctx1, void* ctx2) override;
+    /// `iUSB_PRG_ANSWER`: 0 when a USB printer sends no answer byte after a bank group.
+    bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
+                void* ctx1, void* ctx2, int iUSB_PRG_ANSWER);
+
+    /// Sends one group of banks and judges the printer's answer. `err` gets the bank error code, or is left
+    /// as it was when the printer stayed silent.
+    bool SendBankFlashBanksNew(CComPort& port, const unsigned char* group, int bankDim, int bankCount,
+                               unsigned long sum, unsigned long xorSum, int firstBank, int& err,
+                               const char* releaseText, bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2);
+
+ protected:
+    const UpgradeFlow& Flow() const override;
+    void LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const override;
+};
