@@ -1,0 +1,111 @@
+#include "support/Log.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+
+#include "support/Clock.h"
+
+std::uint32_t Log::m_dwLogType = 0;
+bool Log::m_bLogDataToo = false;
+std::FILE* Log::m_TextFile = nullptr;
+char Log::m_strFileName[200] = {};
+
+namespace {
+
+constexpr std::uint32_t kTerminal = 1;
+constexpr std::uint32_t kFile = 2;
+constexpr std::size_t kFormattedSize = 1024;
+// Room for a formatted text of full length behind any stamp and tag, and for longer plain texts.
+constexpr std::size_t kLineSize = 8192;
+constexpr unsigned int kDumpRow = 16;
+
+bool Enabled() { return Log::m_dwLogType != 0 && Log::m_bLogDataToo; }
+
+void Output(const char* line) {
+    if (Log::m_dwLogType == kFile) Log::WriteToFile(line);
+    if (Log::m_dwLogType == kTerminal) Log::WriteToVideo(line);
+}
+
+char DumpCharacter(unsigned char byte) {
+    // kept: a percent sign is shown as a dot too
+    const bool shown = byte >= 32 && byte <= 126 && byte != '%';
+    return shown ? static_cast<char>(byte) : '.';
+}
+
+std::string DumpRow(const unsigned char* data, unsigned int offset, unsigned int length) {
+    const unsigned int count = std::min(kDumpRow, length - offset);
+    std::array<char, 16> cell{};
+    std::string row(10, '\t');
+    std::snprintf(cell.data(), cell.size(), "%04x:", offset);
+    row += cell.data();
+    for (unsigned int i = 0; i < count; ++i) {
+        std::snprintf(cell.data(), cell.size(), " %02x", static_cast<unsigned int>(data[offset + i]));
+        row += cell.data();
+    }
+    row.append(std::size_t{3} * (kDumpRow - count) + 3, ' ');
+    std::transform(data + offset, data + offset + count, std::back_inserter(row), DumpCharacter);
+    return row;
+}
+
+}  // namespace
+
+void Log::SetLogEnable(unsigned int type, bool dataToo) {
+    m_dwLogType = type;
+    if (type != 0) m_bLogDataToo = dataToo;
+    std::snprintf(m_strFileName, sizeof m_strFileName, "data.log");
+}
+
+void Log::WriteLog(const char* tag, const char* text) {
+    if (!Enabled()) return;
+    timeval now{};
+    Clock::Get().Now(now);
+    tm calendar{};
+    localtime_r(&now.tv_sec, &calendar);
+    std::array<char, kLineSize> line{};
+    std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s", calendar.tm_year + 1900,
+                  calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour, calendar.tm_min, calendar.tm_sec,
+                  static_cast<long>(now.tv_usec / 1000), tag, text);
+    Output(line.data());
+}
+
+void Log::WriteLogP(const char* tag, const char* format, ...) {
+    if (!Enabled()) return;
+    std::array<char, kFormattedSize> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    WriteLog(tag, text.data());
+}
+
+void Log::Write(const char* tag, const std::string& text) { WriteLog(tag, text.c_str()); }
+
+void Log::WriteLogData(const char* tag, const char* text, const unsigned char* data, unsigned int length) {
+    if (!Enabled()) return;
+    WriteLog(tag, text);
+    for (std::uint64_t offset = 0; offset < length; offset += kDumpRow) {
+        Output(DumpRow(data, static_cast<unsigned int>(offset), length).c_str());
+    }
+}
+
+void Log::OpenLogFile() { m_TextFile = std::fopen(m_strFileName, "ae"); }
+
+bool Log::CloseLogFile() {
+    if (m_TextFile == nullptr) return false;
+    const bool failed = std::fclose(m_TextFile) != 0;
+    m_TextFile = nullptr;
+    return failed;
+}
+
+void Log::WriteToVideo(const char* line) { std::puts(line); }
+
+void Log::WriteToFile(const char* line) {
+    if (m_TextFile == nullptr) OpenLogFile();
+    if (m_TextFile == nullptr) return;
+    std::fputs(line, m_TextFile);
+    CloseLogFile();
+}
