@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,7 +32,8 @@ constexpr int kErrorUpgradeNotSupported = 23;
 constexpr int kModulesEnabled = 2;
 constexpr int kSerialReadTimeoutFactor = 2;
 constexpr int kFlowControlHardware = 1;
-constexpr std::size_t kSetupHeaderStart = 8;
+constexpr int kSetupHeaderStart = 8;
+constexpr std::size_t kUsbNameSize = 512;
 
 struct FreeDeleter {
     void operator()(unsigned char* buffer) const { std::free(buffer); }
@@ -133,7 +135,7 @@ bool PrinterComm::CloseAndFail(CComPort& port, int code) {
 }
 
 void PrinterComm::ExtractUsbParamsFromName(const char* name, char* vid, char* pid, char* serial) {
-    UsbDeviceName(name).CopyTo(vid, pid, serial);
+    ::ExtractUsbParamsFromName(name, vid, pid, serial, kUsbNameSize);
 }
 
 bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* settings) {
@@ -155,9 +157,12 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* 
         case COMMPORT_USB_TOO: {
             Log::WriteLog(tag, "USB PRN Port");
             // kept: the vendor part is not used, and of the serial number only its last character.
-            const UsbDeviceName name(settings->szUsbDevice);
-            const std::string address = name.serial.empty() ? "" : name.serial.substr(name.serial.size() - 1);
-            open = port->Init(name.pid.c_str(), address.c_str()) && port->Open();
+            char vid[kUsbNameSize];
+            char pid[kUsbNameSize];
+            char serial[kUsbNameSize];
+            ExtractUsbParamsFromName(settings->szUsbDevice, vid, pid, serial);
+            const std::size_t length = std::strlen(serial);
+            open = port->Init(pid, length == 0 ? "" : &serial[length - 1]) && port->Open();
             break;
         }
         default: Log::WriteLog(tag, "Port Invalid"); return false;
