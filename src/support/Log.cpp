@@ -23,7 +23,9 @@ constexpr std::size_t kFormattedSize = 1024;
 constexpr std::size_t kLineSize = 8192;
 constexpr unsigned int kDumpRow = 16;
 
-bool Enabled() { return Log::m_dwLogType != 0 && Log::m_bLogDataToo; }
+bool Enabled() {
+    return Log::m_dwLogType != 0 && Log::m_bLogDataToo;
+}
 
 void Output(const char* line) {
     if (Log::m_dwLogType == kFile) Log::WriteToFile(line);
@@ -66,9 +68,9 @@ void Log::WriteLog(const char* tag, const char* text) {
     tm calendar{};
     localtime_r(&now.tv_sec, &calendar);
     std::array<char, kLineSize> line{};
-    std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s", calendar.tm_year + 1900,
-                  calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour, calendar.tm_min, calendar.tm_sec,
-                  static_cast<long>(now.tv_usec / 1000), tag, text);
+    std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s",
+                  calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
+                  calendar.tm_min, calendar.tm_sec, static_cast<long>(now.tv_usec / 1000), tag, text);
     Output(line.data());
 }
 
@@ -82,7 +84,9 @@ void Log::WriteLogP(const char* tag, const char* format, ...) {
     WriteLog(tag, text.data());
 }
 
-void Log::Write(const char* tag, const std::string& text) { WriteLog(tag, text.c_str()); }
+void Log::Write(const char* tag, const std::string& text) {
+    WriteLog(tag, text.c_str());
+}
 
 void Log::WriteLogData(const char* tag, const char* text, const unsigned char* data, unsigned int length) {
     if (!Enabled()) return;
@@ -92,7 +96,9 @@ void Log::WriteLogData(const char* tag, const char* text, const unsigned char* d
     }
 }
 
-void Log::OpenLogFile() { m_TextFile = std::fopen(m_strFileName, "ae"); }
+void Log::OpenLogFile() {
+    m_TextFile = std::fopen(m_strFileName, "ae");
+}
 
 bool Log::CloseLogFile() {
     if (m_TextFile == nullptr) return false;
@@ -101,7 +107,9 @@ bool Log::CloseLogFile() {
     return failed;
 }
 
-void Log::WriteToVideo(const char* line) { std::puts(line); }
+void Log::WriteToVideo(const char* line) {
+    std::puts(line);
+}
 
 void Log::WriteToFile(const char* line) {
     if (m_TextFile == nullptr) OpenLogFile();

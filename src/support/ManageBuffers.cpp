@@ -7,8 +7,8 @@ unsigned long ManageBuffers::CalcChecksum(const unsigned char* buf, unsigned lon
     return sum;
 }
 
-int ManageBuffers::GetBufferPosition(const unsigned char* buf, int len, int start, const unsigned char* pattern,
-                                     int patternLen) {
+int ManageBuffers::GetBufferPosition(const unsigned char* buf, int len, int start,
+                                     const unsigned char* pattern, int patternLen) {
     if (patternLen <= 0) return -1;
     int matched = 0;
     for (int i = start < 0 ? 0 : start; i < len; ++i) {
