@@ -1,0 +1,6 @@
+#pragma once
+
+#include "protocol/InfoItemGenericInfo.h"
+
+/// The printer's device information.
+class InfoItemPrnDeviceInfo : public InfoItemGenericInfo {};

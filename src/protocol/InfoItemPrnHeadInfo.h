@@ -1,0 +1,6 @@
+#pragma once
+
+#include "protocol/InfoItemGenericInfo.h"
+
+/// The print head's information.
+class InfoItemPrnHeadInfo : public InfoItemGenericInfo {};
