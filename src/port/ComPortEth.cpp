@@ -1,0 +1,203 @@
+#include "port/ComPortEth.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "port/DescriptorWait.h"
+#include "port/PortText.h"
+#include "port/ReadPacer.h"
+#include "support/Clock.h"
+#include "support/Log.h"
+
+namespace {
+
+// The first IPv4 address of the host; false when it has none.
+bool Resolve(const char* host, in_addr& address) {
+    const hostent* const found = gethostbyname(host);
+    if (found == nullptr || found->h_addrtype != AF_INET || found->h_addr_list[0] == nullptr) return false;
+    std::memcpy(&address, found->h_addr_list[0], sizeof(address));
+    return true;
+}
+
+}  // namespace
+
+CComPortEth::CComPortEth() {
+    iPortType = COMMPORT_ETHERNET;
+    uiTimeoutTX = 500;
+    uiTimeoutRX = 500;
+    uiWPacketSize = 1000;
+}
+
+CComPortEth::~CComPortEth() {
+    CComPortEth::Close();
+}
+
+bool CComPortEth::Init(const char* host, int port) {
+    SetPortText(szHost, host);
+    iPort = port;
+    return true;
+}
+
+bool CComPortEth::Open() {
+    SetPortText(szLastError, "");
+    if (OpenPort()) return true;
+    Log::WriteLog("Open", "Open ETH Device Error");
+    SetPortText(szLastError, "Open ETH Device Error");
+    return false;
+}
+
+bool CComPortEth::Close() {
+    if (iSocket != -1) close(iSocket);
+    iSocket = -1;
+    return true;
+}
+
+bool CComPortEth::ReOpen() {
+    const std::string host = szHost;
+    const int port = iPort;
+    Close();
+    return Init(host.c_str(), port) && Open();
+}
+
+void CComPortEth::SetTimeoutTX(int ms) {
+    uiTimeoutTX = static_cast<unsigned int>(std::max(ms, 0));
+}
+void CComPortEth::SetTimeoutRX(int ms) {
+    uiTimeoutRX = static_cast<unsigned int>(std::max(ms, 0));
+}
+
+bool CComPortEth::HandshakeCommunication() {
+    return RunHandshake({15, 3000, true});
+}
+
+bool CComPortEth::OpenPort() {
+    SetPortText(szLastError, "");
+    if (iSocket != -1) return true;
+    const char* const failure = Connect();
+    if (failure == nullptr) return true;
+    Log::WriteLog("OpenPort", failure);
+    SetPortText(szLastError, failure);
+    Close();
+    return false;
+}
+
+// Each step of a connection returns what failed, or null. A failed one may leave the socket for OpenPort to
+// close.
+const char* CComPortEth::Connect() {
+    iSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (iSocket == -1) return "Error to create new socket";
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(static_cast<std::uint16_t>(iPort));
+    if (!Resolve(szHost, peer.sin_addr)) return "Wrong hostname";
+    if (const char* const failure = SetBlocking(false)) return failure;
+    if (const char* const failure = ConnectWithinTimeout(peer)) return failure;
+    if (const char* const failure = SetBlocking(true)) return failure;
+    // Requests are short and each waits for its answer: held back for the acknowledgement of the one before,
+    // every exchange would take some 40 ms more.
+    const int on = 1;
+    setsockopt(iSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    uiAppliedTX = kNotApplied;
+    uiAppliedRX = kNotApplied;
+    ApplyTimeout(SO_SNDTIMEO, uiTimeoutTX, uiAppliedTX);
+    ApplyTimeout(SO_RCVTIMEO, uiTimeoutRX, uiAppliedRX);
+    return nullptr;
+}
+
+const char* CComPortEth::ConnectWithinTimeout(const sockaddr_in& peer) {
+    if (connect(iSocket, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0) return nullptr;
+    if (errno != EINPROGRESS) return "Error to connect socket";
+    if (!WaitForDescriptor(iSocket, DescriptorEvent::Writable, uiTimeoutTX)) return "Timeout or error()";
+    int error = 0;
+    socklen_t size = sizeof(error);
+    if (getsockopt(iSocket, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
+        return "Error in connection()";
+    return nullptr;
+}
+
+const char* CComPortEth::SetBlocking(bool blocking) {
+    const int flags = fcntl(iSocket, F_GETFL);
+    if (flags == -1) return "Error fcntl(..., F_GETFL)";
+    const int wanted = blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK;
+    return fcntl(iSocket, F_SETFL, wanted) == -1 ? "Error fcntl(..., F_SETFL)" : nullptr;
+}
+
+void CComPortEth::ApplyTimeout(int option, unsigned int ms, unsigned int& applied) {
+    const unsigned int limit = Clock::Get().BlockingTimeout(ms);
+    if (limit == applied) return;
+    applied = limit;
+    timeval time{static_cast<time_t>(limit / 1000), static_cast<suseconds_t>(limit % 1000) * 1000};
+    if (limit == 0) time.tv_usec = 1;  // zero would mean without limit
+    setsockopt(iSocket, SOL_SOCKET, option, &time, sizeof(time));
+}
+
+unsigned int CComPortEth::Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+    *err = 0;
+    const unsigned int pieceSize = uiWPacketSize != 0 ? uiWPacketSize : len;
+    unsigned int written = 0;
+    ReadPacer pacer;
+    while (written < len) {
+        const unsigned int sent = EthWrite(buf + written, std::min(pieceSize, len - written), err);
+        if (*err != 0) return 0;
+        written += sent;
+        pacer.AfterRead(sent);
+    }
+    return written;
+}
+
+unsigned int CComPortEth::Read(unsigned char* buf, unsigned int len, unsigned int* err) {
+    return EthRead(buf, len, err);
+}
+
+bool CComPortEth::OpenFor(const char* tag, unsigned int* err) {
+    *err = 0;
+    if (OpenPort()) return true;
+    Log::WriteLog(tag, "Open Error (Device Error)");
+    SetPortText(szLastError, "Open Error (Device Error)");
+    *err = 1;
+    Close();
+    return false;
+}
+
+unsigned int CComPortEth::EthWrite(const unsigned char* buf, unsigned int len, unsigned int* err) {
+    if (!OpenFor("EthWrite", err)) return 0;
+    ApplyTimeout(SO_SNDTIMEO, uiTimeoutTX, uiAppliedTX);
+    ssize_t sent = 0;
+    do {
+        sent = send(iSocket, buf, len, MSG_NOSIGNAL);  // a connection that is gone must not end the program
+    } while (sent == -1 && errno == EINTR);
+    if (sent > 0) return static_cast<unsigned int>(sent);
+    // No error here: what was not sent is sent again, over a new connection unless this one was only slow.
+    if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) Close();
+    return 0;
+}
+
+unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned int* err) {
+    if (!OpenFor("EthRead", err)) return 0;
+    ApplyTimeout(SO_RCVTIMEO, uiTimeoutRX, uiAppliedRX);
+    ssize_t received = 0;
+    do {
+        received = recv(iSocket, buf, len, 0);
+    } while (received == -1 && errno == EINTR);
+    if (received > 0) return static_cast<unsigned int>(received);
+    if (received == -1) {
+        SetPortText(szLastError, "EthRead Error");
+        *err = 1;
+    }
+    // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects
+    // again.
+    if (received == -1 || len != 0) Close();
+    return 0;
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include "port/ComPort.h"
+
+/// A printer on the network: one TCP connection to its raw port. A read or write that finds the connection
+/// closed (never opened, lost, or given up after a read time-out) connects again by itself.
+///
+/// Connecting waits at most `uiTimeoutTX`. The time-outs in force when a read or write starts are the ones
+/// that bound it, also when they changed since the connection was made; a time-out of 0 does not wait.
+class CComPortEth final : public CComPort {
+ public:
+    CComPortEth();
+    ~CComPortEth();
+
+    using CComPort::Init;
+    /// Names the peer: a host name or dotted IPv4 address, cut to 255 characters, and a TCP port. Checks
+    /// neither, does not connect and leaves a connection that is up alone; always true.
+    bool Init(const char* host, int port) override;
+
+    /// Connects unless connected. False with "Open ETH Device Error"; the reason before it is in the log.
+    bool Open() override;
+
+    /// Ends the connection; the peer stays named. Always true.
+    bool Close() override;
+
+    /// Sends all `len` bytes in pieces of at most `uiWPacketSize`, over a new connection where the old one
+    /// was lost. 0 with `*err` 1 when there is no connection to be had. A peer that takes nothing is tried
+    /// for ever (kept: a printer that is busy for minutes holds the line), and paced.
+    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override;
+
+    /// One read of at most `len` bytes. 0 with `*err` 1 and a closed connection on failure and on time-out; 0
+    /// without an error, and closed too, when the peer ended the connection.
+    unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
+
+    /// A socket has no queues to discard.
+    void CleanTX() override {}
+    void CleanRX() override {}
+
+    void SetTimeoutTX(int ms) override;
+    void SetTimeoutRX(int ms) override;
+    int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
+    bool HandshakeCommunication() override;
+    bool ReOpen() override;
+
+ private:
+    bool OpenPort();
+    const char* Connect();
+    const char* ConnectWithinTimeout(const sockaddr_in& peer);
+    const char* SetBlocking(bool blocking);
+    void ApplyTimeout(int option, unsigned int ms, unsigned int& applied);
+    bool OpenFor(const char* tag, unsigned int* err);
+    unsigned int EthWrite(const unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int EthRead(unsigned char* buf, unsigned int len, unsigned int* err);
+
+    int iSocket = -1;
+    int iPort = 9100;
+    char szHost[256] = {};
+
+    // What the socket's time-outs are now, in real milliseconds.
+    static constexpr unsigned int kNotApplied = 0xFFFFFFFF;
+    unsigned int uiAppliedTX = kNotApplied;
+    unsigned int uiAppliedRX = kNotApplied;
+};
