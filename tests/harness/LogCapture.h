@@ -1,0 +1,62 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/Log.h"
+
+/// Turns the log on for as long as it lives and keeps its lines as "[tag]text", without the time stamp.
+/// Whatever else is printed meanwhile is kept as it stands. One at a time; not beside
+/// testing::internal::CaptureStdout.
+class LogCapture {
+ public:
+    LogCapture() : wasType(Log::m_dwLogType), wasData(Log::m_bLogDataToo) {
+        Log::SetLogEnable(1, true);
+        testing::internal::CaptureStdout();
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+    ~LogCapture() {
+        testing::internal::GetCapturedStdout();
+        Log::m_dwLogType = wasType;
+        Log::m_bLogDataToo = wasData;
+    }
+
+    /// The lines since construction or the last Take.
+    std::vector<std::string> Take() {
+        std::istringstream all(testing::internal::GetCapturedStdout());
+        testing::internal::CaptureStdout();
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(all, line);) lines.push_back(WithoutStamp(line));
+        return lines;
+    }
+
+    /// The lines of one tag since construction or the last Take, without the tag.
+    std::vector<std::string> Take(const std::string& tag) {
+        const std::string prefix = "[" + tag + "]";
+        std::vector<std::string> texts;
+        for (const std::string& line : Take())
+            if (line.compare(0, prefix.size(), prefix) == 0) texts.push_back(line.substr(prefix.size()));
+        return texts;
+    }
+
+ private:
+    /// A stamp reads [2024/03/07 09:05:02.041].
+    static std::string WithoutStamp(const std::string& line) {
+        const std::size_t end = line.find(']');
+        if (line.empty() || line[0] != '[' || end == std::string::npos) return line;
+        const std::string stamp = line.substr(1, end - 1);
+        const bool digits = std::all_of(stamp.begin(), stamp.end(), [](unsigned char c) {
+            return std::isdigit(c) != 0 || c == '/' || c == ':' || c == '.' || c == ' ';
+        });
+        return digits && std::count(stamp.begin(), stamp.end(), '/') == 2 ? line.substr(end + 1) : line;
+    }
+
+    unsigned int wasType;
+    bool wasData;
+};
