@@ -70,7 +70,7 @@ void Log::WriteLog(const char* tag, const char* text) {
     std::array<char, kLineSize> line{};
     std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s",
                   calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
-                  calendar.tm_min, calendar.tm_sec, static_cast<long>(now.tv_usec / 1000), tag, text);
+                  calendar.tm_min, calendar.tm_sec, now.tv_usec / 1000, tag, text);
     Output(line.data());
 }
 
