@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+
+/// Bytes that somebody else owns, with their number. Valid as long as the owner keeps them.
+struct ByteView {
+    const unsigned char* data = nullptr;
+    std::size_t size = 0;
+
+    /// The `length` bytes from `start`, or nothing when they do not all lie in the view.
+    std::optional<ByteView> Slice(std::size_t start, std::size_t length) const {
+        if (start > size || length > size - start) return std::nullopt;
+        return ByteView{data + start, length};
+    }
+};

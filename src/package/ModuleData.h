@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+/// A module file: a text header, a body and two checksums. Owns its bytes.
+class ModuleData {
+ public:
+    static constexpr int kHeaderSize = 4102;
+    static constexpr std::size_t kTextSize = 256;
+    static constexpr std::size_t kInfoSize = 8192;
+
+    ModuleData() = default;
+    ModuleData(const ModuleData&) = delete;
+    ModuleData& operator=(const ModuleData&) = delete;
+
+    /// Reads, checks and descrambles the module. False when the file cannot be read (without a log line) or
+    /// is not a correct module (the log says why).
+    bool LoadModuleFromFile(const char* name);
+
+    /// The same with a copy of `size` bytes. False as well for no bytes.
+    bool LoadModuleFromMemory(const unsigned char* bytes, int size);
+
+    // The steps of a load, on the buffers that it has made.
+
+    /// True when both checksums are those of the bytes.
+    bool CheckSumOk();
+    /// Reads the header's keys into the fields and checks them.
+    bool ExtractModuleHeaderParams();
+    /// Descrambles `pModuleBuffer` and builds `strInfo`.
+    bool DecodingBufferExtractInfo();
+
+    /// Reads the value of one key, its colon included, from the module's header. `value` holds 256
+    /// characters. False with a log line when the key is not there exactly once or no line feed ends the
+    /// value.
+    static bool ExtractStringFieldFromHeader(char* value, ModuleData* module, const char* key);
+    /// As above; false for an empty text too, and `*value` is untouched then. A number that an int cannot
+    /// hold becomes the nearest int.
+    static bool ExtractIntFieldFromHeader(int* value, ModuleData* module, const char* key);
+
+    /// Appends a line for each font to the text that stands in a buffer of `size` characters, cut to fit.
+    void ExtractFontModuleInformations(char* text, std::size_t size);
+
+    /// The printer's code for the kind of module: 1 font, 2 disk, 4 to 128 others, 0x8000 unknown.
+    int GetModuleID() const;
+
+    /// Writes the module's description to a buffer of `size` characters, cut to fit.
+    void GetFileInfo(char* text, std::size_t size) const;
+
+    std::unique_ptr<unsigned char[]> pFileBuffer;  ///< The file as read.
+    int iFileLength = 0;
+    std::unique_ptr<unsigned char[]>
+        pModuleBuffer;  ///< The whole file, its body descrambled: what a printer gets.
+    int iModuleLength = 0;
+    std::unique_ptr<unsigned char[]> pHeaderBuffer;  ///< The first 4102 bytes of the file.
+    int iHeaderLength = 0;
+
+    char strRelease[kTextSize] = {};
+    char strModuleID[kTextSize] = {};  ///< One letter.
+    char strDate[kTextSize] = {};
+    char strCode[kTextSize] = {};
+    char strFactory[kTextSize] = {};
+    char strNote[kTextSize] = {};
+    int iFileSize = 0;             ///< Bytes of the file less 12.
+    int iEncodingMode = 0;         ///< 0 or 1, the scrambling; -1 not told.
+    int iScrambleByte = 0;         ///< Key of the body as it stands in the file; 0 not scrambled.
+    char strInfo[kInfoSize] = {};  ///< The kind, and the fonts of a font module.
+
+ private:
+    bool LoadSteps();
+};
