@@ -7,8 +7,8 @@
 
 #include "port/ComPort.h"
 
-/// The USB port of a device that a printer has become in its boot loader. Its owner closes nothing: the port goes
-/// with the object.
+/// The USB port of a device that a printer has become in its boot loader. Its owner closes nothing: the port
+/// goes with the object.
 class BootPort {
  public:
     BootPort() = default;
@@ -24,7 +24,8 @@ class BootPort {
                                  unsigned int timeout) = 0;
 };
 
-/// What the boot engines ask of the USB bus. One object, the real bus, is in force unless a test installs another.
+/// What the boot engines ask of the USB bus. One object, the real bus, is in force unless a test installs
+/// another.
 class BootUsb {
  public:
     BootUsb() = default;
@@ -35,8 +36,8 @@ class BootUsb {
     /// A new, unopened port for a boot device, with a time multiplier of 1.
     virtual std::unique_ptr<BootPort> MakePort();
 
-    /// The names of the devices of vendor `vid` (four upper-case hex digits), one a line. False when the bus could
-    /// not be listed.
+    /// The names of the devices of vendor `vid` (four upper-case hex digits), one a line. False when the bus
+    /// could not be listed.
     virtual bool ListDevices(const char* vid, std::string& list);
 
     static BootUsb& Get();
@@ -44,7 +45,7 @@ class BootUsb {
     /// Puts `usb` (not owned, must outlive its use) in force; null puts the real bus back.
     static void Install(BootUsb* usb);
 
-    /// Polls the list until it names a device of vendor `vid` or `limitMs` milliseconds have passed; looks at least
-    /// once. Returns the first name, or an empty text.
+    /// Polls the list until it names a device of vendor `vid` or `limitMs` milliseconds have passed; looks at
+    /// least once. Returns the first name, or an empty text.
     static std::string WaitForDevice(const char* vid, std::int64_t limitMs);
 };

@@ -6,8 +6,8 @@
 
 #include "port/ComPort.h"
 
-/// One exchange with a Renesas boot loader, as data: what is logged and sent, how the answer is read, and what of it
-/// is accepted.
+/// One exchange with a Renesas boot loader, as data: what is logged and sent, how the answer is read, and
+/// what of it is accepted.
 struct RenesasExchange {
     /// A fixed byte string of the command table.
     struct Request {
@@ -19,8 +19,8 @@ struct RenesasExchange {
             : bytes(command.data()), size(N) {}
     };
 
-    /// How an answer is read: exactly `size` bytes, by one read under the port's own time-out when `timeoutMs` is 0,
-    /// otherwise collected within `timeoutMs`.
+    /// How an answer is read: exactly `size` bytes, by one read under the port's own time-out when
+    /// `timeoutMs` is 0, otherwise collected within `timeoutMs`.
     struct Answer {
         int size = 0;
         int timeoutMs = 0;
@@ -45,8 +45,8 @@ struct RenesasExchange {
 /// How an exchange ended.
 enum class RenesasOutcome { Accepted, Alternative, NotSent, WrongResponse, WrongMode };
 
-/// Makes exchanges over an open port, logging each one's line, "OK!" or its failure under one tag, and pausing after
-/// each accepted answer.
+/// Makes exchanges over an open port, logging each one's line, "OK!" or its failure under one tag, and
+/// pausing after each accepted answer.
 class RenesasLink {
  public:
     /// `port` must outlive the link; `timem` multiplies the pauses of 100 ms.

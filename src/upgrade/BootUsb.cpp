@@ -1,0 +1,69 @@
+#include "upgrade/BootUsb.h"
+
+#include <algorithm>
+
+#include "port/ComPortUsb.h"
+#include "support/Clock.h"
+#include "support/GenericFunctions.h"
+
+namespace {
+
+constexpr std::int64_t kTurnMs = 50;
+constexpr std::size_t kListSize = 65536;
+
+class UsbBootPort final : public BootPort {
+ public:
+    CComPort& Port() override { return port_; }
+    bool ControlTransfer(unsigned char requestType, unsigned char request, unsigned short value,
+                         unsigned short index, unsigned char* data, unsigned short length,
+                         unsigned int timeout) override {
+        return port_.ControlTransfer(requestType, request, value, index, data, length, timeout);
+    }
+
+ private:
+    CComPortUsb port_{1};
+};
+
+BootUsb* installed = nullptr;
+
+std::string FirstLine(const std::string& list) {
+    const std::size_t begin = std::min(list.find_first_not_of('\n'), list.size());
+    return list.substr(begin, list.find('\n', begin) - begin);
+}
+
+}  // namespace
+
+std::unique_ptr<BootPort> BootUsb::MakePort() {
+    return std::make_unique<UsbBootPort>();
+}
+
+bool BootUsb::ListDevices(const char* vid, std::string& list) {
+    std::vector<char> names(kListSize);
+    const bool listed = CComPortUsb::GetDeviceList(names.data(), names.size(), nullptr, 0, vid);
+    list = names.data();
+    return listed;
+}
+
+BootUsb& BootUsb::Get() {
+    static BootUsb bus;
+    return installed != nullptr ? *installed : bus;
+}
+
+void BootUsb::Install(BootUsb* usb) {
+    installed = usb;
+}
+
+std::string BootUsb::WaitForDevice(const char* vid, std::int64_t limitMs) {
+    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
+    // The turns are counted too: a clock that cannot be read must not make the wait endless.
+    for (std::int64_t turnsMs = 0;; turnsMs += kTurnMs) {
+        std::string list;
+        if (Get().ListDevices(vid, list)) {
+            std::string name = FirstLine(list);
+            if (!name.empty()) return name;
+        }
+        const std::uint64_t passed = GenericFunctions::GetCurrentTimeMsec() - began;
+        if (limitMs <= turnsMs || passed >= static_cast<std::uint64_t>(limitMs)) return {};
+        SleepMs(kTurnMs);
+    }
+}

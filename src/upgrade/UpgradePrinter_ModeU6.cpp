@@ -1,0 +1,171 @@
+#include "upgrade/UpgradePrinter_ModeU6.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "port/ComPort.h"
+#include "support/Clock.h"
+#include "support/Log.h"
+#include "upgrade/BootUsb.h"
+#include "upgrade/FirmwareImage.h"
+#include "upgrade/ReopenLoop.h"
+
+namespace {
+
+constexpr const char* kTag = "SendFW";
+constexpr const char* kVendor = "10C4";
+constexpr std::array<unsigned char, 2> kEnterBoot{0x1C, 0xEE};
+constexpr int kDeviceWaitMs = 40000;
+
+constexpr unsigned char kRecordStart = '$';
+constexpr std::size_t kRecordHead = 2;  // '$' and the number of bytes that follow
+constexpr std::size_t kMostContent = UCHAR_MAX - kRecordHead;
+
+constexpr std::size_t kReportSize = 64;
+constexpr unsigned char kClassRequestToInterface = 0x21;
+constexpr unsigned char kSetReport = 9;
+constexpr unsigned short kOutputReport0 = 0x0200;
+constexpr unsigned int kReportTimeoutMs = 1000;
+constexpr std::uint64_t kReportPauseUs = 10;
+
+constexpr unsigned int kAnswerAtMost = 511;
+constexpr std::array<unsigned char, 4> kAcknowledged{0x40, 0x00, 0x00, 0x00};
+
+std::size_t RecordSize(const unsigned char* record) {
+    return kRecordHead + record[1];
+}
+
+/// The size of the record at the front of `left` bytes; 0 when no whole record is there.
+std::size_t WholeRecord(const unsigned char* data, std::size_t left) {
+    if (left < kRecordHead || data[0] != kRecordStart || data[1] > kMostContent) return 0;
+    return RecordSize(data) <= left ? RecordSize(data) : 0;
+}
+
+void SendReports(BootPort& boot, const unsigned char* data, std::size_t size) {
+    for (std::size_t at = 0; at < size; at += kReportSize) {
+        std::array<unsigned char, kReportSize> report{};
+        std::copy_n(data + at, std::min(kReportSize, size - at), report.begin());
+        // A report that was not taken shows in the record's acknowledgement.
+        boot.ControlTransfer(kClassRequestToInterface, kSetReport, kOutputReport0, 0, report.data(),
+                             kReportSize, kReportTimeoutMs);
+        Clock::Get().SleepMicroseconds(kReportPauseUs);
+    }
+}
+
+}  // namespace
+
+UpgradePrinter_ModeU6::UpgradePrinter_ModeU6(int upgComponents, int timem)
+    : UpgradeEngine(upgComponents, timem) {
+    iUpgradeMode = 6;
+}
+
+const UpgradeFlow& UpgradePrinter_ModeU6::Flow() const {
+    static constexpr UpgradeFlow kFlow{10000,
+                                       UpgradeFlow::Preparation::kConvertThenBackup,
+                                       nullptr,
+                                       true,
+                                       UpgradeFlow::Reopen::kNever,
+                                       UpgradeFlow::AfterFirmware::kSettleThenScaledWait,
+                                       UpgradeFlow::Restore::kRestorePortInfo,
+                                       false};
+    return kFlow;
+}
+
+bool UpgradePrinter_ModeU6::EnterUSBBootDirectModeOnUSB(CComPort& port) {
+    Log::WriteLog("EnterUSBBootDirectModeOnUSB", "Sending command to enter in USB Boot Direct mode... ");
+    port.SendCommand(kEnterBoot);
+    return true;
+}
+
+std::vector<unsigned char*> UpgradePrinter_ModeU6::SplitBuffer(const unsigned char* data, int length) {
+    std::vector<Record> records;
+    const std::size_t size = data != nullptr && length > 0 ? static_cast<std::size_t>(length) : 0;
+    for (std::size_t at = 0; at < size;) {
+        const std::size_t recordSize = WholeRecord(data + at, size - at);
+        if (recordSize == 0) return {};
+        records.push_back(std::make_unique<unsigned char[]>(recordSize));
+        std::copy_n(data + at, recordSize, records.back().get());
+        at += recordSize;
+    }
+    std::vector<unsigned char*> pointers;
+    pointers.reserve(records.size());
+    for (Record& record : records) pointers.push_back(record.release());
+    return pointers;
+}
+
+bool UpgradePrinter_ModeU6::SendRecord(BootPort& boot, const unsigned char* record) {
+    SendReports(boot, record, RecordSize(record));
+    std::array<unsigned char, kAnswerAtMost + 1 + CComPort::kReadSlack> answer{};
+    unsigned int err = 0;
+    const unsigned int size = boot.Port().Read(answer.data(), kAnswerAtMost, &err);
+    if (size == 0) {
+        Log::WriteLog(kTag, "Read FW Release Error");  // kept: the text of the release inquiries
+        return false;
+    }
+    if (size < kAcknowledged.size() ||
+        !std::equal(kAcknowledged.begin(), kAcknowledged.end(), answer.begin())) {
+        Log::WriteLog(kTag, "Silicon Laboratory answer Error NACK");
+        return false;
+    }
+    return true;
+}
+
+bool UpgradePrinter_ModeU6::SendRecords(const std::vector<Record>& records) {
+    Log::WriteLog(kTag, "Found Silicon Lab device.");
+    SleepSeconds(1);
+    const std::unique_ptr<BootPort> boot = BootUsb::Get().MakePort();
+    // The results are not looked at: a device that is not open acknowledges nothing.
+    boot->Port().InitWithVid(kVendor);
+    boot->Port().Open();
+    Log::WriteLog(kTag, "start sending FW ");
+    int number = 0;
+    for (const Record& record : records) {
+        Log::WriteLogP(kTag, "Bank %d ", ++number);
+        if (!SendRecord(*boot, record.get())) {
+            boot->Port().Close();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
+                                   CommPortSettings& settings, void* ctx1, void* ctx2) {
+    static_cast<void>(info);
+    static_cast<void>(settings);
+    static_cast<void>(ctx1);
+    static_cast<void>(ctx2);
+    // Looked at before the printer is told anything: in its boot loader it could only be left without
+    // firmware.
+    const FirmwareImage image = FirmwareImage::Of(package);
+    std::vector<Record> records;
+    if (image.length <= INT_MAX) {
+        for (unsigned char* record : SplitBuffer(image.data, static_cast<int>(image.length))) {
+            records.emplace_back(record);
+        }
+    }
+    if (records.empty()) {
+        Log::WriteLog(kTag,
+                      "Upgrade file wrong or incomplete: the firmware is not a run of boot loader records");
+        return false;
+    }
+
+    kReopenBeforeFirmware.Run(port, iTimem, kTag);
+    if (!port.HandshakeCommunication()) {
+        Log::WriteLog(kTag, "Handshake Communication Error.");
+        return false;
+    }
+    EnterUSBBootDirectModeOnUSB(port);
+    port.Close();
+    if (BootUsb::WaitForDevice(kVendor, std::int64_t{kDeviceWaitMs} * iTimem).empty()) {
+        Log::WriteLog(kTag, "Not found Silicon Lab device Error.");
+        return false;
+    }
+    if (!SendRecords(records)) return false;
+    SleepSeconds(1, iTimem);
+    return true;
+}
