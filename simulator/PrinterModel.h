@@ -1,0 +1,128 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/AnswerQueue.h"
+#include "simulator/BankReceiver.h"
+#include "simulator/CommandParser.h"
+#include "simulator/FaultPlan.h"
+#include "simulator/ModuleReceiver.h"
+#include "simulator/PrinterOptions.h"
+
+namespace simulator {
+
+/// A printer: answers the status handshake and the framed requests, takes modules and the bank traffic of U1,
+/// U3 and U5, enters its boot loader for U2, U4 and U6, programs what was sent whole and in order, restarts,
+/// and comes back with the new release. Firmware of the release that it runs is programmed like any other.
+///
+/// It checks all that a printer can: what it refuses it leaves unanswered or answers with an error byte, and
+/// notes as a violation. After bytes that belong to no request it hears nothing until the line was quiet for
+/// a second.
+class PrinterModel final : public DeviceModel {
+ public:
+    explicit PrinterModel(PrinterOptions options);
+
+    void Receive(const unsigned char* data, std::size_t size, std::uint64_t now) override;
+    std::vector<Bytes> Transmit(std::uint64_t now) override;
+    bool Control(const ControlRequest& request, std::uint64_t now) override;
+    std::uint64_t NextEvent(std::uint64_t now) const override;
+    bool OnLine(std::uint64_t now) override;
+    std::optional<UsbIdentity> OnUsb(std::uint64_t now) override;
+    void ConnectionChanged(bool connected, std::uint64_t now) override;
+    bool TakeCut() override;
+
+    /// The user switches the printer off and on. A boot device with firmware comes back as a printer.
+    void PowerCycle(std::uint64_t now);
+
+    /// What the host did that a printer would not have stood, the boot device's part included. Tests expect
+    /// none.
+    std::vector<std::string> Violations() const;
+    const std::vector<std::string>& Events() const { return events_; }
+    /// The firmware last programmed, all banks in order; empty before.
+    const Bytes& FlashImage() const { return flash_; }
+    /// The modules programmed, each as it was sent, in order.
+    const std::vector<Bytes>& Modules() const { return modules_; }
+    const std::string& Release() const { return release_; }
+    /// Restarts so far, whatever their reason.
+    int Restarts() const { return restarts_; }
+    /// How often the exchange took place.
+    int Count(Exchange exchange) const { return faults_.Count(exchange); }
+    /// The boot device while the printer is one, else null.
+    BootDevice* Boot() { return boot_.get(); }
+
+ private:
+    enum class Presence { Here, Away, Boot };
+    enum class Input { Requests, Banks, Module, Deaf };
+
+    void Advance(std::uint64_t now);
+    void Leave(std::uint64_t now);
+    void Return(std::uint64_t now);
+    void LeaveBootLoader(std::uint64_t now);
+    void GiveUpStalled(std::uint64_t now);
+    void ForgetInput();
+
+    std::size_t Consume(const unsigned char* data, std::size_t size, std::uint64_t now);
+    void ConsumeRequestByte(unsigned char byte, std::uint64_t now);
+    void Unrecognised(std::uint64_t now);
+    template <class Receiver>
+    std::size_t Feed(Receiver& receiver, const unsigned char* data, std::size_t size, std::uint64_t now);
+
+    void OnRequest(std::uint64_t now);
+    void OnInquiry(Exchange exchange, std::uint64_t now);
+    Bytes OwnAnswer(Exchange exchange) const;
+    void OnStartBanks(std::uint64_t now);
+    std::string StartGroup(unsigned char first, unsigned char last);
+    std::string StartBank(unsigned char first, unsigned char last);
+    void OnBanksEnd(std::uint64_t now);
+    void ProgramBanks(std::uint64_t now);
+    bool AnswersBanks() const;
+    bool IsLastOfFirmware() const;
+    void OnModuleEnd(std::uint64_t now);
+    void OnBootEntry(bool renesas, std::uint64_t now);
+
+    std::uint64_t Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result);
+    void Restart(std::uint64_t leaveAt, std::uint64_t backAt);
+    void Cut(std::uint64_t now);
+    void Violation(std::uint64_t now, const std::string& text);
+    void Event(std::uint64_t now, const std::string& text);
+
+    PrinterOptions options_;
+    FaultPlan faults_;
+    CommandParser parser_;
+    BankReceiver banks_;
+    ModuleReceiver module_;
+    AnswerQueue answers_;
+
+    Presence presence_ = Presence::Here;
+    Input input_ = Input::Requests;
+    std::uint64_t lastByteAt_ = 0;
+    std::uint64_t leaveAt_ = kNever;
+    std::uint64_t backAt_ = kNever;
+    std::uint64_t bootAt_ = kNever;
+    bool entersBoot_ = false;
+    bool cut_ = false;
+
+    bool selected_ = false;         // the command set, since power came on
+    std::optional<Exchange> last_;  // the exchange before, since power came on
+    const Fault* transferFault_ = nullptr;
+    bool dataPhase_ = false;    // U5: the code group is programmed
+    std::size_t nextBank_ = 0;  // U5: index of the bank that has to come next
+
+    std::string release_;
+    std::string newRelease_;
+    std::string serial_;
+    std::string newSerial_;
+    bool upgraded_ = false;
+    bool newFirmware_ = false;
+    int restarts_ = 0;
+    Bytes flash_;
+    std::vector<Bytes> modules_;
+    std::unique_ptr<BootDevice> boot_;
+    std::vector<std::string> violations_;
+    std::vector<std::string> events_;
+};
+
+}  // namespace simulator
