@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "port/ComPort.h"
@@ -106,13 +107,14 @@ class CComPortUsb final : public CComPort {
     bool bIdentified = false;  ///< a product ID was given; chooses how Write and ReOpen find the device again
 
  private:
+    using DeviceVisitor = std::function<void(libusb_device* device, const std::string& address)>;
+
     bool TakeList(const char* tag);
-    int Search(const UsbSearch& wanted);
-    bool TakeDevice(const UsbSearch& wanted, libusb_device* device);
-    void TakeEndpoints(const libusb_config_descriptor* config);
-    bool DetachKernelDrivers(const UsbSearch& wanted, int interfaces);
-    bool Fail(const char* tag, const char* text);
-    unsigned int TransferTimeout(unsigned int ms) const;
+    int RunSearch(UsbSearch& search);
+    bool VisitLikeDevices(const char* tag, const DeviceVisitor& visit);
+    bool InitAgainForWrite();
     unsigned int WritePieces(const unsigned char* buf, unsigned int len, unsigned int* err);
-    bool FindAgainAndOpen();
+    unsigned int TransferTimeout(unsigned int ms) const;
+    bool Fail(const char* tag, const char* text);
+    unsigned int FailTransfer(const char* text, unsigned int* err);
 };
