@@ -1,0 +1,349 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "harness/VirtualClock.h"
+#include "port/ComPort.h"
+#include "support/GenericConst.h"
+
+using Bytes = std::vector<unsigned char>;
+
+/// Bytes of a text, of an array of the program's tables, or of several joined.
+inline Bytes BytesOf(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+template <std::size_t N>
+Bytes BytesOf(const std::array<unsigned char, N>& array) {
+    return {array.begin(), array.end()};
+}
+inline Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+/// A port that plays the printer's side of a conversation from rows: what must be written, what is then read.
+///
+///     VirtualClock clock;
+///     ScriptedPort port(&clock);
+///     port.Expect({0x18}).Expect({0x1D, 0x49, 0x03}).Answer("1.00").Silence(2).OnReOpen(false).OnReOpen();
+///
+/// Anything else than the script fails the test with the conversation so far and what was due; from then on
+/// writes fail and reads bring nothing, so that the code under test comes to its end. So do rows that remain
+/// when the port goes away. How many writes carry the bytes of a row, and how many reads fetch an answer, is
+/// free.
+class ScriptedPort final : public CComPort {
+ public:
+    /// Settings in force when a write was made, with its bytes.
+    struct Sent {
+        Bytes bytes;
+        unsigned int uiTimeoutTX = 0;
+        unsigned int uiTimeoutRX = 0;
+        unsigned int uiWPacketSize = 0;
+    };
+
+    /// Reads that bring nothing advance `clock` (may be null) by the read time-out.
+    explicit ScriptedPort(VirtualClock* clock = nullptr, COMMPORTTYPE type = COMMPORT_ETHERNET)
+        : clock_(clock) {
+        iPortType = type;
+        uiTimeoutTX = 500;
+        uiTimeoutRX = 500;
+        uiWPacketSize = 1000;
+    }
+    ~ScriptedPort() { Done(); }
+
+    // ---- rows ----
+
+    /// These bytes must be written next.
+    ScriptedPort& Expect(Bytes bytes) { return Add({Kind::Expect, std::move(bytes)}); }
+    ScriptedPort& Expect(std::string_view text) { return Expect(BytesOf(text)); }
+    template <std::size_t N>
+    ScriptedPort& Expect(const std::array<unsigned char, N>& bytes) {
+        return Expect(BytesOf(bytes));
+    }
+    /// So many bytes must be written next, whatever they are (see `sent`).
+    ScriptedPort& ExpectAny(std::size_t count) { return Add({Kind::ExpectAny, Bytes(count)}); }
+    /// The next reads bring these bytes; one read brings at most what it asks (or 1024, `bReadsWhole`).
+    ScriptedPort& Answer(Bytes bytes) { return Add({Kind::Answer, std::move(bytes)}); }
+    ScriptedPort& Answer(std::string_view text) { return Answer(BytesOf(text)); }
+    /// So many reads time out.
+    ScriptedPort& Silence(int reads = 1) { return Add({Kind::Silence, {}, reads}); }
+    /// Any number of reads, none too, time out until something is written or a scripted operation is called.
+    ScriptedPort& SilenceUntilAsked() { return Add({Kind::SilenceUntilAsked}); }
+    /// The next write takes `taken` of its bytes and fails with `error`.
+    ScriptedPort& FailWrite(int error = 1, std::size_t taken = 0) {
+        return Add({Kind::FailWrite, Bytes(taken), error});
+    }
+    /// The connection is lost: the next read or write fails, and so do those after it until it is opened
+    /// again.
+    ScriptedPort& Drop() { return Add({Kind::Drop}); }
+    /// The next thing must be this operation, which gives `result`. Once an operation is named in a script,
+    /// each call of it must be; the ones that never are succeed (see `Calls`).
+    ScriptedPort& OnOpen(bool result = true) { return AddCall("Open", result); }
+    ScriptedPort& OnClose() { return AddCall("Close", true); }
+    ScriptedPort& OnReOpen(bool result = true) { return AddCall("ReOpen", result); }
+    ScriptedPort& OnHandshake(bool result = true) { return AddCall("HandshakeCommunication", result); }
+    ScriptedPort& OnSaveLocation(bool result = true) { return AddCall("SaveLocationCurrentDevice", result); }
+    ScriptedPort& OnRestoreLocation(bool result = true) {
+        return AddCall("RestoreAddrNumFrmLocatio", result);
+    }
+    /// A whole handshake byte by byte; HandshakeCommunication then is the real one from the start.
+    ScriptedPort& Handshake(unsigned char status = 0x12, std::string_view release = "1.00") {
+        bHandshakeOnTheWire = true;
+        return Expect(GenericConst::kSelectEscPos)
+            .Expect(BytesOf(GenericConst::kCancel) + BytesOf(GenericConst::kGetGsi))
+            .Answer(Bytes{status})
+            .Expect(BytesOf(GenericConst::kCancel) + BytesOf(GenericConst::kGetFirmwareRelease))
+            .Answer(release);
+    }
+
+    /// Reports rows that remain; true when there are none and nothing went wrong.
+    bool Done() {
+        while (!rows_.empty() && rows_.front().kind == Kind::SilenceUntilAsked) rows_.pop_front();
+        if (!rows_.empty()) Mismatch("the script was not played to its end");
+        return !bBroken_;
+    }
+
+    /// How often an operation was called, by its name ("ReOpen", "BackupPortInfo", ...).
+    int Calls(const std::string& operation) const {
+        const auto found = calls_.find(operation);
+        return found == calls_.end() ? 0 : found->second;
+    }
+    Bytes AllSent() const {
+        Bytes all;
+        for (const Sent& one : sent) all = std::move(all) + one.bytes;
+        return all;
+    }
+
+    std::vector<Sent> sent;  ///< every write that was made, taken or not
+    bool bHandshakeOnTheWire =
+        false;                 ///< HandshakeCommunication exchanges bytes instead of being a mere call
+    bool bReadsWhole = false;  ///< a read brings up to 1024 bytes whatever it asks, as on a serial line
+
+    // ---- the port ----
+
+    using CComPort::Init;
+    using CComPort::InitWithVid;
+    bool Open() override { return Reconnect("Open"); }
+    bool Close() override { return Called("Close"); }
+    bool ReOpen() override { return Reconnect("ReOpen"); }
+    bool BackupPortInfo() override { return Called("BackupPortInfo"); }
+    bool RestoreportInfo() override { return Called("RestoreportInfo"); }
+    bool DumpPortInfo() override { return Called("DumpPortInfo"); }
+    bool SaveLocationCurrentDevice() override { return Called("SaveLocationCurrentDevice"); }
+    bool RestoreAddrNumFrmLocatio() override { return Called("RestoreAddrNumFrmLocatio"); }
+    void CleanTX() override { ++calls_["CleanTX"]; }
+    void CleanRX() override {
+        ++calls_["CleanRX"];
+        DropStartedAnswer();
+    }
+    void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms); }
+    void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms); }
+    int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
+    bool HandshakeCommunication() override {
+        return bHandshakeOnTheWire ? RunHandshake({5, 1500, false}) : Called("HandshakeCommunication");
+    }
+
+    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+        sent.push_back({len != 0 ? Bytes(buf, buf + len) : Bytes(), uiTimeoutTX, uiTimeoutRX, uiWPacketSize});
+        Note("write", sent.back().bytes);
+        *err = 0;
+        EndOpenSilence();
+        for (unsigned int taken = 0; taken < len;) {
+            if (bBroken_ || bLost_) return Fail(err, 0);
+            if (rows_.empty()) return Surprise("a write after the end of the script", err);
+            Row& row = rows_.front();
+            switch (row.kind) {
+                case Kind::Expect:
+                case Kind::ExpectAny: {
+                    const std::size_t part = std::min<std::size_t>(len - taken, row.bytes.size() - row.used);
+                    const auto due = row.bytes.begin() + static_cast<std::ptrdiff_t>(row.used);
+                    const auto end = due + static_cast<std::ptrdiff_t>(part);
+                    const auto different = std::mismatch(due, end, buf + taken).first;
+                    if (row.kind == Kind::Expect && different != end) {
+                        return Surprise("a write that differs at byte " +
+                                            std::to_string(different - row.bytes.begin()) +
+                                            " of what was due",
+                                        err);
+                    }
+                    Use(row, part);
+                    taken += static_cast<unsigned int>(part);
+                    break;
+                }
+                case Kind::FailWrite: {
+                    taken += static_cast<unsigned int>(std::min<std::size_t>(row.bytes.size(), len - taken));
+                    Fail(err, row.number);
+                    rows_.pop_front();
+                    return taken;
+                }
+                case Kind::Drop:
+                    return Lose(err);
+                default:
+                    return Surprise("a write", err);
+            }
+        }
+        return len;
+    }
+
+    unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override {
+        if (bBroken_ || bLost_) return Silent(err);
+        if (rows_.empty()) return Surprise("a read after the end of the script", err);
+        Row& row = rows_.front();
+        switch (row.kind) {
+            case Kind::Answer: {
+                const std::size_t most = bReadsWhole ? std::size_t{kReadSlack} : std::size_t{len};
+                const std::size_t part = std::min(most, row.bytes.size() - row.used);
+                if (part != 0) std::memcpy(buf, row.bytes.data() + row.used, part);
+                Note("read", Bytes(buf, buf + part));
+                Use(row, part);
+                *err = 0;
+                return static_cast<unsigned int>(part);
+            }
+            case Kind::Silence:
+                if (--row.number <= 0) rows_.pop_front();
+                return Silent(err);
+            case Kind::SilenceUntilAsked:
+                return Silent(err);
+            case Kind::Drop:
+                return Lose(err);
+            default:
+                return Surprise("a read", err);
+        }
+    }
+
+ private:
+    enum class Kind { Expect, ExpectAny, Answer, Silence, SilenceUntilAsked, FailWrite, Drop, Call };
+    struct Row {
+        Kind kind = Kind::Expect;
+        Bytes bytes = {};
+        int number = 0;  ///< reads of a silence, error of a failed write, result of a call
+        std::string operation = {};
+        std::size_t used = 0;
+    };
+
+    ScriptedPort& Add(Row row) {
+        rows_.push_back(std::move(row));
+        return *this;
+    }
+    ScriptedPort& AddCall(const char* operation, bool result) {
+        scripted_[operation] = true;
+        return Add({Kind::Call, {}, result ? 1 : 0, operation});
+    }
+
+    // Empty rows (an empty answer) are used up by one call as well.
+    void Use(Row& row, std::size_t part) {
+        row.used += part;
+        if (row.used >= row.bytes.size()) rows_.pop_front();
+    }
+
+    bool Called(const std::string& operation) {
+        ++calls_[operation];
+        Note(operation.c_str(), {});
+        if (bBroken_) return false;
+        DropStartedAnswer();
+        if (scripted_.count(operation) == 0) return true;
+        EndOpenSilence();
+        if (rows_.empty() || rows_.front().kind != Kind::Call || rows_.front().operation != operation) {
+            Mismatch("a call of " + operation);
+            return false;
+        }
+        const bool result = rows_.front().number != 0;
+        rows_.pop_front();
+        return result;
+    }
+    bool Reconnect(const char* operation) {
+        const bool result = Called(operation);
+        if (result) bLost_ = false;
+        return result;
+    }
+
+    void EndOpenSilence() {
+        if (!rows_.empty() && rows_.front().kind == Kind::SilenceUntilAsked) rows_.pop_front();
+    }
+    void DropStartedAnswer() {
+        if (!rows_.empty() && rows_.front().kind == Kind::Answer && rows_.front().used != 0)
+            rows_.pop_front();
+    }
+    unsigned int Silent(unsigned int* err) {
+        Note("read nothing", {});
+        if (clock_ != nullptr) clock_->Advance(uiTimeoutRX);
+        return Fail(err, 1);
+    }
+    unsigned int Lose(unsigned int* err) {
+        rows_.pop_front();
+        bLost_ = true;
+        return Fail(err, 1);
+    }
+    static unsigned int Fail(unsigned int* err, int error) {
+        *err = static_cast<unsigned int>(error);
+        return 0;
+    }
+    unsigned int Surprise(const std::string& what, unsigned int* err) {
+        Mismatch(what);
+        return Fail(err, 1);
+    }
+
+    void Note(const char* what, const Bytes& bytes) {
+        std::string line = what;
+        transcript_.push_back(line.append(bytes.empty() ? "" : " ").append(Dump(bytes)));
+        if (transcript_.size() > kTranscriptLines) transcript_.pop_front();
+    }
+
+    void Mismatch(const std::string& what) {
+        if (bBroken_) return;
+        bBroken_ = true;
+        std::string text = what + "\n  conversation so far:\n";
+        for (const std::string& line : transcript_) text += "    " + line + "\n";
+        text += "  due:\n";
+        for (std::size_t i = 0; i < rows_.size() && i < kRowsShown; ++i)
+            text += "    " + Describe(rows_[i]) + "\n";
+        if (rows_.empty()) text += "    nothing\n";
+        if (rows_.size() > kRowsShown) text += "    ... " + std::to_string(rows_.size()) + " rows in all\n";
+        ADD_FAILURE() << "ScriptedPort: " << text;
+    }
+
+    static std::string Describe(const Row& row) {
+        static const char* const names[] = {
+            "expect", "expect any", "answer", "silence", "silence until asked", "fail write", "drop", "call"};
+        const std::string used = row.used != 0 ? " (" + std::to_string(row.used) + " of them gone)" : "";
+        return names[static_cast<int>(row.kind)] + (row.operation.empty() ? "" : " " + row.operation) +
+               (row.bytes.empty() ? "" : " " + Dump(row.bytes) + used);
+    }
+
+    // The first bytes in hex and as text.
+    static std::string Dump(const Bytes& bytes) {
+        std::string hex;
+        std::string text;
+        for (std::size_t i = 0; i < bytes.size() && i < kBytesShown; ++i) {
+            char digits[4];
+            std::snprintf(digits, sizeof(digits), "%02X ", static_cast<unsigned int>(bytes[i]));
+            hex += digits;
+            text += bytes[i] >= 32 && bytes[i] < 127 ? static_cast<char>(bytes[i]) : '.';
+        }
+        if (bytes.empty()) return "";
+        return std::to_string(bytes.size()) + ": " + hex + (bytes.size() > kBytesShown ? "... " : "") + "|" +
+               text + "|";
+    }
+
+    static constexpr std::size_t kTranscriptLines = 40;
+    static constexpr std::size_t kRowsShown = 6;
+    static constexpr std::size_t kBytesShown = 48;
+
+    VirtualClock* clock_;
+    std::deque<Row> rows_;
+    std::deque<std::string> transcript_;
+    std::map<std::string, int> calls_;
+    std::map<std::string, bool> scripted_;
+    bool bBroken_ = false;
+    bool bLost_ = false;
+};
