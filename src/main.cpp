@@ -144,7 +144,8 @@ bool ParseSerialDevice(std::string_view text, CommPortSettings* settings) {
     if (first == std::string_view::npos) return false;
     const std::size_t second = text.find(':', first + 1);
     int baudrate = 0;
-    if (second == std::string_view::npos || !ParseNumber(text.substr(first + 1, second - first - 1), &baudrate))
+    if (second == std::string_view::npos ||
+        !ParseNumber(text.substr(first + 1, second - first - 1), &baudrate))
         return false;
     // Written even when the flow word turns out to be unknown.
     settings->iBaudrate = baudrate;
@@ -154,10 +155,14 @@ bool ParseSerialDevice(std::string_view text, CommPortSettings* settings) {
 
 std::shared_ptr<CComPort> CreatePort(COMMPORTTYPE kind) {
     switch (kind) {
-        case COMMPORT_ETHERNET: return std::make_shared<CComPortEth>();
-        case COMMPORT_USB: return std::make_shared<CComPortUsb>(timem);
-        case COMMPORT_SERIAL: return std::make_shared<CComPortRs232>();
-        default: return nullptr;
+        case COMMPORT_ETHERNET:
+            return std::make_shared<CComPortEth>();
+        case COMMPORT_USB:
+            return std::make_shared<CComPortUsb>(timem);
+        case COMMPORT_SERIAL:
+            return std::make_shared<CComPortRs232>();
+        default:
+            return nullptr;
     }
 }
 
@@ -220,8 +225,8 @@ void parse_args(int argc, char** argv) {
         std::exit(0);
     }
 
-    // kept: a value word is looked at again as an option of its own, so that "-f -v" names a file and turns the
-    // log on. An option that needs a value and is the last word keeps its default.
+    // kept: a value word is looked at again as an option of its own, so that "-f -v" names a file and turns
+    // the log on. An option that needs a value and is the last word keeps its default.
     for (int i = 1; i < argc;) {
         const std::string_view word(argv[i]);
         const char* value = ++i < argc ? argv[i] : nullptr;
@@ -272,10 +277,14 @@ bool parse_type(const char* text, COMMPORTTYPE* kind) {
 /// True when the text is well formed for the type; fills the settings, partly even when it is not.
 bool parse_device(const char* text, COMMPORTTYPE kind, CommPortSettings* settings) {
     switch (kind) {
-        case COMMPORT_USB: return ParseUsbDevice(text, settings);
-        case COMMPORT_ETHERNET: return ParseEthDevice(text, settings);
-        case COMMPORT_SERIAL: return ParseSerialDevice(text, settings);
-        default: return false;
+        case COMMPORT_USB:
+            return ParseUsbDevice(text, settings);
+        case COMMPORT_ETHERNET:
+            return ParseEthDevice(text, settings);
+        case COMMPORT_SERIAL:
+            return ParseSerialDevice(text, settings);
+        default:
+            return false;
     }
 }
 

@@ -69,7 +69,8 @@ TEST(CommandLine, EchoesWhatItTook) {
     EXPECT_EQ(Parse({"--usbdevlist", "-f", "a.mod", "-t", "eth", "-d", "h:1", "--printerversion"}),
               "ARGS: usbdevlist=1 filename=a.mod type=eth device=h:1\n");
     EXPECT_EQ(printerversion, 1);
-    EXPECT_EQ(Parse({"-f", "b"}), "ARGS: usbdevlist=0 filename=b type= device=\n");  // nothing left from before
+    EXPECT_EQ(Parse({"-f", "b"}),
+              "ARGS: usbdevlist=0 filename=b type= device=\n");  // nothing left from before
 }
 
 TEST(CommandLine, ValuesOfAnyLengthAreCut) {
@@ -92,7 +93,8 @@ TEST(CommandLine, FileNames) {
     for (const char* ending : {".mod", ".Mod", ".MOD"}) EXPECT_EQ(accepted(std::string("a") + ending), 1);
     for (const char* ending : {".psw", ".Psw", ".PSW", ".pfw", ".Pfw", ".PFW"})
         EXPECT_EQ(accepted(std::string("a") + ending), 0);
-    for (const char* name : {"a.mOd", "a.pSw", "a.PfW", "a.psw ", "a.psw.bak", "psw"}) EXPECT_EQ(accepted(name), -1);
+    for (const char* name : {"a.mOd", "a.pSw", "a.PfW", "a.psw ", "a.psw.bak", "psw"})
+        EXPECT_EQ(accepted(name), -1);
     EXPECT_EQ(accepted("missing.psw", false), -1);
     int isMod = -1;
     EXPECT_FALSE(parse_filename("", &isMod));
@@ -121,10 +123,14 @@ TEST(CommandLine, EthernetDevices) {
         const char* address;
         int port;
     };
-    const Case cases[] = {
-        {"192.168.1.5:9100", true, "192.168.1.5", 9100}, {"host:9100x", true, "host", 9100}, {":1", true, "", 1},
-        {"h:9100:7", true, "h", 9100},                   {"192.168.1.5", false, "", -7},     {"h:", false, "", -7},
-        {"h:x", false, "", -7},                          {"", false, "", -7}};
+    const Case cases[] = {{"192.168.1.5:9100", true, "192.168.1.5", 9100},
+                          {"host:9100x", true, "host", 9100},
+                          {":1", true, "", 1},
+                          {"h:9100:7", true, "h", 9100},
+                          {"192.168.1.5", false, "", -7},
+                          {"h:", false, "", -7},
+                          {"h:x", false, "", -7},
+                          {"", false, "", -7}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
         CommPortSettings settings;
@@ -143,17 +149,16 @@ TEST(CommandLine, SerialDevices) {
         const char* path;
         int baudrate, flow;
     };
-    const Case cases[] = {
-        {"/dev/ttyS0:115200:SW", true, "/dev/ttyS0", 115200, 2},
-        {"/dev/ttyS0:9600:HW", true, "/dev/ttyS0", 9600, 1},
-        {"/dev/ttyS0:7:NONE", true, "/dev/ttyS0", 7, 0},
-        {"/dev/ttyS0:115200:XON", false, "/dev/ttyS0", 115200, -7},  // written all the same
-        {"/dev/ttyS0:115200:hw", false, "/dev/ttyS0", 115200, -7},
-        {"/dev/ttyS0:115200:", false, "/dev/ttyS0", 115200, -7},
-        {"/dev/ttyS0:fast:HW", false, "", -7, -7},
-        {"/dev/ttyS0:115200", false, "", -7, -7},
-        {"/dev/ttyS0", false, "", -7, -7},
-        {"", false, "", -7, -7}};
+    const Case cases[] = {{"/dev/ttyS0:115200:SW", true, "/dev/ttyS0", 115200, 2},
+                          {"/dev/ttyS0:9600:HW", true, "/dev/ttyS0", 9600, 1},
+                          {"/dev/ttyS0:7:NONE", true, "/dev/ttyS0", 7, 0},
+                          {"/dev/ttyS0:115200:XON", false, "/dev/ttyS0", 115200, -7},  // written all the same
+                          {"/dev/ttyS0:115200:hw", false, "/dev/ttyS0", 115200, -7},
+                          {"/dev/ttyS0:115200:", false, "/dev/ttyS0", 115200, -7},
+                          {"/dev/ttyS0:fast:HW", false, "", -7, -7},
+                          {"/dev/ttyS0:115200", false, "", -7, -7},
+                          {"/dev/ttyS0", false, "", -7, -7},
+                          {"", false, "", -7, -7}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
         CommPortSettings settings;

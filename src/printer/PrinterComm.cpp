@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "package/PSWHeaderUpgrade.h"
 #include "port/UsbDeviceName.h"
 #include "protocol/Commands.h"
 #include "protocol/ModuleItemPrnModuleList.h"
@@ -69,9 +70,14 @@ struct PrinterQuery {
 
 namespace {
 
-constexpr PrinterQuery kProtocolVersion{
-    Commands::Cmd_CommandGetProtVer, OBJTYPE_PROTOCOLL_VERSION, true, false, "Get Prot. release Error",
-    kErrorNoAnswer, "Extract SetupItemProtocollVersion Error", nullptr};
+constexpr PrinterQuery kProtocolVersion{Commands::Cmd_CommandGetProtVer,
+                                        OBJTYPE_PROTOCOLL_VERSION,
+                                        true,
+                                        false,
+                                        "Get Prot. release Error",
+                                        kErrorNoAnswer,
+                                        "Extract SetupItemProtocollVersion Error",
+                                        nullptr};
 
 constexpr PrinterQuery DataAvailable(bool cleanOnSilence) {
     return {Commands::Cmd_CommandDataAvailable,
@@ -84,15 +90,26 @@ constexpr PrinterQuery DataAvailable(bool cleanOnSilence) {
             "ProtocollDataAvailable OK"};
 }
 
-constexpr PrinterQuery kUpgradeInfo{
-    Commands::Cmd_CommandUpgradeInfo, OBJTYPE_UPGRADE_INFO, true, false, "Get Upgrade Info Error",
-    kErrorUpgradeNotSupported, "Extract UpgradeDataInfo Error", "GetUpgradeInfo OK"};
+constexpr PrinterQuery kUpgradeInfo{Commands::Cmd_CommandUpgradeInfo,
+                                    OBJTYPE_UPGRADE_INFO,
+                                    true,
+                                    false,
+                                    "Get Upgrade Info Error",
+                                    kErrorUpgradeNotSupported,
+                                    "Extract UpgradeDataInfo Error",
+                                    "GetUpgradeInfo OK"};
 
-constexpr PrinterQuery kModulesList{
-    Commands::Cmd_CommandModulesList, OBJTYPE_MODULE_LIST, true, false, "Get Modules List Error",
-    kErrorNoAnswer, "Extract ModuleItemPrnModuleList Error", "ModuleItemPrnModuleList OK"};
+constexpr PrinterQuery kModulesList{Commands::Cmd_CommandModulesList,
+                                    OBJTYPE_MODULE_LIST,
+                                    true,
+                                    false,
+                                    "Get Modules List Error",
+                                    kErrorNoAnswer,
+                                    "Extract ModuleItemPrnModuleList Error",
+                                    "ModuleItemPrnModuleList OK"};
 
-/// Compares what the printer says of itself with what the package was made for; a printer's 0 accepts anything.
+/// Compares what the printer says of itself with what the package was made for; a printer's 0 accepts
+/// anything.
 bool MadeForPrinter(const char* tag, const UpgradeDataInfo& printer, const PSWHeaderUpgrade& package) {
     struct Identity {
         const char* name;
@@ -145,7 +162,8 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* 
         case COMMPORT_SERIAL:
             Log::WriteLog(tag, "COM Port");
             // kept: the line always runs with RTS/CTS, whatever flow control was chosen.
-            open = port->Init(settings->szSerDevice, settings->iBaudrate, kFlowControlHardware) && port->Open();
+            open =
+                port->Init(settings->szSerDevice, settings->iBaudrate, kFlowControlHardware) && port->Open();
             if (open) port->SetTimeoutRX(kSerialReadTimeoutFactor * port->GetTimeoutRX());
             break;
         case COMMPORT_ETHERNET:
@@ -165,7 +183,9 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* 
             open = port->Init(pid, length == 0 ? "" : &serial[length - 1]) && port->Open();
             break;
         }
-        default: Log::WriteLog(tag, "Port Invalid"); return false;
+        default:
+            Log::WriteLog(tag, "Port Invalid");
+            return false;
     }
     if (!open) {
         Log::WriteLog(tag, "Open Port Error");
@@ -221,8 +241,8 @@ bool PrinterComm::PrnCom_ReadSetupData(CComPort* port, const CommPortSettings* s
     return true;
 }
 
-/// Asks one question. Gives the record that came; an empty one, with the port closed and `iErrorCode` set, when
-/// nothing came, the printer answered with an error, or the answer holds another record.
+/// Asks one question. Gives the record that came; an empty one, with the port closed and `iErrorCode` set,
+/// when nothing came, the printer answered with an error, or the answer holds another record.
 ProtocolRecord PrinterComm::Ask(CComPort& port, const char* tag, const PrinterQuery& query) {
     port.SendCommand(query.request);
     const Answer answer = ReadAnswer(port);
@@ -280,9 +300,9 @@ bool PrinterComm::PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPo
     if (!MadeForPrinter(tag, printer, *madeFor)) return CloseAndFail(*port, kErrorNotAccepted);
 
     const std::shared_ptr<UpgradePrinter> engine =
-        UpgradePrinter::GetUpgradeClass(printer.eUpgradeMode, iUpgComponents, iTimeMul);
+        UpgradePrinter::GetUpgradeClass(printer.iUpgradeMode, iUpgComponents, iTimeMul);
     if (engine == nullptr) {
-        Log::WriteLogP(tag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.eUpgradeMode));
+        Log::WriteLogP(tag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.iUpgradeMode));
         return CloseAndFail(*port, kErrorNotAccepted);
     }
     const bool done =
@@ -298,7 +318,8 @@ bool PrinterComm::PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPo
     return true;
 }
 
-bool PrinterComm::PrnCom_WriteModule(CComPort* port, ModuleData* module, CommPortSettings* settings, void* ctx) {
+bool PrinterComm::PrnCom_WriteModule(CComPort* port, ModuleData* module, CommPortSettings* settings,
+                                     void* ctx) {
     const char* const tag = "PrnCom_WriteModule";
     constexpr int kLongModule = 2048000;
     constexpr int kExtraTimeStep = 1024000;
@@ -320,7 +341,8 @@ bool PrinterComm::PrnCom_WriteModule(CComPort* port, ModuleData* module, CommPor
     if (!modules) return false;
 
     const auto& listed = modules.As<ModuleItemPrnModuleList>()->GetTextLines();
-    const bool supported = std::find(listed.begin(), listed.end(), std::string(module->strCode)) != listed.end();
+    const bool supported =
+        std::find(listed.begin(), listed.end(), std::string(module->strCode)) != listed.end();
     Log::WriteLog(tag, supported ? "Module supported by this printer"
                                  : "Module not supported by this printer,  proceed anyway!!!");
     port->SendCommand(Commands::Cmd_CommandCAN);
@@ -333,7 +355,7 @@ bool PrinterComm::PrnCom_WriteModule(CComPort* port, ModuleData* module, CommPor
     } else {
         UpgradePrinter sender(iUpgComponents, iTimeMul);
         const auto kind = static_cast<ModulesAvailable::ModuleType>(module->GetModuleID());
-        sender.SendModuleToDevice(*port, kind, module->pModuleBuffer, module->iModuleLength, true, ctx);
+        sender.SendModuleToDevice(*port, kind, module->pModuleBuffer.get(), module->iModuleLength, true, ctx);
     }
     Log::WriteLog(tag, "End");
     return true;

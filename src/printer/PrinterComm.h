@@ -9,19 +9,21 @@
 struct PrinterQuery;
 class ProtocolRecord;
 
-/// The printer as the front end acts on it: reads its setup header, upgrades its firmware, downloads a module.
-/// Each operation names and opens the port itself; port, package, module and settings stay the caller's. An
-/// operation that fails returns false, logs why and, where a code exists for it, leaves that in `iErrorCode`.
+/// The printer as the front end acts on it: reads its setup header, upgrades its firmware, downloads a
+/// module. Each operation names and opens the port itself; port, package, module and settings stay the
+/// caller's. An operation that fails returns false, logs why and, where a code exists for it, leaves that in
+/// `iErrorCode`.
 class PrinterComm {
  public:
-    /// `components`: 1 firmware, 2 modules, 3 everything. `timeMultiplier`: multiplies the waits of the engines.
+    /// `components`: 1 firmware, 2 modules, 3 everything. `timeMultiplier`: multiplies the waits of the
+    /// engines.
     PrinterComm(int components, int timeMultiplier);
 
     /// Names and opens the port described by `settings` on a port of the matching kind.
     bool OpenCommunicationPort(CComPort* port, const CommPortSettings* settings);
 
-    /// Splits "vendor|product|serial" into three texts; the parts that are missing stay empty. Each output is a
-    /// buffer of 512 characters; longer parts are cut.
+    /// Splits "vendor|product|serial" into three texts; the parts that are missing stay empty. Each output is
+    /// a buffer of 512 characters; longer parts are cut.
     static void ExtractUsbParamsFromName(const char* name, char* vid, char* pid, char* serial);
 
     /// Connection check: asks for the protocol version twice, with the port opened anew between.
@@ -30,7 +32,8 @@ class PrinterComm {
     /// Prints the printer's setup header on standard output. The port is left open.
     bool PrnCom_ReadSetupData(CComPort* port, const CommPortSettings* settings);
 
-    /// Brings the package into the printer, if it was made for it. The port is closed on every way out once open.
+    /// Brings the package into the printer, if it was made for it. The port is closed on every way out once
+    /// open.
     bool PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPortSettings* settings,
                                PSWComponents* components);
 

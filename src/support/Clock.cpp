@@ -35,12 +35,17 @@ Clock& Clock::Get() {
     return installed != nullptr ? *installed : system;
 }
 
-void Clock::Install(Clock* clock) { installed = clock; }
+void Clock::Install(Clock* clock) {
+    installed = clock;
+}
 
 void SleepMs(std::int64_t ms, std::int64_t multiplier) {
     std::int64_t product = 0;
-    if (__builtin_mul_overflow(ms, multiplier, &product) || product > kLongestSleepMs) product = kLongestSleepMs;
+    if (__builtin_mul_overflow(ms, multiplier, &product) || product > kLongestSleepMs)
+        product = kLongestSleepMs;
     if (product > 0) Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(product) * 1000);
 }
 
-void SleepSeconds(std::int64_t seconds, std::int64_t multiplier) { SleepMs(seconds * 1000, multiplier); }
+void SleepSeconds(std::int64_t seconds, std::int64_t multiplier) {
+    SleepMs(seconds * 1000, multiplier);
+}

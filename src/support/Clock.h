@@ -19,8 +19,8 @@ class Clock {
     /// Waits for `us` microseconds; returns at once for 0.
     virtual void SleepMicroseconds(std::uint64_t us) = 0;
 
-    /// The real milliseconds to hand to a blocking call (select, a socket option, libusb) so that it ends when
-    /// `ms` of this clock have passed. 0 stays 0; everything else gives at least 1.
+    /// The real milliseconds to hand to a blocking call (select, a socket option, libusb) so that it ends
+    /// when `ms` of this clock have passed. 0 stays 0; everything else gives at least 1.
     virtual unsigned int BlockingTimeout(unsigned int ms) = 0;
 
     /// The clock in force.
