@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 class PSWFile;
 
@@ -21,4 +22,7 @@ struct FirmwareImage {
 
     /// The bytes of a bank. Only for an image that holds its banks, `index` from 0 to `banks` - 1.
     unsigned char* Bank(int index) const { return data + static_cast<std::uint64_t>(index) * bankSize; }
+
+    /// `count` banks from `first` on, with the same condition.
+    std::vector<unsigned char*> Banks(int first, int count) const;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -64,4 +65,7 @@ class UpgradePrinter {
     int iUpgradeMode = 0;
     int iTimem = 1;
     int iUpgComponents = 3;
+
+ private:
+    bool SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, void* ctx, int waitMs);
 };

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <string>
+
 #include "upgrade/UpgradeEngine.h"
+
+struct FirmwareImage;
 
 /// Engine U1: all banks in one group over the printer's own port, judged by one answer byte, by the release
 /// that the printer reports afterwards (Ethernet), or not at all (USB printers that send no answer). A group
@@ -24,4 +28,12 @@ class UpgradePrinter_ModeU1 final : public UpgradeEngine {
  protected:
     const UpgradeFlow& Flow() const override;
     void LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const override;
+
+ private:
+    bool SendGroupWithRetries(CComPort& port, const FirmwareImage& image, const std::string& release,
+                              bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2);
+    void ReportFailedTry(int err, int retries);
+    bool WaitWithoutAnswer(CComPort& port, bool sameVersion);
+    bool JudgeByRelease(CComPort& port, const char* releaseText, bool sameVersion, int& err);
+    bool JudgeByAnswer(CComPort& port, int& err);
 };

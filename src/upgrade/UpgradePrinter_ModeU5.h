@@ -2,6 +2,8 @@
 
 #include "upgrade/UpgradeEngine.h"
 
+struct FirmwareImage;
+
 /// Engine U5: the first three banks as one group, after which the printer resets, then every further bank
 /// alone, each but the last confirmed by an answer byte.
 class UpgradePrinter_ModeU5 final : public UpgradeEngine {
@@ -24,5 +26,7 @@ class UpgradePrinter_ModeU5 final : public UpgradeEngine {
     const UpgradeFlow& Flow() const override;
 
  private:
+    bool SendCodePhase(CComPort& port, const FirmwareImage& image, bool sameVersion, void* ctx2);
+    bool SendDataPhase(CComPort& port, const FirmwareImage& image, bool sameVersion, void* ctx2);
     int WaitForBankAnswer(CComPort& port);
 };

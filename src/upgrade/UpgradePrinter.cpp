@@ -1,0 +1,238 @@
+#include "upgrade/UpgradePrinter.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+
+#include "package/ModuleData.h"
+#include "package/PSWComponents.h"
+#include "package/PSWFile.h"
+#include "port/ComPort.h"
+#include "support/Clock.h"
+#include "support/Log.h"
+#include "upgrade/AnswerReads.h"
+#include "upgrade/ModuleAnswer.h"
+#include "upgrade/ReopenLoop.h"
+
+namespace {
+
+constexpr char kSendModule[] = "SendModuleToDevice";
+constexpr char kSendAll[] = "SendAllModules";
+
+constexpr int kModuleWriteTimeoutMs = 2000;
+constexpr std::int64_t kModuleAnswerLimitMs = 600000;  // not multiplied
+
+constexpr std::size_t kBlock = 256;
+
+struct BankSums {
+    std::uint64_t sum = 0;
+    std::uint64_t xorSum = 0;
+
+    // The index of a block's first byte is a multiple of 256: it only adds to each byte XOR its place in the
+    // block. The loop over a whole block has a constant length so that it becomes vector code.
+    void AddBlock(const unsigned char* bytes, std::size_t size, std::uint64_t index) {
+        std::uint32_t blockSum = 0;
+        std::uint32_t blockXor = 0;
+        if (size == kBlock) {
+            for (std::size_t i = 0; i < kBlock; ++i) {
+                blockSum += bytes[i];
+                blockXor += static_cast<unsigned char>(bytes[i] ^ i);
+            }
+        } else {
+            for (std::size_t i = 0; i < size; ++i) {
+                blockSum += bytes[i];
+                blockXor += static_cast<unsigned char>(bytes[i] ^ i);
+            }
+        }
+        sum += blockSum;
+        xorSum += blockXor + (index & 0xFFFF) * size;
+    }
+
+    void AddBank(const unsigned char* bytes, long length) {
+        const std::size_t size = length > 0 ? static_cast<std::size_t>(length) : 0;
+        for (std::size_t at = 0; at < size; at += kBlock)
+            AddBlock(bytes + at, std::min(kBlock, size - at), at);
+    }
+
+    bool Store(unsigned long& sumOut, unsigned long& xorOut) const {
+        sumOut = sum & 0xFFFF;
+        xorOut = xorSum & 0xFFFF;
+        return true;
+    }
+};
+
+/// How one kind of component is sent. `type` 0: the module in the package names its own.
+struct ComponentRow {
+    PSWCOMPONENTS component;
+    bool reopenLoop;
+    int headerKind;
+    int type;
+    const char* beginLine;
+    const char* errorLine;
+    const char* missingLine;
+};
+
+constexpr ComponentRow kComponents[] = {
+    {PSWComponent::kFont, true, PSWHeaderModule::FONT, ModulesAvailable::FONTS, "Send Fonts...",
+     "Programming Fonts Module Error", "Fonts Module not found"},
+    {PSWComponent::kData, false, PSWHeaderModule::DATA, ModulesAvailable::FLASH_DISK, "Send Flash Disk...",
+     "Programming Flash Disk Module Error.", "Flash Disk Module not found"},
+    {PSWComponent::kLogo & ~PSWComponent::kAfter, true, PSWHeaderModule::LOGO, ModulesAvailable::LOGOS,
+     "Send Logos...", "Programming Logos Module Error", "Logos Module not found"},
+    // Kept: other modules are reported with the texts of the logos.
+    {PSWComponent::kOther & ~PSWComponent::kAfter, true, PSWHeaderModule::OTHER, 0, "Send unknown module...",
+     "Programming Logos Module Error", "Logos Module not found"},
+};
+
+const ComponentRow* RowOf(PSWCOMPONENTS component) {
+    for (const ComponentRow& row : kComponents) {
+        if (row.component == (component & ~PSWComponent::kAfter)) return &row;
+    }
+    return nullptr;
+}
+
+std::vector<PSWHeaderModule*> ModulesOfKind(PSWFile& package, int kind) {
+    const std::unique_ptr<std::vector<PSWHeader*>> headers(package.GetHeaders(HTYPE_MODULE));
+    std::vector<PSWHeaderModule*> modules;
+    for (PSWHeader* header : *headers) {
+        auto* module = dynamic_cast<PSWHeaderModule*>(header);
+        if (module != nullptr && module->modModuleID == kind) modules.push_back(module);
+    }
+    return modules;
+}
+
+ModulesAvailable::ModuleType TypeOf(const ComponentRow& row, const PSWHeaderModule& module) {
+    if (row.type != 0) return static_cast<ModulesAvailable::ModuleType>(row.type);
+    // A module that cannot be read has no kind and goes as "other": the printer judges it.
+    ModuleData data;
+    data.LoadModuleFromMemory(module.pData.get(), static_cast<int>(module.uiDataSize));
+    return static_cast<ModulesAvailable::ModuleType>(data.GetModuleID());
+}
+
+/// The write time-out of a transfer, in milliseconds, with the line that explains a longer one.
+int WriteTimeoutOf(ModulesAvailable::ModuleType type) {
+    switch (type) {
+        case ModulesAvailable::RFID_HF:
+        case ModulesAvailable::RFID_UHF:
+            Log::WriteLog(kSendModule, "Add another Timeout due to RFID module ");
+            return kModuleWriteTimeoutMs + 2000;
+        case ModulesAvailable::BLUETOOTH:
+            Log::WriteLog(kSendModule, "Add another Timeout due to Bluetooth module ");
+            return kModuleWriteTimeoutMs + 20000;
+        default:
+            return kModuleWriteTimeoutMs;
+    }
+}
+
+/// The answer byte, or -1 when none came in time.
+int WaitForModuleAnswer(CComPort& port) {
+    AnswerReads reads(port, kModuleAnswerLimitMs);
+    for (;;) {
+        const int answer = ModuleAnswer::ReadOnce(reads, ModuleAnswer::kOfModule, kSendModule);
+        if (answer >= 0 || reads.Expired()) return answer;
+    }
+}
+
+}  // namespace
+
+bool UpgradePrinter::StartUpgrade_PSW1(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
+                                       CommPortSettings& settings, void* ctx1, void* ctx2,
+                                       PSWComponents& components) {
+    static_cast<void>(info), static_cast<void>(port), static_cast<void>(package), static_cast<void>(settings);
+    static_cast<void>(ctx1), static_cast<void>(ctx2), static_cast<void>(components);
+    Log::WriteLog("StartUpgrade_PSW1", "Unsupported Upgrade PSW1");
+    return false;
+}
+
+bool UpgradePrinter::StartUpgrade_PSW2(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
+                                       CommPortSettings& settings, void* ctx1, void* ctx2,
+                                       PSWComponents& components) {
+    static_cast<void>(info), static_cast<void>(port), static_cast<void>(package), static_cast<void>(settings);
+    static_cast<void>(ctx1), static_cast<void>(ctx2), static_cast<void>(components);
+    Log::WriteLog("StartUpgrade_PSW2", "Unsupported Upgrade PSW2");
+    return false;
+}
+
+bool UpgradePrinter::GetCheckSumVarda18h(const unsigned char* data, long length, unsigned long& sum,
+                                         unsigned long& xorSum) {
+    BankSums sums;
+    sums.AddBank(data, length);
+    return sums.Store(sum, xorSum);
+}
+
+bool UpgradePrinter::GetCheckSumKeldUsb(const std::vector<unsigned char*>& banks, long bankSize,
+                                        unsigned long& sum, unsigned long& xorSum) {
+    BankSums sums;
+    for (const unsigned char* bank : banks) sums.AddBank(bank, bankSize);
+    return sums.Store(sum, xorSum);
+}
+
+bool UpgradePrinter::SendModule(CComPort& port, ModulesAvailable::ModuleType type, const unsigned char* data,
+                                int size, void* ctx) {
+    return SendModuleToDevice(port, type, data, size, false, ctx);
+}
+
+bool UpgradePrinter::SendModuleToDevice(CComPort& port, ModulesAvailable::ModuleType type,
+                                        const unsigned char* data, int size, bool closeOnHandshakeError,
+                                        void* ctx) {
+    static_cast<void>(ctx);
+    // Kept: the text says 2 MB, and no wait grows.
+    if (size > 1024000) Log::WriteLog(kSendModule, "Add Timeout module size > 2MB ");
+    port.CleanRX();
+    if (!port.HandshakeCommunication()) {
+        Log::WriteLog(kSendModule, "Handshake Communication Error ");
+        if (closeOnHandshakeError) port.Close();
+        return false;
+    }
+    const int writeTimeout = port.GetTimeoutTX();
+    port.SetTimeoutTX(WriteTimeoutOf(type));
+    unsigned int err = 0;  // not looked at: the printer's answer decides
+    port.WritePackets(data, size > 0 ? static_cast<unsigned int>(size) : 0, 20, 4096, &err);
+    Log::WriteLog(kSendModule, "Waiting Answer...");
+    port.SetTimeoutTX(writeTimeout);
+
+    const int answer = WaitForModuleAnswer(port);
+    port.Close();
+    if (answer == ModuleAnswer::kProgrammed) return true;
+    if (answer < 0) {
+        Log::WriteLog(kSendModule, "Wait Answer Error");
+    } else {
+        ModuleAnswer::LogError(static_cast<unsigned char>(answer), kSendModule);
+    }
+    return false;
+}
+
+bool UpgradePrinter::SendAllModules(CComPort& port, PSWFile& package, PSWComponents& components, void* ctx,
+                                    int waitMs, bool sendBefore, bool sendAfter) {
+    for (int i = 0; i < components.Size(); ++i) {
+        if (!components.IsModule(i)) continue;
+        if (components.IsModuleAfter(i) ? !sendAfter : !sendBefore) continue;
+        if (!SendComponent(port, package, components.Get(i), ctx, waitMs)) return false;
+    }
+    return true;
+}
+
+bool UpgradePrinter::SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, void* ctx,
+                                   int waitMs) {
+    port.ReOpen();
+    const ComponentRow* row = RowOf(component);
+    if (row == nullptr) return true;
+    if (row->reopenLoop && !kReopenOrFail.Run(port, iTimem, kSendAll)) return false;
+    Log::WriteLog(kSendAll, row->beginLine);
+    const std::vector<PSWHeaderModule*> modules = ModulesOfKind(package, row->headerKind);
+    for (const PSWHeaderModule* module : modules) {
+        const auto size = static_cast<int>(std::min<std::uint64_t>(module->uiDataSize, INT_MAX));
+        if (!SendModule(port, TypeOf(*row, *module), module->pData.get(), size, ctx)) {
+            Log::WriteLog(kSendAll, row->errorLine);
+            return false;
+        }
+    }
+    if (modules.empty()) {
+        Log::WriteLog(kSendAll, row->missingLine);
+        return true;
+    }
+    Log::WriteLog(kSendAll, "Programming OK");
+    SleepMs(waitMs, iTimem);
+    return true;
+}

@@ -1,0 +1,33 @@
+#include "upgrade/UpgradePrinter.h"
+#include "upgrade/UpgradePrinter_ModeU1.h"
+#include "upgrade/UpgradePrinter_ModeU3.h"
+#include "upgrade/UpgradePrinter_ModeU5.h"
+
+namespace {
+
+template <class Engine>
+std::shared_ptr<UpgradePrinter> Make(int upgComponents, int timem) {
+    return std::make_shared<Engine>(upgComponents, timem);
+}
+
+/// One row an engine: the printer's upgrade mode and the maker.
+struct EngineRow {
+    int mode;
+    std::shared_ptr<UpgradePrinter> (*make)(int upgComponents, int timem);
+};
+
+constexpr EngineRow kEngines[] = {
+    {1, Make<UpgradePrinter_ModeU1>},
+    {3, Make<UpgradePrinter_ModeU3>},
+    {5, Make<UpgradePrinter_ModeU5>},
+};
+
+}  // namespace
+
+std::shared_ptr<UpgradePrinter> UpgradePrinter::GetUpgradeClass(UPGRADEMODE mode, int upgComponents,
+                                                                int timem) {
+    for (const EngineRow& row : kEngines) {
+        if (row.mode == static_cast<int>(mode)) return row.make(upgComponents, timem);
+    }
+    return nullptr;
+}
