@@ -30,25 +30,19 @@ struct BankSums {
     std::uint64_t xorSum = 0;
 
     // The index of a block's first byte is a multiple of 256: it only adds to each byte XOR its place in the
-    // block. The loop over a whole block has a constant length so that it becomes vector code.
+    // block.
     void AddBlock(const unsigned char* bytes, std::size_t size, std::uint64_t index) {
         std::uint32_t blockSum = 0;
         std::uint32_t blockXor = 0;
-        if (size == kBlock) {
-            for (std::size_t i = 0; i < kBlock; ++i) {
-                blockSum += bytes[i];
-                blockXor += static_cast<unsigned char>(bytes[i] ^ i);
-            }
-        } else {
-            for (std::size_t i = 0; i < size; ++i) {
-                blockSum += bytes[i];
-                blockXor += static_cast<unsigned char>(bytes[i] ^ i);
-            }
+        for (std::size_t i = 0; i < size; ++i) {
+            blockSum += bytes[i];
+            blockXor += static_cast<unsigned char>(bytes[i] ^ i);
         }
         sum += blockSum;
         xorSum += blockXor + (index & 0xFFFF) * size;
     }
 
+    // Whole blocks are added by a loop of constant length, which becomes vector code.
     void AddBank(const unsigned char* bytes, long length) {
         const std::size_t size = length > 0 ? static_cast<std::size_t>(length) : 0;
         for (std::size_t at = 0; at < size; at += kBlock)
