@@ -1,7 +1,10 @@
 #include "upgrade/UpgradePrinter.h"
 #include "upgrade/UpgradePrinter_ModeU1.h"
+#include "upgrade/UpgradePrinter_ModeU2.h"
 #include "upgrade/UpgradePrinter_ModeU3.h"
+#include "upgrade/UpgradePrinter_ModeU4.h"
 #include "upgrade/UpgradePrinter_ModeU5.h"
+#include "upgrade/UpgradePrinter_ModeU6.h"
 
 namespace {
 
@@ -18,8 +21,11 @@ struct EngineRow {
 
 constexpr EngineRow kEngines[] = {
     {1, Make<UpgradePrinter_ModeU1>},
+    {2, Make<UpgradePrinter_ModeU2>},
     {3, Make<UpgradePrinter_ModeU3>},
+    {4, Make<UpgradePrinter_ModeU4>},
     {5, Make<UpgradePrinter_ModeU5>},
+    {6, Make<UpgradePrinter_ModeU6>},
 };
 
 }  // namespace
