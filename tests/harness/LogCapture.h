@@ -45,8 +45,7 @@ class LogCapture {
         return texts;
     }
 
- private:
-    /// A stamp reads [2024/03/07 09:05:02.041].
+    /// A log line without its stamp, which reads [2024/03/07 09:05:02.041]; any other line as it stands.
     static std::string WithoutStamp(const std::string& line) {
         const std::size_t end = line.find(']');
         if (line.empty() || line[0] != '[' || end == std::string::npos) return line;
@@ -57,6 +56,7 @@ class LogCapture {
         return digits && std::count(stamp.begin(), stamp.end(), '/') == 2 ? line.substr(end + 1) : line;
     }
 
+ private:
     unsigned int wasType;
     bool wasData;
 };

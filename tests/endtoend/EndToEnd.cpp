@@ -1,0 +1,111 @@
+#include "endtoend/EndToEnd.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "harness/LogCapture.h"
+#include "simulator/PtyTransport.h"
+#include "simulator/TcpTransport.h"
+
+namespace endtoend {
+
+namespace {
+
+class TcpCarrier final : public Carrier {
+ public:
+    explicit TcpCarrier(simulator::DeviceModel& model) : transport_(model, 0) { transport_.Start(); }
+    std::vector<std::string> Words() const override {
+        return {"-t", "eth", "-d", "127.0.0.1:" + std::to_string(transport_.Port())};
+    }
+
+ private:
+    simulator::TcpTransport transport_;
+};
+
+class SerialCarrier final : public Carrier {
+ public:
+    explicit SerialCarrier(simulator::DeviceModel& model) : transport_(model) { transport_.Start(); }
+    std::vector<std::string> Words() const override {
+        return {"-t", "ser", "-d", transport_.Path() + ":115200:HW"};
+    }
+
+ private:
+    simulator::PtyTransport transport_;
+};
+
+std::unique_ptr<Carrier> MakeCarrier(simulator::Line line, simulator::DeviceModel& model) {
+    if (line == simulator::Line::Serial) return std::make_unique<SerialCarrier>(model);
+    return std::make_unique<TcpCarrier>(model);
+}
+
+}  // namespace
+
+int RunResult::Count(const std::string& line) const {
+    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
+}
+
+std::string RunResult::Text() const {
+    std::string text = "exit status " + std::to_string(status) + "\n";
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+void ExpectRun(const RunResult& run, bool success, const std::vector<std::string>& linesInOrder) {
+    EXPECT_EQ(run.status, success ? RunResult::kSuccess : RunResult::kFailure) << run.Text();
+    ASSERT_FALSE(run.lines.empty());
+    EXPECT_EQ(run.lines.back(), success ? "UPGRADE SUCCESS" : "UPGRADE FAILURE") << run.Text();
+    auto from = run.lines.begin();
+    for (const std::string& line : linesInOrder) {
+        from = std::find(from, run.lines.end(), line);
+        ASSERT_NE(from, run.lines.end()) << "not there, or not in this place: " << line << "\n" << run.Text();
+        ++from;
+    }
+}
+
+RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment) {
+    std::vector<std::string> argv{TICKETFLASH_SCALED};
+    argv.insert(argv.end(), words.begin(), words.end());
+    ChildProcess::Environment all = environment;
+    all.emplace_back("TICKETFLASH_TEST_CLOCK", std::to_string(kRate) + "," + std::to_string(kFloorMs));
+    ChildProcess program(argv, all);
+    RunResult result;
+    result.status = program.WaitForEnd();
+    std::istringstream output(program.Output());
+    for (std::string line; std::getline(output, line);)
+        result.lines.push_back(LogCapture::WithoutStamp(line));
+    return result;
+}
+
+Printer::Printer(const simulator::PrinterOptions& options)
+    : model_(options), carrier_(MakeCarrier(options.line, shared_)) {}
+
+RunResult Printer::Run(std::vector<std::string> words) {
+    const std::vector<std::string> port = carrier_->Words();
+    words.insert(words.end(), port.begin(), port.end());
+    return RunProgram(words, carrier_->Environment());
+}
+
+void Printer::ExpectNoViolations() {
+    for (const std::string& violation : Inspect([](const auto& model) { return model.Violations(); }))
+        ADD_FAILURE() << "the printer would not have stood: " << violation;
+}
+
+TemporaryFile::TemporaryFile(const std::string& name, const std::vector<unsigned char>& content) {
+    std::string pattern = testing::TempDir() + "ticketflash-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) return;
+    folder_ = pattern;
+    path_ = folder_ + "/" + name;
+    std::ofstream file(path_, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+}
+
+TemporaryFile::~TemporaryFile() {
+    unlink(path_.c_str());
+    rmdir(folder_.c_str());
+}
+
+}  // namespace endtoend
