@@ -20,9 +20,10 @@ class UpgradeEngine : public UpgradePrinter {
     virtual bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                         void* ctx1, void* ctx2) = 0;
 
- protected:
     /// What differs in the flow: a constant of the engine.
     virtual const UpgradeFlow& Flow() const = 0;
+
+ protected:
     /// Called before anything is logged, for an engine that logs the settings it takes from the printer.
     virtual void LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const;
 
