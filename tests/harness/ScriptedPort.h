@@ -89,6 +89,7 @@ class ScriptedPort final : public CComPort {
     ScriptedPort& Drop() { return Add({Kind::Drop}); }
     /// The next thing must be this operation, which gives `result`. Once an operation is named in a script,
     /// each call of it must be; the ones that never are succeed (see `Calls`).
+    ScriptedPort& OnInit(bool result = true) { return AddCall("Init", result); }
     ScriptedPort& OnOpen(bool result = true) { return AddCall("Open", result); }
     ScriptedPort& OnClose() { return AddCall("Close", true); }
     ScriptedPort& OnReOpen(bool result = true) { return AddCall("ReOpen", result); }
@@ -125,6 +126,7 @@ class ScriptedPort final : public CComPort {
         return all;
     }
 
+    std::string named;       ///< what the last Init named, its values joined by ":" ("|" on USB)
     std::vector<Sent> sent;  ///< every write that was made, taken or not
     bool bHandshakeOnTheWire =
         false;                 ///< HandshakeCommunication exchanges bytes instead of being a mere call
@@ -132,8 +134,14 @@ class ScriptedPort final : public CComPort {
 
     // ---- the port ----
 
-    using CComPort::Init;
     using CComPort::InitWithVid;
+    bool Init(const char* pid, const char* serial) override { return Named(std::string(pid) + "|" + serial); }
+    bool Init(const char* device, int baudrate, int flowcontrol) override {
+        return Named(device + (":" + std::to_string(baudrate)) + ":" + std::to_string(flowcontrol));
+    }
+    bool Init(const char* host, int tcpPort) override {
+        return Named(host + (":" + std::to_string(tcpPort)));
+    }
     bool Open() override { return Reconnect("Open"); }
     bool Close() override { return Called("Close"); }
     bool ReOpen() override { return Reconnect("ReOpen"); }
@@ -260,6 +268,10 @@ class ScriptedPort final : public CComPort {
         const bool result = rows_.front().number != 0;
         rows_.pop_front();
         return result;
+    }
+    bool Named(const std::string& device) {
+        named = device;
+        return Called("Init");
     }
     bool Reconnect(const char* operation) {
         const bool result = Called(operation);
