@@ -36,8 +36,8 @@ class ModuleReceiver {
     std::string Header(const std::string& key) const;
 
  private:
+    std::size_t NextStop() const;
     void CheckHeader();
-    bool SumsHold() const;
     bool SumsHoldUnderSomeKey() const;
 
     Bytes image_;

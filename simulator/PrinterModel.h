@@ -58,6 +58,7 @@ class PrinterModel final : public DeviceModel {
     enum class Input { Requests, Banks, Module, Deaf };
 
     void Advance(std::uint64_t now);
+    bool HasLastWords(std::uint64_t now) const;
     void Leave(std::uint64_t now);
     void Return(std::uint64_t now);
     void LeaveBootLoader(std::uint64_t now);
@@ -70,7 +71,7 @@ class PrinterModel final : public DeviceModel {
     template <class Receiver>
     std::size_t Feed(Receiver& receiver, const unsigned char* data, std::size_t size, std::uint64_t now);
 
-    void OnRequest(std::uint64_t now);
+    void OnRequest(Request request, std::uint64_t now);
     void OnInquiry(Exchange exchange, std::uint64_t now);
     Bytes OwnAnswer(Exchange exchange) const;
     void OnStartBanks(std::uint64_t now);
@@ -85,6 +86,7 @@ class PrinterModel final : public DeviceModel {
 
     std::uint64_t Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result);
     void Restart(std::uint64_t leaveAt, std::uint64_t backAt);
+    void Postpone(std::uint64_t leaveAt);
     void Cut(std::uint64_t now);
     void Violation(std::uint64_t now, const std::string& text);
     void Event(std::uint64_t now, const std::string& text);

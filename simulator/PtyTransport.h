@@ -1,16 +1,16 @@
 #pragma once
 
-#include <atomic>
 #include <string>
-#include <thread>
 
 #include "simulator/Descriptor.h"
 #include "simulator/DeviceModel.h"
+#include "simulator/TransportThread.h"
 
 namespace simulator {
 
-/// Carries a model over a pseudo-terminal in raw mode, as a printer on a serial line: nobody sees the host
-/// open or close it, and what is sent while the model is not on line is lost. Runs like TcpTransport.
+/// Carries a model over a pseudo-terminal in raw mode, as a printer on a serial line: it does not notice the
+/// host opening or closing the line, and what is sent while the model is not on line is lost. Runs like
+/// TcpTransport.
 class PtyTransport {
  public:
     /// Throws std::system_error when there is no pseudo-terminal.
@@ -23,23 +23,18 @@ class PtyTransport {
     const std::string& Path() const { return path_; }
 
     void Start();
-    void Stop();
+    void Stop() { thread_.Stop(); }
 
  private:
-    void Run();
     void Turn();
-    void ReceiveSome();
-    void SendSome();
 
     DeviceModel& model_;
     Descriptor master_;
     Descriptor slave_;  // held open, so that the line does not hang up when the host closes it
-    Descriptor wake_;
     std::string path_;
     Bytes input_;
     Bytes output_;
-    std::thread thread_;
-    std::atomic<bool> stop_{false};
+    TransportThread thread_;
 };
 
 }  // namespace simulator

@@ -20,7 +20,7 @@ struct ModuleSample {
     std::string factory = "SIMULATED";
     std::string note = "SAMPLE";
     std::size_t bodySize = 6000;  ///< of what is scrambled; fonts have their "FNT:" records in it
-    std::uint32_t variant = 1;       ///< the rest of the body follows from it
+    std::uint32_t variant = 1;    ///< the rest of the body follows from it
 };
 
 /// A module inside a package.

@@ -13,7 +13,7 @@ class ScaledClock final : public Clock {
  public:
     /// `rate` of at least 1. No blocking call is given less than `floorMs` real milliseconds, so that a
     /// loaded machine does not turn an answer into silence; the simulator's own side needs no such floor (1).
-    explicit ScaledClock(unsigned int rate, unsigned int floorMs);
+    ScaledClock(unsigned int rate, unsigned int floorMs);
     ~ScaledClock() override;
 
     bool Now(timeval& now) override;
@@ -21,13 +21,13 @@ class ScaledClock final : public Clock {
     unsigned int BlockingTimeout(unsigned int ms) override;
 
  private:
+    Clock& real_;
     std::uint64_t rate_;
     unsigned int floorMs_;
-    std::uint64_t wallStartUs_ = 0;
-    std::uint64_t realStartUs_ = 0;
+    std::uint64_t startUs_;
 };
 
-/// Milliseconds of the clock in force, as the transports hand them to a model. They never go back.
+/// Milliseconds of the clock in force, as the transports hand them to a model.
 std::uint64_t NowMs();
 
 }  // namespace simulator

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <thread>
 
 #include "simulator/Descriptor.h"
 #include "simulator/DeviceModel.h"
+#include "simulator/TransportThread.h"
 
 namespace simulator {
 
@@ -15,7 +14,7 @@ namespace simulator {
 /// SynchronizedModel.
 class TcpTransport {
  public:
-    /// Reserves `port`, or any free one for 0. Throws std::system_error when it cannot be had.
+    /// Reserves `port`, or any free one for 0, and listens. Throws std::system_error when it cannot be had.
     TcpTransport(DeviceModel& model, std::uint16_t port);
     TcpTransport(const TcpTransport&) = delete;
     TcpTransport& operator=(const TcpTransport&) = delete;
@@ -24,12 +23,10 @@ class TcpTransport {
     std::uint16_t Port() const { return port_; }
 
     void Start();
-    /// Ends the thread; the connection is closed. Any number of times, from any thread but the transport's
-    /// own.
+    /// Ends the thread and closes the connection. Any number of times.
     void Stop();
 
  private:
-    void Run();
     void Turn();
     void Listen(bool wanted);
     void Accept();
@@ -39,15 +36,13 @@ class TcpTransport {
     void Wait();
 
     DeviceModel& model_;
-    Descriptor reserver_;
+    Descriptor reserver_;  // bound, never listening: holds the port while nobody may connect
     Descriptor listener_;
     Descriptor connection_;
-    Descriptor wake_;
     Bytes input_;
     Bytes output_;
     std::uint16_t port_ = 0;
-    std::thread thread_;
-    std::atomic<bool> stop_{false};
+    TransportThread thread_;
 };
 
 }  // namespace simulator

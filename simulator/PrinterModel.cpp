@@ -1,0 +1,550 @@
+#include "simulator/PrinterModel.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "simulator/AnswerBuilder.h"
+#include "simulator/SampleFiles.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr std::uint64_t kQuietMs = 1000;
+constexpr std::uint64_t kStallMs = 60000;
+constexpr std::uint64_t kGraceMs = 5000;
+constexpr std::size_t kCodeBanks = 3;
+constexpr unsigned char kProgrammed = 0xAA;
+constexpr unsigned char kBankSumsWrong = 0x99;
+constexpr unsigned char kModuleSumsWrong = 0x95;
+constexpr unsigned char kModuleWrong = 0x44;
+const std::string kBootEntered = "BOOT_RST";
+
+std::optional<Exchange> InquiryOf(Request request) {
+    switch (request) {
+        case Request::Status:
+            return Exchange::Status;
+        case Request::ExtendedStatus:
+            return Exchange::ExtendedStatus;
+        case Request::Release:
+            return Exchange::Release;
+        case Request::ProtocolVersion:
+            return Exchange::ProtocolVersion;
+        case Request::SetupHeader:
+            return Exchange::SetupHeader;
+        case Request::DataAvailable:
+            return Exchange::DataAvailable;
+        case Request::UpgradeInfo:
+            return Exchange::UpgradeInfo;
+        case Request::ModulesList:
+            return Exchange::ModulesList;
+        default:
+            return std::nullopt;
+    }
+}
+
+bool Programs(const Fault* fault) {
+    if (fault == nullptr || fault->ownAnswer || fault->cutAfter) return true;
+    return std::any_of(fault->answers.begin(), fault->answers.end(), [](const Bytes& answer) {
+        return std::find(answer.begin(), answer.end(), kProgrammed) != answer.end();
+    });
+}
+
+Bytes LinesAnswer(int request, const std::vector<std::string>& lines) {
+    AnswerBuilder answer(request);
+    answer.Number(lines.size());
+    for (const std::string& line : lines) answer.Line(line);
+    return answer.Frame();
+}
+
+}  // namespace
+
+PrinterModel::PrinterModel(PrinterOptions options)
+    : options_(std::move(options)),
+      faults_(options_.faults),
+      release_(options_.release),
+      serial_(options_.usb.serial) {}
+
+// Time and presence
+
+void PrinterModel::Advance(std::uint64_t now) {
+    if (presence_ == Presence::Here && now >= leaveAt_ && !HasLastWords(now)) Leave(now);
+    if (presence_ == Presence::Away && now >= backAt_) Return(now);
+    if (presence_ == Presence::Away && now >= bootAt_) {
+        bootAt_ = kNever;
+        if (options_.bootDevice) boot_ = options_.bootDevice();
+        if (boot_) {
+            presence_ = Presence::Boot;
+            Event(now, "in the boot loader");
+        }
+    }
+    if (presence_ == Presence::Boot && boot_->Finished()) LeaveBootLoader(now);
+    if (presence_ == Presence::Here) GiveUpStalled(now);
+}
+
+// An answer that fell due before the restart is still fetched when the transport was slow, but not for ever.
+bool PrinterModel::HasLastWords(std::uint64_t now) const {
+    return answers_.NextDue() <= leaveAt_ && now < leaveAt_ + kGraceMs;
+}
+
+void PrinterModel::Leave(std::uint64_t now) {
+    presence_ = Presence::Away;
+    leaveAt_ = kNever;
+    ForgetInput();
+    answers_.Clear();
+    selected_ = false;
+    last_.reset();
+    Event(now, entersBoot_ ? "leaving for the boot loader" : "restarting");
+}
+
+void PrinterModel::Return(std::uint64_t now) {
+    presence_ = Presence::Here;
+    backAt_ = kNever;
+    bootAt_ = kNever;
+    entersBoot_ = false;
+    ++restarts_;
+    serial_ = newSerial_.empty() ? serial_ : newSerial_;
+    newSerial_.clear();
+    if (newFirmware_) {
+        newFirmware_ = false;
+        upgraded_ = true;
+        release_ = newRelease_;
+    }
+    Event(now, "here with release " + release_);
+}
+
+void PrinterModel::LeaveBootLoader(std::uint64_t now) {
+    for (const std::string& violation : boot_->Violations()) violations_.push_back(violation);
+    flash_ = boot_->FlashImage();
+    newRelease_ = options_.releaseAfter.value_or(boot_->NewRelease());
+    newSerial_ = options_.serialAfterUpgrade.value_or("");
+    newFirmware_ = true;
+    boot_.reset();
+    presence_ = Presence::Away;
+    backAt_ = now + options_.restartMs;
+    Event(now, "programmed " + std::to_string(flash_.size()) + " bytes, restarting");
+}
+
+void PrinterModel::PowerCycle(std::uint64_t now) {
+    Advance(now);
+    if (presence_ == Presence::Boot && !boot_->NewRelease().empty()) {
+        LeaveBootLoader(now);
+    } else if (presence_ == Presence::Boot) {
+        for (const std::string& violation : boot_->Violations()) violations_.push_back(violation);
+        boot_.reset();
+        presence_ = Presence::Away;
+        bootAt_ = now + options_.bootDelayMs;
+    } else {
+        Restart(now, now + options_.restartMs);
+        Advance(now);
+    }
+}
+
+void PrinterModel::GiveUpStalled(std::uint64_t now) {
+    const std::uint64_t quiet = now > lastByteAt_ ? now - lastByteAt_ : 0;
+    if (input_ == Input::Deaf && quiet >= kQuietMs) ForgetInput();
+    if (quiet < kStallMs) return;
+    if (input_ == Input::Banks) {
+        Violation(now, "banks broken off after " + std::to_string(banks_.Taken()) + " of " +
+                           std::to_string(banks_.Whole()) + " bytes");
+    } else if (input_ == Input::Module) {
+        Violation(now, "module broken off after " + std::to_string(module_.Taken()) + " bytes");
+    } else if (!parser_.Collected().empty()) {
+        Violation(now, "request broken off");
+    }
+    ForgetInput();
+}
+
+void PrinterModel::ForgetInput() {
+    input_ = Input::Requests;
+    parser_.Clear();
+    transferFault_ = nullptr;
+}
+
+std::uint64_t PrinterModel::NextEvent(std::uint64_t now) const {
+    switch (presence_) {
+        case Presence::Here:
+            return std::min(answers_.NextDue(), leaveAt_);
+        case Presence::Away:
+            return std::min(backAt_, bootAt_);
+        case Presence::Boot:
+            return boot_->Finished() ? now : boot_->NextEvent(now);
+    }
+    return kNever;
+}
+
+bool PrinterModel::OnLine(std::uint64_t now) {
+    Advance(now);
+    return presence_ == Presence::Here && options_.line != Line::Usb;
+}
+
+std::optional<UsbIdentity> PrinterModel::OnUsb(std::uint64_t now) {
+    Advance(now);
+    if (presence_ == Presence::Boot) return boot_->OnUsb(now);
+    if (presence_ == Presence::Away || options_.line != Line::Usb) return std::nullopt;
+    UsbIdentity identity = options_.usb;
+    identity.serial = serial_;
+    return identity;
+}
+
+void PrinterModel::ConnectionChanged(bool connected, std::uint64_t now) {
+    Advance(now);
+    if (presence_ == Presence::Boot) boot_->ConnectionChanged(connected, now);
+    if (presence_ != Presence::Here) return;
+    if (!connected && (input_ == Input::Banks || input_ == Input::Module))
+        Violation(now,
+                  "connection ended inside " + std::string(input_ == Input::Banks ? "banks" : "a module"));
+    ForgetInput();
+    answers_.DropInquiries();
+}
+
+void PrinterModel::Restart(std::uint64_t leaveAt, std::uint64_t backAt) {
+    leaveAt_ = leaveAt;
+    backAt_ = backAt;
+}
+
+void PrinterModel::Postpone(std::uint64_t leaveAt) {
+    const std::uint64_t by = leaveAt - leaveAt_;
+    leaveAt_ = leaveAt;
+    if (backAt_ != kNever) backAt_ += by;
+    if (bootAt_ != kNever) bootAt_ += by;
+}
+
+bool PrinterModel::TakeCut() {
+    return std::exchange(cut_, false);
+}
+
+void PrinterModel::Cut(std::uint64_t now) {
+    cut_ = true;
+    answers_.Clear();
+    ForgetInput();
+    input_ = Input::Deaf;
+    Event(now, "connection cut");
+    if (options_.line != Line::Usb) return;
+    Restart(now, now + options_.restartMs);
+    Advance(now);
+}
+
+// Bytes in and out
+
+void PrinterModel::Receive(const unsigned char* data, std::size_t size, std::uint64_t now) {
+    Advance(now);
+    if (presence_ == Presence::Boot) {
+        boot_->Receive(data, size, now);
+        return;
+    }
+    lastByteAt_ = now;
+    while (size > 0 && presence_ == Presence::Here) {
+        const std::size_t taken = Consume(data, size, now);
+        data += taken;
+        size -= taken;
+    }
+}
+
+std::vector<Bytes> PrinterModel::Transmit(std::uint64_t now) {
+    Advance(now);
+    if (presence_ == Presence::Boot) return boot_->Transmit(now);
+    if (presence_ != Presence::Here) return {};
+    std::vector<Bytes> taken = answers_.Take(now);
+    if (!taken.empty() && leaveAt_ != kNever && leaveAt_ < now + options_.leaveMs)
+        Postpone(now + options_.leaveMs);
+    return taken;
+}
+
+bool PrinterModel::Control(const ControlRequest& request, std::uint64_t now) {
+    Advance(now);
+    return presence_ == Presence::Boot && boot_->Control(request, now);
+}
+
+std::size_t PrinterModel::Consume(const unsigned char* data, std::size_t size, std::uint64_t now) {
+    std::size_t taken = size;
+    switch (input_) {
+        case Input::Deaf:
+            break;
+        case Input::Requests:
+            taken = 1;
+            ConsumeRequestByte(*data, now);
+            break;
+        case Input::Banks:
+            taken = Feed(banks_, data, size, now);
+            if (input_ == Input::Banks && banks_.Done()) OnBanksEnd(now);
+            break;
+        case Input::Module:
+            taken = Feed(module_, data, size, now);
+            if (input_ == Input::Module && module_.Done()) OnModuleEnd(now);
+            break;
+    }
+    return taken;
+}
+
+template <class Receiver>
+std::size_t PrinterModel::Feed(Receiver& receiver, const unsigned char* data, std::size_t size,
+                               std::uint64_t now) {
+    if (transferFault_ == nullptr || !transferFault_->cutAfter) return receiver.Take(data, size);
+    const std::size_t limit = *transferFault_->cutAfter;
+    const std::size_t left = limit > receiver.Taken() ? limit - receiver.Taken() : 0;
+    const std::size_t taken = receiver.Take(data, std::min(size, left));
+    if (receiver.Taken() < limit) return taken;
+    Cut(now);
+    return size;
+}
+
+void PrinterModel::ConsumeRequestByte(unsigned char byte, std::uint64_t now) {
+    const Request request = parser_.Take(byte);
+    if (request == Request::Incomplete) return;
+    if (request == Request::None) {
+        Unrecognised(now);
+    } else {
+        OnRequest(request, now);
+    }
+    parser_.Clear();
+}
+
+void PrinterModel::Unrecognised(std::uint64_t now) {
+    if (last_ != Exchange::Release) {
+        Violation(now, "bytes that belong to no request");
+        input_ = Input::Deaf;
+        return;
+    }
+    input_ = Input::Module;
+    last_ = Exchange::Module;
+    transferFault_ = faults_.Next(Exchange::Module, upgraded_);
+    module_.Start();
+    module_.Take(parser_.Collected().data(), parser_.Collected().size());
+}
+
+std::uint64_t PrinterModel::Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result) {
+    const bool ownAnswer = fault == nullptr || fault->ownAnswer || fault->cutAfter;
+    if (fault != nullptr) due += fault->delayMs;
+    if (ownAnswer) {
+        if (!own.empty()) answers_.Add(own, due, result);
+    } else if (fault->endless) {
+        answers_.AddEndless(fault->answers, due, fault->gapMs, result);
+    } else {
+        for (const Bytes& answer : fault->answers) {
+            answers_.Add(answer, due, result);
+            due += fault->gapMs;
+        }
+    }
+    return due;
+}
+
+void PrinterModel::Violation(std::uint64_t now, const std::string& text) {
+    violations_.push_back(text);
+    Event(now, "refused: " + text);
+}
+
+void PrinterModel::Event(std::uint64_t now, const std::string& text) {
+    events_.push_back(text);
+    if (options_.onEvent) options_.onEvent(now, text);
+}
+
+std::vector<std::string> PrinterModel::Violations() const {
+    std::vector<std::string> all = violations_;
+    if (boot_) {
+        for (const std::string& violation : boot_->Violations()) all.push_back(violation);
+    }
+    return all;
+}
+
+// Requests
+
+void PrinterModel::OnRequest(Request request, std::uint64_t now) {
+    if (const auto inquiry = InquiryOf(request)) return OnInquiry(*inquiry, now);
+    switch (request) {
+        case Request::Cancel:
+            answers_.DropInquiries();
+            break;
+        case Request::Select:
+            selected_ = true;
+            break;
+        case Request::StartBanks:
+            OnStartBanks(now);
+            break;
+        case Request::ProgramBanks:
+            Violation(now, "program command without banks");
+            break;
+        case Request::BootRenesas:
+            OnBootEntry(true, now);
+            break;
+        case Request::BootSiliconLabs:
+            OnBootEntry(false, now);
+            break;
+        default:
+            break;
+    }
+}
+
+void PrinterModel::OnInquiry(Exchange exchange, std::uint64_t now) {
+    const std::string name = ExchangeName(exchange);
+    if (!selected_) {
+        Violation(now, name + " asked before the command set was selected");
+        return;
+    }
+    Event(now, "asked for " + name);
+    last_ = exchange;
+    Say(faults_.Next(exchange, upgraded_), OwnAnswer(exchange), now + options_.answerMs, false);
+}
+
+Bytes PrinterModel::OwnAnswer(Exchange exchange) const {
+    const auto ids = std::to_string(options_.family) + ";" + std::to_string(options_.model) + ";" +
+                     std::to_string(options_.customization);
+    const std::uint16_t extended = options_.extendedStatus.value_or(options_.status);
+    switch (exchange) {
+        case Exchange::Status:
+            return {options_.extendedStatus ? static_cast<unsigned char>(0xFF) : options_.status};
+        case Exchange::ExtendedStatus:
+            return {static_cast<unsigned char>(extended >> 8U), static_cast<unsigned char>(extended & 0xFFU)};
+        case Exchange::Release:
+            return {release_.begin(), release_.end()};
+        case Exchange::ProtocolVersion:
+            return AnswerBuilder(1).Field(options_.protocolVersion).Frame();
+        case Exchange::SetupHeader:
+            return LinesAnswer(2, options_.setupLines);
+        case Exchange::DataAvailable:
+            return AnswerBuilder(40).Number(options_.dataAvailable).Frame();
+        case Exchange::ModulesList:
+            return LinesAnswer(64, options_.modules);
+        case Exchange::UpgradeInfo:
+            return AnswerBuilder(112).Field(options_.mode).Field(options_.configuration).Field(ids).Frame();
+        default:
+            return {};
+    }
+}
+
+// Modules
+
+void PrinterModel::OnModuleEnd(std::uint64_t now) {
+    const Fault* fault = std::exchange(transferFault_, nullptr);
+    input_ = module_.Broken() ? Input::Deaf : Input::Requests;
+    const std::string complaint = module_.Complaint();
+    if (!complaint.empty()) {
+        Violation(now, complaint);
+        Say(nullptr, {module_.Broken() ? kModuleWrong : kModuleSumsWrong}, now + options_.answerMs, true);
+        return;
+    }
+    Say(fault, {kProgrammed}, now + options_.moduleMs, true);
+    if (Programs(fault)) modules_.push_back(module_.Image());
+    Event(now, std::string(Programs(fault) ? "module programmed: " : "module not programmed: ") +
+                   module_.Header("CODE:") + ", " + std::to_string(module_.Taken()) + " bytes");
+}
+
+// Banks
+
+void PrinterModel::OnStartBanks(std::uint64_t now) {
+    const unsigned char first = parser_.Collected()[2];
+    const unsigned char last = parser_.Collected()[3];
+    const bool oneBank = options_.mode == "U5" && dataPhase_ && last_ != Exchange::Release;
+    const std::string complaint = oneBank ? StartBank(first, last) : StartGroup(first, last);
+    if (!complaint.empty()) {
+        Violation(now, complaint);
+        input_ = Input::Deaf;
+        return;
+    }
+    last_ = oneBank ? Exchange::DataBank : Exchange::BankGroup;
+    transferFault_ = faults_.Next(*last_, upgraded_);
+    input_ = Input::Banks;
+    if (!oneBank) Event(now, "upgrade started, " + std::to_string(banks_.Banks()) + " banks");
+}
+
+std::string PrinterModel::StartGroup(unsigned char first, unsigned char last) {
+    const bool again = options_.mode == "U1" && last_ == Exchange::BankGroup;
+    if (options_.mode != "U1" && options_.mode != "U3" && options_.mode != "U5")
+        return "banks for a printer of procedure " + options_.mode;
+    if (last_ != Exchange::Release && !again) return "banks without the release inquiry before them";
+    if (first != 0) return "group does not begin with bank 0";
+    std::size_t banks = std::size_t{last} + 1;
+    if (options_.mode == "U5") {
+        if (banks != kCodeBanks || options_.bankCount < kCodeBanks) return "code group is not of three banks";
+    } else if (options_.bankCount != 0) {
+        if (banks % 256 != options_.bankCount % 256)
+            return "group of " + std::to_string(banks) + " banks for " + std::to_string(options_.bankCount);
+        // The count of U3 is one byte as well, but all banks follow; a group of U1 ends where its byte says.
+        if (options_.mode == "U3") banks = options_.bankCount;
+    }
+    dataPhase_ = false;
+    banks_.Start(first, last, banks, options_.bankSize,
+                 options_.mode == "U1" ? BankReceiver::Sums::OverGroup : BankReceiver::Sums::PerBank);
+    return {};
+}
+
+std::string PrinterModel::StartBank(unsigned char first, unsigned char last) {
+    if (first != last) return "data banks come one by one";
+    if (nextBank_ >= options_.bankCount) return "bank behind the last one";
+    if (first != static_cast<unsigned char>(nextBank_ & 0xFFU))
+        return "bank " + std::to_string(first) + " in the place of bank " + std::to_string(nextBank_);
+    banks_.Start(first, last, 1, options_.bankSize, BankReceiver::Sums::PerBank);
+    return {};
+}
+
+bool PrinterModel::IsLastOfFirmware() const {
+    return options_.mode != "U5" ||
+           (last_ == Exchange::DataBank ? nextBank_ + 1 : kCodeBanks) >= options_.bankCount;
+}
+
+bool PrinterModel::AnswersBanks() const {
+    if (last_ == Exchange::DataBank) return !IsLastOfFirmware();
+    if (options_.mode != "U1" || options_.line == Line::Ethernet) return false;
+    return options_.line == Line::Serial || options_.configuration.rfind("0", 0) != 0;
+}
+
+void PrinterModel::OnBanksEnd(std::uint64_t now) {
+    const Fault* fault = std::exchange(transferFault_, nullptr);
+    input_ = Input::Requests;
+    const std::string complaint = banks_.Complaint();
+    if (!complaint.empty()) {
+        Violation(now, complaint);
+        if (AnswersBanks()) Say(nullptr, {kBankSumsWrong}, now + options_.answerMs, true);
+        return;
+    }
+    const bool single = last_ == Exchange::DataBank;
+    const std::uint64_t due = now + (single && !IsLastOfFirmware() ? options_.bankMs : options_.programMs);
+    const Bytes own = AnswersBanks() ? Bytes{kProgrammed} : Bytes{};
+    const std::uint64_t said = Say(fault, own, due, true);
+    if (!Programs(fault)) {
+        Event(now, single ? "bank " + std::to_string(nextBank_) + " not programmed" : "group not programmed");
+        return;
+    }
+    Event(now, single ? "bank " + std::to_string(nextBank_ + 1) + "/" + std::to_string(options_.bankCount)
+                      : "programming " + std::to_string(banks_.Banks()) + " banks");
+    ProgramBanks(said);
+}
+
+void PrinterModel::ProgramBanks(std::uint64_t now) {
+    const bool single = last_ == Exchange::DataBank;
+    const bool complete = IsLastOfFirmware();
+    if (!single) flash_.clear();
+    flash_.insert(flash_.end(), banks_.Data().begin(), banks_.Data().end());
+    nextBank_ = single ? nextBank_ + 1 : kCodeBanks;
+    dataPhase_ = options_.mode == "U5" && !complete;
+    if (single && !complete) return;
+    if (complete) {
+        const std::string named = SampleFiles::ReleaseOf(flash_);
+        newFirmware_ = true;
+        newRelease_ = options_.releaseAfter.value_or(named.empty() ? release_ : named);
+        newSerial_ = options_.serialAfterUpgrade.value_or(options_.usb.serial);
+    } else {
+        newSerial_ = options_.serialInCodePhase.value_or("");
+    }
+    Restart(now + options_.leaveMs, now + options_.leaveMs + options_.restartMs);
+}
+
+void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
+    const bool mine = renesas ? options_.mode == "U2" || options_.mode == "U4" : options_.mode == "U6";
+    if (!mine || last_ != Exchange::Release) {
+        Violation(now, mine ? "boot entry without the release inquiry before it"
+                            : "boot entry of another procedure than " + options_.mode);
+        return;
+    }
+    last_ = Exchange::BootEntry;
+    const Bytes own = renesas ? Bytes(kBootEntered.begin(), kBootEntered.end()) : Bytes{};
+    const std::uint64_t said =
+        Say(faults_.Next(Exchange::BootEntry, upgraded_), own, now + options_.answerMs, false);
+    Event(now, "told to enter the boot loader");
+    entersBoot_ = true;
+    leaveAt_ = said + options_.leaveMs;
+    bootAt_ = options_.bootDelayMs == kNever ? kNever : leaveAt_ + options_.bootDelayMs;
+    backAt_ = kNever;
+}
+
+}  // namespace simulator
