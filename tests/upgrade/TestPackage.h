@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "harness/ScriptedPort.h"
+#include "package/PSWFile.h"
+#include "protocol/Commands.h"
+
+inline Bytes Pattern(std::size_t size, unsigned seed = 3) {
+    Bytes bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256 + seed);
+    return bytes;
+}
+
+inline std::unique_ptr<unsigned char[]> HeapCopy(const Bytes& bytes) {
+    auto copy = std::make_unique<unsigned char[]>(bytes.size());
+    if (!bytes.empty()) std::memcpy(copy.get(), bytes.data(), bytes.size());
+    return copy;
+}
+
+/// A package with a release and a firmware of the old form (in its bin header) or the new (in a module).
+class TestPackage {
+ public:
+    enum class Form { kOld, kNew };
+
+    TestPackage(Form form, const std::string& release, int banks, std::uint64_t bankSize, const Bytes& data) {
+        auto printer = std::make_unique<PSWHeaderPrinter>();
+        std::strncpy(printer->strReleasePSW, release.c_str(), 3);
+        file.Add(printer.release());
+        file.iPswType = form == Form::kNew ? 1 : 0;
+        if (form == Form::kNew) {
+            AddModule(PSWHeaderModule::SOFTWARE, data, banks, bankSize);
+        } else {
+            auto bin = std::make_unique<PSWHeaderBin>();
+            bin->iNumBanks = banks;
+            bin->uiBinSize = bankSize;
+            bin->uiBinLength = data.size();
+            bin->pData = HeapCopy(data);
+            file.Add(bin.release());
+        }
+    }
+    /// A package of the old form whose banks take all of its data.
+    TestPackage(const std::string& release, int banks, const Bytes& data)
+        : TestPackage(Form::kOld, release, banks, data.size() / static_cast<unsigned>(banks), data) {}
+    TestPackage() = default;
+
+    void AddModule(int kind, const Bytes& data, int banks = 0, std::uint64_t bankSize = 0) {
+        auto module = std::make_unique<PSWHeaderModule>();
+        module->modModuleID = kind;
+        module->iNumBank = banks;
+        module->uiBankDim = bankSize;
+        module->uiModuleSize = module->uiDataSize = data.size();
+        module->pData = HeapCopy(data);
+        file.Add(module.release());
+    }
+
+    PSWFile file;
+};
+
+inline Bytes Slice(const Bytes& bytes, std::size_t from, std::size_t size) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
+}
+
+inline Bytes ReleaseInquiry() {
+    return BytesOf(Commands::Cmd_CommandCAN) + BytesOf(Commands::Cmd_CommandGetFWREL);
+}
+
+/// The two sums of banks of one size, byte by byte as the printers count them.
+inline Bytes SumsOf(const Bytes& data, std::size_t bankSize) {
+    std::uint64_t sum = 0;
+    std::uint64_t xorSum = 0;
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        sum += data[i];
+        xorSum += data[i] ^ (i % bankSize);
+    }
+    return {static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum),
+            static_cast<unsigned char>(xorSum >> 8), static_cast<unsigned char>(xorSum)};
+}
+
+inline std::string Format(const char* text, int a, int b = 0, int c = 0) {
+    char line[200];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::snprintf(line, sizeof line, text, a, b, c);
+#pragma GCC diagnostic pop
+    return line;
+}
