@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 
 /// Bytes that somebody else owns, with their number. Valid as long as the owner keeps them.
@@ -14,3 +15,6 @@ struct ByteView {
         return ByteView{data + start, length};
     }
 };
+
+/// A copy of the bytes, never null for a view of none; null when memory is out.
+std::unique_ptr<unsigned char[]> CopyBytes(ByteView bytes);

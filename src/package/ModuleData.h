@@ -2,7 +2,10 @@
 
 #include <cstddef>
 #include <memory>
-#include <string>
+
+#include "package/ByteView.h"
+
+class InfoText;
 
 /// A module file: a text header, a body and two checksums. Owns its bytes.
 class ModuleData {
@@ -48,6 +51,9 @@ class ModuleData {
     /// Writes the module's description to a buffer of `size` characters, cut to fit.
     void GetFileInfo(char* text, std::size_t size) const;
 
+    /// Appends the description that GetFileInfo writes.
+    void AppendInfo(InfoText& info) const;
+
     std::unique_ptr<unsigned char[]> pFileBuffer;  ///< The file as read.
     int iFileLength = 0;
     std::unique_ptr<unsigned char[]>
@@ -68,5 +74,11 @@ class ModuleData {
     char strInfo[kInfoSize] = {};  ///< The kind, and the fonts of a font module.
 
  private:
-    bool LoadSteps();
+    bool LoadSteps(const char* tag);
+    ByteView File() const;
+    bool CopyBuffers();
+    void ReleaseBuffers();
+    bool EndianMarkOk() const;
+    bool RequiredTextsOk() const;
+    bool FileSizeOk() const;
 };

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "package/PSWComponents.h"
@@ -68,7 +67,7 @@ class PSWFile {
     bool DecryptionData();
     bool ExtractData();
     template <class Header>
-    Header* First(HTYPE type);
+    Header* First();
 
     std::size_t heldSize_ = 0;  // bytes in pFileBuffer, which iFileLength may exceed after a load from memory
     std::vector<std::unique_ptr<PSWHeader>> headers_;

@@ -10,7 +10,7 @@ class PSWHeaderBin : public PSWHeader {
     /// Also takes the copy of the payload; -1 when its bytes do not all lie in the file.
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
-    ByteView Payload() const { return {pData.get(), uiBinLength}; }
+    ByteView Payload() const { return {pData.get(), pData == nullptr ? 0 : uiBinLength}; }
 
     static const char* const HeaderMarker[];
 
@@ -21,4 +21,7 @@ class PSWHeaderBin : public PSWHeader {
     int iStartDataIntoFile = 0;     ///< The payload's file position.
 
     std::unique_ptr<unsigned char[]> pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
+
+ private:
+    bool CopyPayload(ByteView file);
 };

@@ -1,0 +1,20 @@
+#include "package/PSWSlice.h"
+
+#include <optional>
+
+std::int64_t PayloadStart(std::uint64_t address, bool isFilePosition, int payloadFilePosition) {
+    return static_cast<std::int64_t>(address) - (isFilePosition ? payloadFilePosition : 0);
+}
+
+bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
+               std::unique_ptr<unsigned char[]>& data, std::uint64_t& size) {
+    data.reset();
+    size = 0;
+    if (start < 0) return false;
+    const std::optional<ByteView> slice = payload.Slice(static_cast<std::size_t>(start), length);
+    if (!slice) return false;
+    data = CopyBytes(*slice);
+    if (data == nullptr) return false;
+    size = length;
+    return true;
+}
