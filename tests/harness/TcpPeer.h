@@ -1,0 +1,81 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "harness/Descriptors.h"
+
+/// The other end of a TCP connection. Everything it does waits some seconds at most.
+class TcpConnection {
+ public:
+    explicit TcpConnection(int fd = -1) : fd_(fd) {}
+    bool Accepted() const { return fd_.Get() != -1; }
+
+    /// Reads `count` bytes, fewer when the connection ends before.
+    std::string Receive(std::size_t count) {
+        std::string got(count, '\0');
+        std::size_t used = 0;
+        while (used < count && Ready()) {
+            const ssize_t bytes = recv(fd_.Get(), got.data() + used, count - used, 0);
+            if (bytes <= 0) break;
+            used += static_cast<std::size_t>(bytes);
+        }
+        got.resize(used);
+        return got;
+    }
+    bool Send(const std::string& text) {
+        return send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    }
+    /// True when the other side has closed and nothing is left to read.
+    bool Ended() {
+        char byte = 0;
+        return Ready() && recv(fd_.Get(), &byte, 1, MSG_PEEK) <= 0;
+    }
+    void Close() { fd_.Reset(); }
+    /// Closes so that the other side's next send fails.
+    void Abort() {
+        const linger reset{1, 0};
+        setsockopt(fd_.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
+        Close();
+    }
+
+ private:
+    bool Ready() const {
+        pollfd event{fd_.Get(), POLLIN, 0};
+        return fd_.Get() != -1 && poll(&event, 1, 5000) == 1;
+    }
+
+    OwnedDescriptor fd_;
+};
+
+/// Listens on a free port of the loopback.
+class TcpListener {
+ public:
+    explicit TcpListener(int backlog = 16) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        bind(fd_.Get(), reinterpret_cast<sockaddr*>(&address), size);
+        listen(fd_.Get(), backlog);
+        getsockname(fd_.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+        port_ = ntohs(address.sin_port);
+    }
+    int Port() const { return port_; }
+    TcpConnection Accept(int waitMs = 5000) {
+        pollfd event{fd_.Get(), POLLIN, 0};
+        if (poll(&event, 1, waitMs) != 1) return TcpConnection();
+        return TcpConnection(accept(fd_.Get(), nullptr, nullptr));
+    }
+    void Close() { fd_.Reset(); }
+
+ private:
+    OwnedDescriptor fd_;
+    int port_ = 0;
+};
