@@ -151,6 +151,10 @@ Bytes MakeRecords(const std::string& release, unsigned records, std::uint32_t va
     return all;
 }
 
+Bytes SampleRecords() {
+    return MakeRecords(PackageSample{}.release, 40);
+}
+
 std::string ReleaseOf(const Bytes& firmware) {
     const std::size_t from = !firmware.empty() && firmware[0] == kRecordStart ? 2 : 0;
     const std::size_t last = std::min<std::size_t>(firmware.size(), 64);
@@ -318,7 +322,7 @@ std::vector<std::string> WriteAll(const std::string& directory) {
     Write(folder / "old-even.psw", MakePackage(old), paths);
 
     PackageSample records;
-    records.firmware = MakeRecords(records.release, 40);
+    records.firmware = SampleRecords();
     records.banks = 1;
     records.bankSize = records.firmware.size();
     Write(folder / "records.pfw", MakePackage(records), paths);

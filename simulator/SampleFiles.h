@@ -55,6 +55,9 @@ Bytes MakeFirmware(const std::string& release, std::size_t size, std::uint32_t v
 /// the release; lengths that fill a report exactly, need two, and are empty come first.
 Bytes MakeRecords(const std::string& release, unsigned records, std::uint32_t variant = 7);
 
+/// The firmware of the sample package for that boot loader.
+Bytes SampleRecords();
+
 /// The release that firmware of one of the two kinds names ("1.06"); empty for other bytes.
 std::string ReleaseOf(const Bytes& firmware);
 
