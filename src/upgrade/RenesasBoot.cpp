@@ -292,15 +292,23 @@ bool RenesasBoot::Program(CComPort& port, const RenesasUnits& units) {
            accepted(Acknowledged("Sending Lock Bit Enable command", Commands::Cmd_LockBitEnable));
 }
 
+/// Looked at before the printer is told anything: in its boot loader it could only be left without firmware.
+bool RenesasBoot::MayStart(CComPort& port, PSWFile& package) const {
+    const bool onUsb = port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
+    if (Flow().notOnUsbLine != nullptr && !onUsb) {  // packages of the old form come here without that check
+        Log::WriteLog("SendFW", Flow().notOnUsbLine);
+        return false;
+    }
+    if (FirmwareImage::Of(package).length != 0) return true;
+    Log::WriteLog("SendFW", "Upgrade file wrong or incomplete:");
+    port.Close();
+    return false;
+}
+
 bool RenesasBoot::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                          void* ctx1, void* ctx2) {
     static constexpr const char* kTag = "SendFW";
-    if (FirmwareImage::Of(package).length ==
-        0) {  // a printer must not be left in its boot loader for nothing
-        Log::WriteLog(kTag, "Upgrade file wrong or incomplete:");
-        port.Close();
-        return false;
-    }
+    if (!MayStart(port, package)) return false;
     kReopenBeforeFirmware.Run(port, iTimem, kTag);
     if (!port.HandshakeCommunication()) {
         Log::WriteLog(kTag, "Handshake Communication Error");

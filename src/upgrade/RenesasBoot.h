@@ -45,6 +45,7 @@ class RenesasBoot : public UpgradeEngine {
     virtual bool ResetAfterSuccess(CComPort& port) = 0;
 
  private:
+    bool MayStart(CComPort& port, PSWFile& package) const;
     bool ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
                            CommPortSettings& settings, void* ctx1, void* ctx2);
     bool Connect(CComPort& port, BTPRGERROR& err, int& programmingSize);
