@@ -97,12 +97,13 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
         bool noDescriptors;
         const char* reason;
     };
-    const Case cases[] = {{"no socket", "127.0.0.1", 9, true, "Error to create new socket"},
-                          {"empty name", "", 9, false, "Wrong hostname"},
+    const Case cases[] = {{"empty name", "", 9, false, "Wrong hostname"},
                           {"name cut to its field", std::string(5000, 'h'), 9, false, "Wrong hostname"},
                           {"broadcast address", "255.255.255.255", 9, false, "Error to connect socket"},
                           {"nobody listens", "127.0.0.1", FreePort(), false, "Error in connection()"},
-                          {"no answer", "127.0.0.1", full.Port(), false, "Timeout or error()"}};
+                          {"no answer", "127.0.0.1", full.Port(), false, "Timeout or error()"},
+                          // Last: the undefined-behaviour checker needs descriptors for what it sees first.
+                          {"no socket", "127.0.0.1", 9, true, "Error to create new socket"}};
     const int before = OpenDescriptors();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
