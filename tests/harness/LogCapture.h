@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,7 +23,9 @@ class LogCapture {
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
     ~LogCapture() {
-        testing::internal::GetCapturedStdout();
+        // A failed expectation is printed to standard output as well.
+        const std::string rest = testing::internal::GetCapturedStdout();
+        if (testing::Test::HasFailure()) std::fputs(rest.c_str(), stdout);
         Log::m_dwLogType = wasType;
         Log::m_bLogDataToo = wasData;
     }
