@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "protocol/ObjType.h"
@@ -26,6 +27,34 @@ class StatusInfoExtData;
 class StatusInfoGenData;
 class ToolsData;
 class UpgradeDataInfo;
+
+/// A kind of record and its type: std::uint64_t is the protocol version, unsigned char[] the bytes of a
+/// module font.
+template <class T, OBJTYPE Kind>
+struct RecordKind {};
+
+template <class... Kinds>
+struct RecordKindList : Kinds... {};
+
+/// Every kind of record that an answer can be.
+using RecordKinds = RecordKindList<
+    RecordKind<std::uint64_t, OBJTYPE_PROTOCOLL_VERSION>, RecordKind<SetupItemHeader, OBJTYPE_SETUP_HEADER>,
+    RecordKind<SetupItemIDList, OBJTYPE_SETUP_ID_LIST>, RecordKind<InfoItemPrnLifeInfo, OBJTYPE_LIFE_INFO>,
+    RecordKind<InfoItemPrnDeviceInfo, OBJTYPE_DEVICE_INFO>,
+    RecordKind<InfoItemPrnHeadInfo, OBJTYPE_HEAD_INFO>,
+    RecordKind<ProtocollDataAvailable, OBJTYPE_DATA_AVAILABLE>, RecordKind<LogosType, OBJTYPE_LOGOS_TYPE>,
+    RecordKind<LogosIDList, OBJTYPE_LOGOS_ID_LIST>, RecordKind<ModuleItemPrnModuleList, OBJTYPE_MODULE_LIST>,
+    RecordKind<ToolsData, OBJTYPE_TOOLS>, RecordKind<unsigned char[], OBJTYPE_MODULE_FONT>,
+    RecordKind<UpgradeDataInfo, OBJTYPE_UPGRADE_INFO>, RecordKind<StatusInfoGenData, OBJTYPE_STATUS_INFO_GEN>,
+    RecordKind<StatusInfoExtData, OBJTYPE_STATUS_INFO_EXT>, RecordKind<StatusData, OBJTYPE_STATUS_DATA>,
+    RecordKind<SetupItemTypeList, OBJTYPE_ITEM_LIST>, RecordKind<SetupItemTypeNumeric, OBJTYPE_ITEM_NUMERIC>,
+    RecordKind<SetupItemTypeDateTime, OBJTYPE_ITEM_DATETIME>,
+    RecordKind<SetupItemTypeString, OBJTYPE_ITEM_STRING>, RecordKind<LogoItem, OBJTYPE_LOGO_ITEM>>;
+
+template <class T, OBJTYPE Kind>
+constexpr OBJTYPE KindOf(const RecordKind<T, Kind>&) {
+    return Kind;
+}
 
 /// Deletes what ProtocollFields::CreateSetupItem returned, by the kind that it told. A null record is
 /// ignored.
@@ -54,60 +83,13 @@ class ProtocolRecord {
     explicit operator bool() const { return pRecord != nullptr; }
     OBJTYPE type() const { return iType; }
 
-    /// The record when it is there and of the kind that T stands for (std::uint64_t: the protocol version,
-    /// unsigned char: the module font's bytes); null otherwise.
+    /// The record when it is there and of the kind that T stands for; null otherwise.
     template <class T>
-    T* As() const {
-        return iType == kTypeOf<T> ? static_cast<T*>(pRecord) : nullptr;
+    std::remove_extent_t<T>* As() const {
+        return iType == KindOf<T>(RecordKinds{}) ? static_cast<std::remove_extent_t<T>*>(pRecord) : nullptr;
     }
 
  private:
-    template <class T>
-    static constexpr OBJTYPE kTypeOf = OBJTYPE_NONE;
-
     void* pRecord = nullptr;
     OBJTYPE iType = OBJTYPE_NONE;
 };
-
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<std::uint64_t> = OBJTYPE_PROTOCOLL_VERSION;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemHeader> = OBJTYPE_SETUP_HEADER;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemIDList> = OBJTYPE_SETUP_ID_LIST;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<InfoItemPrnLifeInfo> = OBJTYPE_LIFE_INFO;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<InfoItemPrnDeviceInfo> = OBJTYPE_DEVICE_INFO;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<InfoItemPrnHeadInfo> = OBJTYPE_HEAD_INFO;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<ProtocollDataAvailable> = OBJTYPE_DATA_AVAILABLE;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<LogosType> = OBJTYPE_LOGOS_TYPE;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<LogosIDList> = OBJTYPE_LOGOS_ID_LIST;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<ModuleItemPrnModuleList> = OBJTYPE_MODULE_LIST;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<ToolsData> = OBJTYPE_TOOLS;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<unsigned char> = OBJTYPE_MODULE_FONT;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<UpgradeDataInfo> = OBJTYPE_UPGRADE_INFO;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<StatusInfoGenData> = OBJTYPE_STATUS_INFO_GEN;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<StatusInfoExtData> = OBJTYPE_STATUS_INFO_EXT;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<StatusData> = OBJTYPE_STATUS_DATA;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemTypeList> = OBJTYPE_ITEM_LIST;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemTypeNumeric> = OBJTYPE_ITEM_NUMERIC;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemTypeDateTime> = OBJTYPE_ITEM_DATETIME;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<SetupItemTypeString> = OBJTYPE_ITEM_STRING;
-template <>
-inline constexpr OBJTYPE ProtocolRecord::kTypeOf<LogoItem> = OBJTYPE_LOGO_ITEM;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// What a field of an answer is.
 enum FTYPE : std::uint32_t {
@@ -32,3 +33,6 @@ class ProtocollFieldInfo {
     float fValue = 0.0F;      ///< 0 when the field is no number
     std::uint64_t uiSum = 0;  ///< byte sum of the field in the answer, a binary block's two markers included
 };
+
+/// The fields of one answer, in its order.
+using ProtocollFieldList = std::vector<std::unique_ptr<ProtocollFieldInfo>>;

@@ -2,8 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <vector>
 
 #include "protocol/ObjType.h"
 #include "protocol/PrinterSetError.h"
@@ -24,10 +22,8 @@ class SetupItemTypeString;
 /// memory that grow with the answer alone. No operation throws.
 class ProtocollFields {
  public:
-    using FieldList = std::vector<std::unique_ptr<ProtocollFieldInfo>>;
-
     /// The fields that one answer may have. What follows them is not split.
-    static constexpr std::size_t kMaxFields = 1U << 20U;
+    static constexpr std::size_t kMaxFields = 1U << 18U;
 
     ProtocollFields() = default;
     ProtocollFields(const ProtocollFields&) = delete;
@@ -85,8 +81,8 @@ class ProtocollFields {
     LogoItem* CreateLogoData_Prot100(std::uint64_t* dataErrors, OBJTYPE* type);
 
     /// The fields of the last answer, in its order.
-    const FieldList& Fields() const { return listFields; }
+    const ProtocollFieldList& Fields() const { return listFields; }
 
  private:
-    FieldList listFields;
+    ProtocollFieldList listFields;
 };

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "protocol/ListItem.h"
+#include "protocol/SetupItemType.h"
+
+/// A setup item that is one of a list.
+class SetupItemTypeList : public SetupItemType {
+ public:
+    /// Appends a choice with a copy of the text, cut to 511 characters.
+    void AddItem(const char* text, std::uint32_t value);
+
+    std::int32_t iStartValue = 0;  ///< the first choice's value
+    std::int32_t iDefaultValue = 0;
+    std::int32_t iCurrentValue = 0;
+    std::int32_t iValueToWrite = 0;
+    std::vector<ListItem> listItems;
+};
