@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -30,6 +31,20 @@ class PtyPair {
     }
     bool Send(const std::string& text) {
         return write(master_.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    }
+    /// Sends and waits until the program can read all of it: the terminal hands bytes on at its leisure. Only
+    /// while nobody reads.
+    bool Deliver(const std::string& text) {
+        const OwnedDescriptor other(open(Path(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        int before = 0;
+        if (ioctl(other.Get(), FIONREAD, &before) != 0 || !Send(text)) return false;
+        for (int turn = 0; turn < 5000; ++turn) {
+            int now = 0;
+            if (ioctl(other.Get(), FIONREAD, &now) != 0) return false;
+            if (now >= before + static_cast<int>(text.size())) return true;
+            poll(nullptr, 0, 1);
+        }
+        return false;
     }
     /// Reads `count` bytes, fewer when they do not come within some seconds.
     std::string Receive(std::size_t count, int waitMs = 5000) {

@@ -233,8 +233,7 @@ TEST(ComPortEth, TheEndOfAConnectionIsNoErrorAndTheNextReadConnects) {
 }
 
 TEST(ComPortEth, APeerThatGoesAwayInTheMiddleOfAWriteIsAnError) {
-    // SIGPIPE has its default here: it would end the test.
-    ASSERT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_DFL);
+    std::signal(SIGPIPE, SIG_DFL);  // would end the test
     TcpListener listener;
     CComPortEth port;
     port.Init("127.0.0.1", listener.Port());
