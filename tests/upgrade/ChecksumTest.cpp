@@ -7,7 +7,8 @@ namespace {
 
 // Sizes around the blocks of 256 bytes and the index's 16 bits, against sums taken byte by byte.
 TEST(Checksum, EqualsTheSumsTakenByteByByte) {
-    for (const std::size_t size : {0U, 1U, 3U, 255U, 256U, 257U, 511U, 512U, 65535U, 65536U, 65793U, 200001U}) {
+    for (const std::size_t size :
+         {0U, 1U, 3U, 255U, 256U, 257U, 511U, 512U, 65535U, 65536U, 65793U, 200001U}) {
         Bytes data = Pattern(size, 251);
         unsigned long sum = 1;
         unsigned long xorSum = 1;

@@ -7,8 +7,8 @@
 #include "harness/VirtualClock.h"
 #include "port/ComPort.h"
 
-/// Keeps the order and the time of what the flow does with a port: "ReOpen@36" is a re-open 36 seconds after the
-/// start. Re-opens succeed unless results were laid down for them.
+/// Keeps the order and the time of what the flow does with a port: "ReOpen@36" is a re-open 36 seconds after
+/// the start. Re-opens succeed unless results were laid down for them.
 class RecordingPort final : public CComPort {
  public:
     RecordingPort(const VirtualClock& clock, COMMPORTTYPE type) : clock_(clock), startMs_(clock.NowMs()) {

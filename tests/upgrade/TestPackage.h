@@ -9,6 +9,13 @@
 #include "package/PSWFile.h"
 #include "protocol/Commands.h"
 
+using Lines = std::vector<std::string>;
+
+inline Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
 inline Bytes Pattern(std::size_t size, unsigned seed = 3) {
     Bytes bytes(size);
     for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256 + seed);

@@ -10,8 +10,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 PSWComponents* components = nullptr;  // of the run under test, for the state at the backup
 
 /// Runs the flow of a real engine's record around a firmware that only notes that it was sent.
@@ -63,8 +61,9 @@ Outcome RunFlow(const Case& test, bool newForm) {
     CommPortSettings settings;
     Outcome outcome;
     LogCapture log;
-    outcome.result = (engine.*(newForm ? &UpgradePrinter::StartUpgrade_PSW2 : &UpgradePrinter::StartUpgrade_PSW1))(
-        info, port, package.file, settings, nullptr, nullptr, list);
+    outcome.result =
+        (engine.*(newForm ? &UpgradePrinter::StartUpgrade_PSW2 : &UpgradePrinter::StartUpgrade_PSW1))(
+            info, port, package.file, settings, nullptr, nullptr, list);
     outcome.events = port.events;
     port.Note("end");
     outcome.events.push_back(port.events.back());
@@ -126,27 +125,58 @@ TEST(UpgradeFlow, ComponentMaskAndContents) {
          {3, 1, 1},
          true,
          {"SendFW@0", "end@28"},
-         {noBefore, "Send Fw...", "Send FW:1", "Programming OK!", "Wait before starting modules upgrade!", noAfter}},
-        {"firmware only, U1 re-opens before it", {1, 1, 1}, true, {"ReOpen@0", "SendFW@0", "end@10"},
+         {noBefore, "Send Fw...", "Send FW:1", "Programming OK!", "Wait before starting modules upgrade!",
+          noAfter}},
+        {"firmware only, U1 re-opens before it",
+         {1, 1, 1},
+         true,
+         {"ReOpen@0", "SendFW@0", "end@10"},
          {noBefore, "Send Fw...", "Send FW:1", noAfter}},
-        {"U2 has no step for modules before", {2, 1, 1, COMMPORT_USB, {0}}, true,
-         {"Backup(after)@0", "SendFW@0", "end@8"}, {"Send Fw...", "Send FW:1", "Programming OK!", noAfter}},
+        {"U2 has no step for modules before",
+         {2, 1, 1, COMMPORT_USB, {0}},
+         true,
+         {"Backup(after)@0", "SendFW@0", "end@8"},
+         {"Send Fw...", "Send FW:1", "Programming OK!", noAfter}},
         {"modules only", {1, 2, 1}, true, {"ReOpen@0", "ReOpen@0", "ReOpen@0", "end@0"}, {noFw}},
-        {"modules only, U4 re-opens all the same", {4, 2, 1}, true,
-         {"Backup(before)@0", "ReOpen@0", "Restore@0", "ReOpen@0", "ReOpen@0", "end@0"}, {noFw}},
-        {"no firmware in the package", {3, 3, 1, COMMPORT_USB, {0x2020, 0x3020}}, true,
-         {"ReOpen@0", "ReOpen@0", "end@0"}, {"Skip Fw..."}},
-        {"no modules after", {5, 3, 1, COMMPORT_USB, {0}}, true, {"Backup(after)@0", "SendFW@0", "Restore@8", "end@8"},
+        {"modules only, U4 re-opens all the same",
+         {4, 2, 1},
+         true,
+         {"Backup(before)@0", "ReOpen@0", "Restore@0", "ReOpen@0", "ReOpen@0", "end@0"},
+         {noFw}},
+        {"no firmware in the package",
+         {3, 3, 1, COMMPORT_USB, {0x2020, 0x3020}},
+         true,
+         {"ReOpen@0", "ReOpen@0", "end@0"},
+         {"Skip Fw..."}},
+        {"no modules after",
+         {5, 3, 1, COMMPORT_USB, {0}},
+         true,
+         {"Backup(after)@0", "SendFW@0", "Restore@8", "end@8"},
          {"Send Fw...", "Send FW:1", "Programming OK!"}},
-        {"firmware refused", {3, 3, 1, COMMPORT_USB, {0, 0x3020}, false}, false, {"SendFW@0", "end@0"},
+        {"firmware refused",
+         {3, 3, 1, COMMPORT_USB, {0, 0x3020}, false},
+         false,
+         {"SendFW@0", "end@0"},
          {"Send Fw...", "Send FW:0", "Programming SW NOT OK!"}},
-        {"firmware refused by U1", {1, 3, 1, COMMPORT_USB, {0}, false}, false, {"ReOpen@0", "SendFW@0", "end@0"},
+        {"firmware refused by U1",
+         {1, 3, 1, COMMPORT_USB, {0}, false},
+         false,
+         {"ReOpen@0", "SendFW@0", "end@0"},
          {"Send Fw...", "Send FW:0", "FW Upgrade error"}},
-        {"U2 on Ethernet", {2, 3, 1, COMMPORT_ETHERNET}, false, {"Backup(after)@0", "end@0"},
+        {"U2 on Ethernet",
+         {2, 3, 1, COMMPORT_ETHERNET},
+         false,
+         {"Backup(after)@0", "end@0"},
          {"Upgrade U2 just support USB port error \\n"}},
-        {"U2 on a serial line", {2, 3, 1, COMMPORT_SERIAL}, false, {"Backup(after)@0", "end@0"},
+        {"U2 on a serial line",
+         {2, 3, 1, COMMPORT_SERIAL},
+         false,
+         {"Backup(after)@0", "end@0"},
          {"Upgrade U2 just support USB port error \\n"}},
-        {"U2 on the other USB type", {2, 2, 1, COMMPORT_USB_TOO, {0}}, true, {"Backup(after)@0", "Restore@0", "end@0"},
+        {"U2 on the other USB type",
+         {2, 2, 1, COMMPORT_USB_TOO, {0}},
+         true,
+         {"Backup(after)@0", "Restore@0", "end@0"},
          {noFw}},
     };
     for (const auto& row : rows) {
