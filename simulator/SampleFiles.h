@@ -13,7 +13,7 @@ namespace simulator {
 /// A module file to be written.
 struct ModuleSample {
     char kind = 'F';           ///< letter of MOD_ID
-    int encodingMode = 1;      ///< ENMODE; -1 leaves the key out
+    int encodingMode = 1;      ///< ENMODE; -1: without that line, body as it is
     unsigned char key = 0x5A;  ///< 0: body not scrambled
     std::string release = "1.00";
     std::string code = "FNT-001";
