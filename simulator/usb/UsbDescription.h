@@ -22,8 +22,8 @@ struct UsbFaults {
     bool stringsStall = false;   ///< its strings cannot be read
     bool cannotClaim = false;    ///< its interfaces cannot be claimed
     std::set<int> undetachable;  ///< interfaces that keep their kernel driver
-    bool busy = false;           ///< it takes no bulk data
-    int bulkStatus = 0;          ///< not 0: every bulk transfer ends with this negative errno
+    bool busy = false;           ///< it takes no data and no control requests
+    int status = 0;  ///< not 0: every bulk transfer and control request ends with this negative errno
 };
 
 /// A device as the host's USB core sees it.

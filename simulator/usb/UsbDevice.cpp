@@ -305,20 +305,24 @@ void UsbDevice::SubmitControl(Client& client) {
     const bool in = (request.type & kDirectionIn) != 0;
     if (!in) request.data.assign(setup + kSetupSize, setup + kSetupSize + length);
     Bytes answer;
-    const bool taken = Control(request, answer);
-    if (gone_) return;  // the handler unplugged the device, which ended the transfer
+    const int status = Control(request, answer);
+    if (gone_ || status == -EAGAIN)
+        return;  // a device that left has ended its transfers; a busy one lets them wait
     const std::size_t size = in ? std::min(answer.size(), length) : length;
-    if (in && taken) std::copy_n(answer.begin(), size, setup + kSetupSize);
-    Finish(client, transfer, taken ? 0 : -EPIPE, taken ? size : 0);
+    if (in) std::copy_n(answer.begin(), size, setup + kSetupSize);
+    Finish(client, transfer, status, status == 0 ? size : 0);
 }
 
-bool UsbDevice::Control(const ControlRequest& request, Bytes& answer) {
-    if (request.type != kDirectionIn || request.request != kGetDescriptor) {
-        const auto control = handlers_.control;
-        return control && control(request);
+/// 0 or a negative errno. What every device answers is answered whatever its faults.
+int UsbDevice::Control(const ControlRequest& request, Bytes& answer) {
+    if (request.type == kDirectionIn && request.request == kGetDescriptor) {
+        answer = StandardDescriptor(request.value);
+        return answer.empty() ? -EPIPE : 0;
     }
-    answer = StandardDescriptor(request.value);
-    return !answer.empty();
+    if (description_.faults.busy) return -EAGAIN;
+    if (description_.faults.status != 0) return description_.faults.status;
+    const auto control = handlers_.control;
+    return control && control(request) ? 0 : -EPIPE;
 }
 
 Bytes UsbDevice::StandardDescriptor(std::uint16_t value) const {
@@ -354,8 +358,8 @@ bool UsbDevice::PumpOne() {
 
 bool UsbDevice::PumpTransfer(Client& client, Transfers::iterator transfer) {
     if (transfer->type != USBDEVFS_URB_TYPE_BULK) return false;
-    if (description_.faults.bulkStatus != 0) {
-        Finish(client, transfer, description_.faults.bulkStatus, 0);
+    if (description_.faults.status != 0) {
+        Finish(client, transfer, description_.faults.status, 0);
         return true;
     }
     return (transfer->endpoint & kDirectionIn) != 0 ? PumpIn(client, transfer) : PumpOut(client, transfer);

@@ -94,7 +94,7 @@ class UsbDevice : public std::enable_shared_from_this<UsbDevice> {
     Reply Discard(UMockdevIoctlClient* client, UMockdevIoctlData* argument);
     void Reap(UMockdevIoctlClient* client, UMockdevIoctlData* argument);
     void SubmitControl(Client& client);
-    bool Control(const ControlRequest& request, Bytes& answer);
+    int Control(const ControlRequest& request, Bytes& answer);
     Bytes StandardDescriptor(std::uint16_t value) const;
 
     void Pump();

@@ -47,7 +47,9 @@ void CopyLines(const std::string& lines, char* list, std::size_t size) {
 
 std::array<std::uint8_t, 8> PortNumbers(libusb_device* device) {
     std::array<std::uint8_t, 8> ports{};
-    libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
+    const int depth = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
+    // libusb fills the array from its end before it moves the numbers up, and leaves what lay there.
+    std::fill(ports.begin() + std::max(depth, 0), ports.end(), std::uint8_t{0});
     return ports;
 }
 

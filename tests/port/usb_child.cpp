@@ -1,0 +1,180 @@
+// Performs operations of the USB port, named on its command line, and prints what comes of each: "name=result
+// [last error]". Runs as a child of the tests, with the real libusb, on the bus that the test emulates. Waits
+// pass at once and are printed; so are the time-outs that are handed to libusb, of which 150 ms pass at most.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "port/ComPortUsb.h"
+#include "support/Clock.h"
+#include "support/Log.h"
+
+namespace {
+
+class PrintingClock final : public Clock {
+ public:
+    bool Now(timeval& now) override { return gettimeofday(&now, nullptr) == 0; }
+    void SleepMicroseconds(std::uint64_t us) override {
+        std::printf("sleep %llu us\n", static_cast<unsigned long long>(us));
+    }
+    unsigned int BlockingTimeout(unsigned int ms) override {
+        std::printf("time-out %u ms\n", ms);
+        return std::min(ms, 150U);
+    }
+};
+
+class Operations {
+ public:
+    explicit Operations(std::vector<std::string> words) : words_(words.begin(), words.end()) {}
+
+    int Run() {
+        while (!words_.empty()) {
+            const std::string name = Word();
+            const auto operation = table_.find(name);
+            if (operation == table_.end()) {
+                std::printf("unknown operation %s\n", name.c_str());
+                return 2;
+            }
+            const long result = operation->second();
+            std::printf("%s=%ld [%s]\n", name.c_str(), result, port_->szLastError);
+        }
+        return 0;
+    }
+
+ private:
+    std::string Word() {
+        std::string word = words_.empty() ? "" : words_.front();
+        if (!words_.empty()) words_.pop_front();
+        return word;
+    }
+    unsigned int Number() { return static_cast<unsigned int>(std::strtoul(Word().c_str(), nullptr, 0)); }
+
+    long NewPort() {
+        port_.reset(new CComPortUsb(static_cast<int>(Number())));
+        return 1;
+    }
+    long Init() {
+        const std::string pid = Word();
+        return port_->Init(pid.c_str(), Word().c_str());
+    }
+    long InitWithVid() {
+        const std::string vid = Word();
+        const std::string pid = Word();
+        return port_->InitWithVid(vid.c_str(), pid.c_str(), Word().c_str());
+    }
+    long Write() {
+        const std::string text = Word();
+        return WriteBytes({text.begin(), text.end()});
+    }
+    long WriteBytes(const std::vector<unsigned char>& bytes) {
+        unsigned int err = 9;
+        const unsigned int sent = port_->Write(bytes.data(), static_cast<unsigned int>(bytes.size()), &err);
+        std::printf("err %u\n", err);
+        return sent;
+    }
+    long Read() {
+        std::vector<unsigned char> buffer(Number());
+        unsigned int err = 9;
+        const unsigned int got = port_->Read(buffer.data(), static_cast<unsigned int>(buffer.size()), &err);
+        std::printf("err %u data [%.*s]\n", err, static_cast<int>(got),
+                    reinterpret_cast<char*>(buffer.data()));
+        return got;
+    }
+    long Control() {
+        const auto type = static_cast<unsigned char>(Number());
+        const auto request = static_cast<unsigned char>(Number());
+        std::vector<unsigned char> data(Number());
+        return port_->ControlTransfer(type, request, 0x0200, 0, data.data(),
+                                      static_cast<unsigned short>(data.size()), 1000);
+    }
+    /// list <bytes of the buffers> <vendor, or "-" for none>
+    long List() {
+        const unsigned int size = Number();
+        const std::string vid = Word();
+        std::vector<char> list(size, 'x');
+        std::vector<char> error(size, '\0');
+        const bool result = CComPortUsb::GetDeviceList(list.data(), list.size(), error.data(), error.size(),
+                                                       vid == "-" ? nullptr : vid.c_str());
+        std::printf("error [%s]\n{%s}\n", error.data(), list.data());
+        return result;
+    }
+    /// Waits until the list has the line.
+    long Await() {
+        const std::string line = Word() + "\n";
+        Clock* const clock = &Clock::Get();
+        Clock::Install(nullptr);
+        std::vector<char> list(8192);
+        bool seen = false;
+        for (int attempt = 0; attempt < 2000 && !seen; ++attempt) {
+            CComPortUsb::GetDeviceList(list.data(), list.size(), nullptr, 0, line.substr(0, 4).c_str());
+            seen = std::strstr(list.data(), line.c_str()) != nullptr;
+            if (!seen) SleepMs(5);
+        }
+        Clock::Install(clock);
+        return seen;
+    }
+    long OpenNodes() {
+        long nodes = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code ignored;
+            if (std::filesystem::read_symlink(entry.path(), ignored).string().find("/bus/usb/") !=
+                std::string::npos)
+                ++nodes;
+        }
+        return nodes;
+    }
+    long Show() {
+        std::printf("in %02x out %02x claimed %d held %d\n", port_->uiEpIn, port_->uiEpOut,
+                    port_->bClaimed ? 1 : 0, port_->bListHeld ? 1 : 0);
+        return port_->DumpPortInfo();
+    }
+
+    std::deque<std::string> words_;
+    std::unique_ptr<CComPortUsb> port_ = std::make_unique<CComPortUsb>(1);
+    const std::map<std::string, std::function<long()>> table_{
+        {"multiplier", [this] { return NewPort(); }},
+        {"init", [this] { return Init(); }},
+        {"init-vid", [this] { return InitWithVid(); }},
+        {"init-vendor", [this] { return port_->InitWithVid(Word().c_str()); }},
+        {"find", [this] { return port_->FindDevice("F0F0", "0205", 1); }},
+        {"open", [this] { return port_->Open(); }},
+        {"close", [this] { return port_->Close(); }},
+        {"reopen", [this] { return port_->ReOpen(); }},
+        {"handshake", [this] { return port_->HandshakeCommunication(); }},
+        {"backup", [this] { return port_->BackupPortInfo(); }},
+        {"restore", [this] { return port_->RestoreportInfo(); }},
+        {"save", [this] { return port_->SaveLocationCurrentDevice(); }},
+        {"find-place", [this] { return port_->RestoreAddrNumFrmLocatio(); }},
+        {"packet", [this] { return port_->SetWPacketSize(Number()), 1; }},
+        {"timeout", [this] { return port_->uiTimeoutRX = port_->uiTimeoutTX = Number(), 1; }},
+        {"write", [this] { return Write(); }},
+        {"write-zeros", [this] { return WriteBytes(std::vector<unsigned char>(Number())); }},
+        {"read", [this] { return Read(); }},
+        {"control", [this] { return Control(); }},
+        {"list", [this] { return List(); }},
+        {"await", [this] { return Await(); }},
+        {"nodes", [this] { return OpenNodes(); }},
+        {"show", [this] { return Show(); }},
+    };
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 0));
+    PrintingClock clock;
+    Clock::Install(&clock);
+    Log::SetLogEnable(1, true);
+    const int status = Operations({argv + 1, argv + argc}).Run();
+    std::printf("end\n");
+    Clock::Install(nullptr);
+    return status;
+}
