@@ -2,6 +2,7 @@
 
 #include "harness/LogCapture.h"
 #include "package/PSWComponents.h"
+#include "simulator/SampleFiles.h"
 #include "upgrade/TestPackage.h"
 #include "upgrade/UpgradePrinter.h"
 
@@ -178,6 +179,30 @@ TEST(SendAllModules, EachKindOnEachSideTakenRefusedAndMissing) {
                 EXPECT_EQ(clock.WaitedUs(), packets + (outcome == Outcome::kTaken ? 30000000U : 0U));
             }
         }
+    }
+}
+
+// A module of no kind of the package's own is sent as what its own header says, known by its write time-out.
+TEST(SendAllModules, OtherModulesNameTheirKind) {
+    const struct {
+        char kind;
+        unsigned int timeout;
+    } rows[] = {{'H', 4000}, {'E', 22000}, {'F', 2000}, {'O', 2000}};
+    for (const auto& row : rows) {
+        simulator::ModuleSample sample;
+        sample.kind = row.kind;
+        sample.bodySize = 100;
+        const Bytes module = simulator::SampleFiles::MakeModule(sample);
+        VirtualClock clock;
+        ScriptedPort port(&clock);
+        port.Expect(module).Answer(Bytes{0xAA});  // as it lies in the package
+        TestPackage package;
+        package.AddModule(PSWHeaderModule::OTHER, module);
+        PSWComponents list;
+        list.Add(0x3010);
+        UpgradePrinter printer(3, 1);
+        EXPECT_TRUE(printer.SendAllModules(port, package.file, list, nullptr, 0, false, true));
+        for (const auto& sent : port.sent) EXPECT_EQ(sent.uiTimeoutTX, row.timeout) << row.kind;
     }
 }
 

@@ -22,14 +22,14 @@ bool SendFW(CComPort& port, TestPackage& package, int timem = 2) {
 
 TEST(UpgradeU3, EveryEndByReleaseAndPort) {
     const struct {
-        const char* printers;
+        std::string_view printers;
         COMMPORTTYPE type;
         int failedReopens;
         std::uint64_t seconds;  // after the 10 s of the re-open before the firmware, multiplier 2
         Lines end;
     } rows[] = {
         {"1.05", COMMPORT_USB, 0, 0, {"Same version: Wait then exit..."}},
-        {"1.05", COMMPORT_SERIAL, 0, 0, {"Same version: Wait then exit..."}},
+        {{"1.05\0x", 6}, COMMPORT_SERIAL, 0, 0, {"Same version: Wait then exit..."}},
         {"1.06", COMMPORT_SERIAL, 0, 24, {"Com or Eth port: Wait then exit..."}},
         {"1.05b", COMMPORT_ETHERNET, 0, 24, {"Com or Eth port: Wait then exit..."}},
         {"1.04",
