@@ -88,8 +88,9 @@ TEST_P(Upgrades, BringWhatWasChosen) {
     printer.Inspect([&](const auto& model) {
         EXPECT_EQ(model.FlashImage(), c.firmware ? sample.firmware : Bytes());
         EXPECT_EQ(model.Count(Exchange::BankGroup), c.firmware ? 1 : 0);
+        // A package's modules are sent as they lie in it, each still scrambled with its own key.
         std::vector<Bytes> sent;
-        for (const auto& module : sample.modules) sent.push_back(SampleFiles::AsSent(module.image));
+        for (const auto& module : sample.modules) sent.push_back(module.image);
         if (c.modules == 0) sent.clear();
         EXPECT_EQ(model.Modules(), sent);
     });
@@ -170,7 +171,7 @@ const RefusalCase kRefusals[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Ethernet, Refusals, testing::ValuesIn(kRefusals),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Ethernet, TheHandshakeMayTakeSeveralTries) {
     for (const int silent : {3, 15}) {
@@ -243,11 +244,11 @@ TEST(Ethernet, EveryAnswerToAModuleEndsWithSuccessAndItsLine) {
         ExpectRun(run, true,
                   {"[PrnCom_WriteModule]Begin", "[SendModuleToDevice]Waiting Answer...",
                    "[SendModuleToDevice]Read Answer len: 4", "[PrnCom_WriteModule]End"});
-        for (const AnswerCase& other : cases)
-            if (other.line != nullptr)
-                EXPECT_EQ(run.Count(std::string("[SendModuleToDevice]") + other.line),
-                          other.answer == c.answer)
-                    << run.Text();
+        for (const AnswerCase& other : cases) {
+            if (other.line == nullptr) continue;
+            EXPECT_EQ(run.Count(std::string("[SendModuleToDevice]") + other.line), other.answer == c.answer)
+                << run.Text();
+        }
         printer.ExpectNoViolations();
     }
 }
