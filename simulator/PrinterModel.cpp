@@ -13,7 +13,6 @@ namespace {
 constexpr std::uint64_t kQuietMs = 1000;
 constexpr std::uint64_t kStallMs = 60000;
 constexpr std::uint64_t kGraceMs = 5000;
-constexpr std::size_t kCodeBanks = 3;
 constexpr unsigned char kProgrammed = 0xAA;
 constexpr unsigned char kBankSumsWrong = 0x99;
 constexpr unsigned char kModuleSumsWrong = 0x95;
@@ -62,6 +61,7 @@ Bytes LinesAnswer(int request, const std::vector<std::string>& lines) {
 PrinterModel::PrinterModel(PrinterOptions options)
     : options_(std::move(options)),
       faults_(options_.faults),
+      firmware_(options_),
       release_(options_.release),
       serial_(options_.usb.serial) {}
 
@@ -115,14 +115,14 @@ void PrinterModel::Return(std::uint64_t now) {
 
 void PrinterModel::LeaveBootLoader(std::uint64_t now) {
     for (const std::string& violation : boot_->Violations()) violations_.push_back(violation);
-    flash_ = boot_->FlashImage();
+    firmware_.SetFlash(boot_->FlashImage());
     newRelease_ = options_.releaseAfter.value_or(boot_->NewRelease());
     newSerial_ = options_.serialAfterUpgrade.value_or("");
     newFirmware_ = true;
     boot_.reset();
     presence_ = Presence::Away;
     backAt_ = now + options_.restartMs;
-    Event(now, "programmed " + std::to_string(flash_.size()) + " bytes, restarting");
+    Event(now, "programmed " + std::to_string(firmware_.Flash().size()) + " bytes, restarting");
 }
 
 void PrinterModel::PowerCycle(std::uint64_t now) {
@@ -145,8 +145,8 @@ void PrinterModel::GiveUpStalled(std::uint64_t now) {
     if (input_ == Input::Deaf && quiet >= kQuietMs) ForgetInput();
     if (quiet < kStallMs) return;
     if (input_ == Input::Banks) {
-        Violation(now, "banks broken off after " + std::to_string(banks_.Taken()) + " of " +
-                           std::to_string(banks_.Whole()) + " bytes");
+        Violation(now, "banks broken off after " + std::to_string(firmware_.Banks().Taken()) + " of " +
+                           std::to_string(firmware_.Banks().Whole()) + " bytes");
     } else if (input_ == Input::Module) {
         Violation(now, "module broken off after " + std::to_string(module_.Taken()) + " bytes");
     } else if (!parser_.Collected().empty()) {
@@ -266,8 +266,8 @@ std::size_t PrinterModel::Consume(const unsigned char* data, std::size_t size, s
             ConsumeRequestByte(*data, now);
             break;
         case Input::Banks:
-            taken = Feed(banks_, data, size, now);
-            if (input_ == Input::Banks && banks_.Done()) OnBanksEnd(now);
+            taken = Feed(firmware_.Banks(), data, size, now);
+            if (input_ == Input::Banks && firmware_.Banks().Done()) OnBanksEnd(now);
             break;
         case Input::Module:
             taken = Feed(module_, data, size, now);
@@ -432,94 +432,40 @@ void PrinterModel::OnModuleEnd(std::uint64_t now) {
 // Banks
 
 void PrinterModel::OnStartBanks(std::uint64_t now) {
-    const unsigned char first = parser_.Collected()[2];
-    const unsigned char last = parser_.Collected()[3];
-    const bool oneBank = options_.mode == "U5" && dataPhase_ && last_ != Exchange::Release;
-    const std::string complaint = oneBank ? StartBank(first, last) : StartGroup(first, last);
+    const std::string complaint = firmware_.Start(parser_.Collected()[2], parser_.Collected()[3], last_);
     if (!complaint.empty()) {
         Violation(now, complaint);
         input_ = Input::Deaf;
         return;
     }
-    last_ = oneBank ? Exchange::DataBank : Exchange::BankGroup;
-    transferFault_ = faults_.Next(*last_, upgraded_);
+    last_ = firmware_.Kind();
+    transferFault_ = faults_.Next(firmware_.Kind(), upgraded_);
     input_ = Input::Banks;
-    if (!oneBank) Event(now, "upgrade started, " + std::to_string(banks_.Banks()) + " banks");
-}
-
-std::string PrinterModel::StartGroup(unsigned char first, unsigned char last) {
-    const bool again = options_.mode == "U1" && last_ == Exchange::BankGroup;
-    if (options_.mode != "U1" && options_.mode != "U3" && options_.mode != "U5")
-        return "banks for a printer of procedure " + options_.mode;
-    if (last_ != Exchange::Release && !again) return "banks without the release inquiry before them";
-    if (first != 0) return "group does not begin with bank 0";
-    std::size_t banks = std::size_t{last} + 1;
-    if (options_.mode == "U5") {
-        if (banks != kCodeBanks || options_.bankCount < kCodeBanks) return "code group is not of three banks";
-    } else if (options_.bankCount != 0) {
-        if (banks % 256 != options_.bankCount % 256)
-            return "group of " + std::to_string(banks) + " banks for " + std::to_string(options_.bankCount);
-        // The count of U3 is one byte as well, but all banks follow; a group of U1 ends where its byte says.
-        if (options_.mode == "U3") banks = options_.bankCount;
-    }
-    dataPhase_ = false;
-    banks_.Start(first, last, banks, options_.bankSize,
-                 options_.mode == "U1" ? BankReceiver::Sums::OverGroup : BankReceiver::Sums::PerBank);
-    return {};
-}
-
-std::string PrinterModel::StartBank(unsigned char first, unsigned char last) {
-    if (first != last) return "data banks come one by one";
-    if (nextBank_ >= options_.bankCount) return "bank behind the last one";
-    if (first != static_cast<unsigned char>(nextBank_ & 0xFFU))
-        return "bank " + std::to_string(first) + " in the place of bank " + std::to_string(nextBank_);
-    banks_.Start(first, last, 1, options_.bankSize, BankReceiver::Sums::PerBank);
-    return {};
-}
-
-bool PrinterModel::IsLastOfFirmware() const {
-    return options_.mode != "U5" ||
-           (last_ == Exchange::DataBank ? nextBank_ + 1 : kCodeBanks) >= options_.bankCount;
-}
-
-bool PrinterModel::AnswersBanks() const {
-    if (last_ == Exchange::DataBank) return !IsLastOfFirmware();
-    if (options_.mode != "U1" || options_.line == Line::Ethernet) return false;
-    return options_.line == Line::Serial || options_.configuration.rfind("0", 0) != 0;
+    if (firmware_.Kind() == Exchange::BankGroup) Event(now, "upgrade started, " + firmware_.Name());
 }
 
 void PrinterModel::OnBanksEnd(std::uint64_t now) {
     const Fault* fault = std::exchange(transferFault_, nullptr);
     input_ = Input::Requests;
-    const std::string complaint = banks_.Complaint();
+    const std::string complaint = firmware_.Banks().Complaint();
     if (!complaint.empty()) {
         Violation(now, complaint);
-        if (AnswersBanks()) Say(nullptr, {kBankSumsWrong}, now + options_.answerMs, true);
+        if (firmware_.IsAnswered()) Say(nullptr, {kBankSumsWrong}, now + options_.answerMs, true);
         return;
     }
-    const bool single = last_ == Exchange::DataBank;
-    const std::uint64_t due = now + (single && !IsLastOfFirmware() ? options_.bankMs : options_.programMs);
-    const Bytes own = AnswersBanks() ? Bytes{kProgrammed} : Bytes{};
-    const std::uint64_t said = Say(fault, own, due, true);
-    if (!Programs(fault)) {
-        Event(now, single ? "bank " + std::to_string(nextBank_) + " not programmed" : "group not programmed");
-        return;
-    }
-    Event(now, single ? "bank " + std::to_string(nextBank_ + 1) + "/" + std::to_string(options_.bankCount)
-                      : "programming " + std::to_string(banks_.Banks()) + " banks");
-    ProgramBanks(said);
+    const bool quick = firmware_.Kind() == Exchange::DataBank && !firmware_.Completes();
+    const Bytes own = firmware_.IsAnswered() ? Bytes{kProgrammed} : Bytes{};
+    const std::uint64_t said = Say(fault, own, now + (quick ? options_.bankMs : options_.programMs), true);
+    Event(now, firmware_.Name() + (Programs(fault) ? " programmed" : " not programmed"));
+    if (Programs(fault)) ProgramBanks(said);
 }
 
 void PrinterModel::ProgramBanks(std::uint64_t now) {
-    const bool single = last_ == Exchange::DataBank;
-    const bool complete = IsLastOfFirmware();
-    if (!single) flash_.clear();
-    flash_.insert(flash_.end(), banks_.Data().begin(), banks_.Data().end());
-    nextBank_ = single ? nextBank_ + 1 : kCodeBanks;
-    dataPhase_ = options_.mode == "U5" && !complete;
-    if (single && !complete) return;
+    const bool complete = firmware_.Completes();
+    firmware_.Program();
+    if (!complete && firmware_.Kind() == Exchange::DataBank) return;
     if (complete) {
-        const std::string named = SampleFiles::ReleaseOf(flash_);
+        const std::string named = SampleFiles::ReleaseOf(firmware_.Flash());
         newFirmware_ = true;
         newRelease_ = options_.releaseAfter.value_or(named.empty() ? release_ : named);
         newSerial_ = options_.serialAfterUpgrade.value_or(options_.usb.serial);

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "simulator/AnswerQueue.h"
-#include "simulator/BankReceiver.h"
 #include "simulator/CommandParser.h"
 #include "simulator/FaultPlan.h"
+#include "simulator/FirmwareReceiver.h"
 #include "simulator/ModuleReceiver.h"
 #include "simulator/PrinterOptions.h"
 
@@ -42,7 +42,7 @@ class PrinterModel final : public DeviceModel {
     std::vector<std::string> Violations() const;
     const std::vector<std::string>& Events() const { return events_; }
     /// The firmware last programmed, all banks in order; empty before.
-    const Bytes& FlashImage() const { return flash_; }
+    const Bytes& FlashImage() const { return firmware_.Flash(); }
     /// The modules programmed, each as it was sent, in order.
     const std::vector<Bytes>& Modules() const { return modules_; }
     const std::string& Release() const { return release_; }
@@ -75,12 +75,8 @@ class PrinterModel final : public DeviceModel {
     void OnInquiry(Exchange exchange, std::uint64_t now);
     Bytes OwnAnswer(Exchange exchange) const;
     void OnStartBanks(std::uint64_t now);
-    std::string StartGroup(unsigned char first, unsigned char last);
-    std::string StartBank(unsigned char first, unsigned char last);
     void OnBanksEnd(std::uint64_t now);
     void ProgramBanks(std::uint64_t now);
-    bool AnswersBanks() const;
-    bool IsLastOfFirmware() const;
     void OnModuleEnd(std::uint64_t now);
     void OnBootEntry(bool renesas, std::uint64_t now);
 
@@ -94,7 +90,7 @@ class PrinterModel final : public DeviceModel {
     PrinterOptions options_;
     FaultPlan faults_;
     CommandParser parser_;
-    BankReceiver banks_;
+    FirmwareReceiver firmware_;
     ModuleReceiver module_;
     AnswerQueue answers_;
 
@@ -110,8 +106,6 @@ class PrinterModel final : public DeviceModel {
     bool selected_ = false;         // the command set, since power came on
     std::optional<Exchange> last_;  // the exchange before, since power came on
     const Fault* transferFault_ = nullptr;
-    bool dataPhase_ = false;    // U5: the code group is programmed
-    std::size_t nextBank_ = 0;  // U5: index of the bank that has to come next
 
     std::string release_;
     std::string newRelease_;
@@ -120,7 +114,6 @@ class PrinterModel final : public DeviceModel {
     bool upgraded_ = false;
     bool newFirmware_ = false;
     int restarts_ = 0;
-    Bytes flash_;
     std::vector<Bytes> modules_;
     std::unique_ptr<BootDevice> boot_;
     std::vector<std::string> violations_;

@@ -58,7 +58,8 @@ class Lines {
         usb_ = std::make_unique<UsbTransport>(*bus_, model);
         usb_->Start();
         std::string line = "environment";
-        for (const auto& [name, value] : bus_->ChildEnvironment()) line += " " + name + "=" + value;
+        for (const auto& [name, value] : bus_->ChildEnvironment())
+            line.append(" ").append(name).append("=").append(value);
         Say(line);
     }
 

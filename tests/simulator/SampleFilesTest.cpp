@@ -17,7 +17,6 @@ namespace {
 
 using simulator::Bytes;
 using simulator::ModuleSample;
-using simulator::PackageSample;
 namespace SampleFiles = simulator::SampleFiles;
 
 class SampleFilesTest : public testing::Test {
@@ -71,10 +70,9 @@ TEST_F(SampleFilesTest, NewPackageDeliversItsFirmwareAndModules) {
             if (module != software)
                 found.emplace_back(module->pData.get(), module->pData.get() + module->uiDataSize);
         }
-        std::vector<Bytes> expected;
-        for (const simulator::EmbeddedModule& module : SampleFiles::UsualModules())
-            expected.push_back(module.image);
-        EXPECT_EQ(found, expected) << name;
+        const auto embedded = SampleFiles::UsualModules();
+        ASSERT_EQ(found.size(), embedded.size()) << name;
+        for (std::size_t i = 0; i < found.size(); ++i) EXPECT_EQ(found[i], embedded[i].image) << name << i;
 
         std::vector<PSWCOMPONENTS> components;
         for (int i = 0; i < package.pswComponents.Size(); ++i)
