@@ -224,15 +224,13 @@ TEST_F(UsbSearchTest, ASearchWithoutAListHasItsLine) {
 // libusb needs descriptors of its own to start: without any left, it cannot.
 TEST_F(UsbSearchTest, ALibraryThatDoesNotStartIsAFailure) {
     bus.Plug(Printer());
-    ChildProcess child({"sh", "-c", "ulimit -n 4; exec \"$0\" \"$@\"", USB_CHILD, "init", "0205", "1",
-                        "init-vendor", "F0F0", "list", "1024", "-", "close"},
-                       bus.ChildEnvironment());
-    EXPECT_EQ(child.WaitForEnd(), 0) << child.Output();
+    const std::string output =
+        Run({"starve", "init", "0205", "1", "init-vendor", "F0F0", "list", "1024", "-", "close"});
     for (const char* const text :
          {"[Init]libusb_init error\ninit=0 [libusb_init error]",
           "[InitWithVid]libusb_init error\ninit-vendor=0 [libusb_init error]",
           "[GetDeviceList]libusb_init error\nerror [libusb_init error]\n{}\nlist=0", "close=1"})
-        EXPECT_THAT(child.Output(), HasSubstr(text));
+        EXPECT_THAT(output, HasSubstr(text));
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 // [last error]". Runs as a child of the tests, with the real libusb, on the bus that the test emulates. Waits
 // pass at once and are printed; so are the time-outs that are handed to libusb, of which 150 ms pass at most.
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -131,6 +134,14 @@ class Operations {
         }
         return nodes;
     }
+    /// Leaves this program two file descriptors more than it has open.
+    static long Starve() {
+        const int next = dup(STDIN_FILENO);
+        ::close(next);
+        const auto limit = static_cast<rlim_t>(next) + 2;
+        const rlimit limits{limit, limit};
+        return setrlimit(RLIMIT_NOFILE, &limits) == 0;
+    }
     long Show() {
         std::printf("in %02x out %02x claimed %d held %d\n", port_->uiEpIn, port_->uiEpOut,
                     port_->bClaimed ? 1 : 0, port_->bListHeld ? 1 : 0);
@@ -162,6 +173,7 @@ class Operations {
         {"list", [this] { return List(); }},
         {"await", [this] { return Await(); }},
         {"nodes", [this] { return OpenNodes(); }},
+        {"starve", [] { return Starve(); }},
         {"show", [this] { return Show(); }},
     };
 };
