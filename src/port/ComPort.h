@@ -71,7 +71,7 @@ class CComPort {
 
     /// Reads until exactly `len` bytes are in `buf` (which holds `len` bytes, no more are ever written) or
     /// `timeout` milliseconds have passed; at least one read is made. Returns the bytes read; `*err` is 1
-    /// when they are fewer than `len`.
+    /// when they are fewer than `len`. What the last read brought beyond `len` is dropped.
     unsigned int ReadAll(unsigned char* buf, int len, int timeout, unsigned int* err);
 
     /// Reads one whole protocol answer into a buffer that the caller releases with `free`. Null, and `*len`

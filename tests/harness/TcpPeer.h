@@ -54,7 +54,7 @@ class TcpConnection {
     OwnedDescriptor fd_;
 };
 
-/// Listens on a free port of the loopback.
+/// Listens on a free port of the loopback; `Port` is 0 when that cannot be had.
 class TcpListener {
  public:
     explicit TcpListener(int backlog = 16) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -62,10 +62,9 @@ class TcpListener {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof(address);
-        bind(fd_.Get(), reinterpret_cast<sockaddr*>(&address), size);
-        listen(fd_.Get(), backlog);
-        getsockname(fd_.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = ntohs(address.sin_port);
+        sockaddr* const any = reinterpret_cast<sockaddr*>(&address);
+        if (bind(fd_.Get(), any, size) != 0 || listen(fd_.Get(), backlog) != 0) return;
+        if (getsockname(fd_.Get(), any, &size) == 0) port_ = ntohs(address.sin_port);
     }
     int Port() const { return port_; }
     TcpConnection Accept(int waitMs = 5000) {

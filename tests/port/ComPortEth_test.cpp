@@ -61,7 +61,8 @@ class FullListener {
         address.sin_port = htons(static_cast<std::uint16_t>(Port()));
         for (int i = 0; i < 4; ++i) {
             waiting_.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-            connect(waiting_.back().Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address));
+            static_cast<void>(
+                connect(waiting_.back().Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)));
         }
     }
     int Port() const { return listener_.Port(); }

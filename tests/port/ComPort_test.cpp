@@ -39,13 +39,13 @@ class BarePort final : public CComPort {
 TEST(CommPortSettings, IsValidWhenTheDeviceOfItsTypeIsNamed) {
     struct Case {
         int type;
-        const char *serial, *ethernet, *usb;
         bool valid;
+        const char *serial, *ethernet, *usb;
     };
-    const Case cases[] = {{-1, "s", "e", "u", false}, {0, "s", "", "", true},   {0, "", "e", "u", false},
-                          {1, "", "e", "", true},     {1, "s", "", "u", false}, {2, "", "", "u", true},
-                          {2, "s", "e", "", false},   {3, "", "", "u", true},   {3, "s", "e", "", false},
-                          {4, "s", "e", "u", false}};
+    const Case cases[] = {{-1, false, "s", "e", "u"}, {0, true, "s", "", ""},   {0, false, "", "e", "u"},
+                          {1, true, "", "e", ""},     {1, false, "s", "", "u"}, {2, true, "", "", "u"},
+                          {2, false, "s", "e", ""},   {3, true, "", "", "u"},   {3, false, "s", "e", ""},
+                          {4, false, "s", "e", "u"}};
     for (const Case& c : cases) {
         CommPortSettings settings;
         settings.type = static_cast<COMMPORTTYPE>(c.type);
@@ -288,23 +288,23 @@ TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
     struct Case {
         const char* what;
         int silences;      // attempts without an answer
-        Bytes status;      // empty: never
-        Bytes extended;    // empty: no answer
         bool asksRelease;  // whether it comes so far
         bool release;
+        Bytes status;    // empty: never
+        Bytes extended;  // empty: no answer
         Lines log;
     };
     const std::string retry = "Read GSI Error... Retry";
     const Case cases[] = {
-        {"plain status", 0, {0xFE}, {}, true, true, {"GSI 0x01fe "}},
-        {"a status of 0", 0, {0x00, 0x77}, {}, true, true, {"GSI 0x0100 "}},
-        {"extended status", 0, {0xFF}, {0x12, 0x34}, true, true, {"GSI 0x1234 "}},
-        {"extended status of one byte", 0, {0xFF}, {0x12}, true, true, {"GSI 0x1200 "}},
-        {"no extended status", 0, {0xFF}, {}, false, false, {"Read GSI FF Error"}},
-        {"no release", 0, {0x12}, {}, true, false, {"GSI 0x0112 ", "Read FW Release Error"}},
-        {"at the fourth try", 3, {0x12}, {}, true, true, {retry, retry, retry, "GSI 0x0112 "}},
-        {"at the last try", 4, {0x12}, {}, true, true, {retry, retry, retry, retry, "GSI 0x0112 "}},
-        {"never", 5, {}, {}, false, false, {retry, retry, retry, retry, "Read GSI Error"}}};
+        {"plain status", 0, true, true, {0xFE}, {}, {"GSI 0x01fe "}},
+        {"a status of 0", 0, true, true, {0x00, 0x77}, {}, {"GSI 0x0100 "}},
+        {"extended status", 0, true, true, {0xFF}, {0x12, 0x34}, {"GSI 0x1234 "}},
+        {"extended status of one byte", 0, true, true, {0xFF}, {0x12}, {"GSI 0x1200 "}},
+        {"no extended status", 0, false, false, {0xFF}, {}, {"Read GSI FF Error"}},
+        {"no release", 0, true, false, {0x12}, {}, {"GSI 0x0112 ", "Read FW Release Error"}},
+        {"at the fourth try", 3, true, true, {0x12}, {}, {retry, retry, retry, "GSI 0x0112 "}},
+        {"at the last try", 4, true, true, {0x12}, {}, {retry, retry, retry, retry, "GSI 0x0112 "}},
+        {"never", 5, false, false, {}, {}, {retry, retry, retry, retry, "Read GSI Error"}}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         VirtualClock clock;
