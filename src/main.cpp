@@ -289,6 +289,8 @@ bool parse_device(const char* text, COMMPORTTYPE kind, CommPortSettings* setting
 }
 
 int main(int argc, char** argv) {
+    // A run that is cut short leaves every line it printed, also in a pipe or a file.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     parse_args(argc, argv);
     if (enable_debug != 0) Log::SetLogEnable(1, true);
     if (usbdevlist != 0) ListUsbPrinters();
