@@ -50,18 +50,18 @@ TEST(SendModuleToDevice, WriteTimeoutOfEachKindAndTheLineOfALargeModule) {
     const std::string large = "Add Timeout module size > 2MB ";
     const struct {
         ModuleType type;
-        std::size_t size;
         unsigned int timeout;
+        std::size_t size;
         Lines log;
     } rows[] = {
-        {ModulesAvailable::FONTS, 10, 2000, {}},
-        {ModulesAvailable::FLASH_DISK, 1024000, 2000, {}},
-        {ModulesAvailable::RADIO_CAMERA, 1024001, 2000, {large}},
-        {ModulesAvailable::LOGOS, 10, 2000, {}},
-        {ModulesAvailable::OTHER, 10, 2000, {}},
-        {ModulesAvailable::RFID_HF, 10, 4000, {rfid}},
-        {ModulesAvailable::RFID_UHF, 1024001, 4000, {large, rfid}},
-        {ModulesAvailable::BLUETOOTH, 10, 22000, {"Add another Timeout due to Bluetooth module "}},
+        {ModulesAvailable::FONTS, 2000, 10, {}},
+        {ModulesAvailable::FLASH_DISK, 2000, 1024000, {}},
+        {ModulesAvailable::RADIO_CAMERA, 2000, 1024001, {large}},
+        {ModulesAvailable::LOGOS, 2000, 10, {}},
+        {ModulesAvailable::OTHER, 2000, 10, {}},
+        {ModulesAvailable::RFID_HF, 4000, 10, {rfid}},
+        {ModulesAvailable::RFID_UHF, 4000, 1024001, {large, rfid}},
+        {ModulesAvailable::BLUETOOTH, 22000, 10, {"Add another Timeout due to Bluetooth module "}},
     };
     for (const auto& row : rows) {
         VirtualClock clock;

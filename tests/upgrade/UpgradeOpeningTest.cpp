@@ -25,18 +25,18 @@ TEST(UpgradeOpening, AFirmwareThatIsNotWholeIsRefusedBeforeThePrinterIsTouched) 
     const std::string size = "BankDim Error : 0";
     const struct {
         const char* what;
-        int banks;
         std::uint64_t bankSize;
-        Lines log;
+        int banks;
         bool u5Only;
+        Lines log;
     } rows[] = {
-        {"no banks", 0, 10, {wrong, count}, false},
-        {"banks of no size", 3, 0, {wrong, size}, false},
-        {"neither", 0, 0, {wrong, count, size}, false},
-        {"a byte more than there is", 3, 34, {wrong}, false},
-        {"a size that overflows the product", 4, std::uint64_t{1} << 62, {wrong}, false},
-        {"negative number of banks", -3, 10, {wrong}, false},
-        {"no code group", 2, 10, {wrong}, true},
+        {"no banks", 10, 0, false, {wrong, count}},
+        {"banks of no size", 0, 3, false, {wrong, size}},
+        {"neither", 0, 0, false, {wrong, count, size}},
+        {"a byte more than there is", 34, 3, false, {wrong}},
+        {"a size that overflows the product", 1ULL << 62, 4, false, {wrong}},
+        {"negative number of banks", 10, -3, false, {wrong}},
+        {"no code group", 10, 2, true, {wrong}},
     };
     for (const int mode : {1, 3, 5}) {
         for (const auto& row : rows) {
