@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulator/AnswerBuilder.h"
+#include "simulator/InquiryAnswers.h"
 #include "simulator/SampleFiles.h"
 
 namespace simulator {
@@ -13,6 +13,7 @@ namespace {
 constexpr std::uint64_t kQuietMs = 1000;
 constexpr std::uint64_t kStallMs = 60000;
 constexpr std::uint64_t kGraceMs = 5000;
+constexpr std::uint64_t kBootLeaveMs = 500;
 constexpr unsigned char kProgrammed = 0xAA;
 constexpr unsigned char kBankSumsWrong = 0x99;
 constexpr unsigned char kModuleSumsWrong = 0x95;
@@ -47,13 +48,6 @@ bool Programs(const Fault* fault) {
     return std::any_of(fault->answers.begin(), fault->answers.end(), [](const Bytes& answer) {
         return std::find(answer.begin(), answer.end(), kProgrammed) != answer.end();
     });
-}
-
-Bytes LinesAnswer(int request, const std::vector<std::string>& lines) {
-    AnswerBuilder answer(request);
-    answer.Number(lines.size());
-    for (const std::string& line : lines) answer.Line(line);
-    return answer.Frame();
 }
 
 }  // namespace
@@ -246,8 +240,8 @@ std::vector<Bytes> PrinterModel::Transmit(std::uint64_t now) {
     if (presence_ == Presence::Boot) return boot_->Transmit(now);
     if (presence_ != Presence::Here) return {};
     std::vector<Bytes> taken = answers_.Take(now);
-    if (!taken.empty() && leaveAt_ != kNever && leaveAt_ < now + options_.leaveMs)
-        Postpone(now + options_.leaveMs);
+    const std::uint64_t pause = entersBoot_ ? kBootLeaveMs : options_.leaveMs;
+    if (!taken.empty() && leaveAt_ != kNever && leaveAt_ < now + pause) Postpone(now + pause);
     return taken;
 }
 
@@ -377,39 +371,16 @@ void PrinterModel::OnRequest(Request request, std::uint64_t now) {
 
 void PrinterModel::OnInquiry(Exchange exchange, std::uint64_t now) {
     const std::string name = ExchangeName(exchange);
-    if (!selected_) {
+    const bool framed =
+        exchange != Exchange::Status && exchange != Exchange::ExtendedStatus && exchange != Exchange::Release;
+    if (framed && !selected_) {
         Violation(now, name + " asked before the command set was selected");
         return;
     }
     Event(now, "asked for " + name);
     last_ = exchange;
-    Say(faults_.Next(exchange, upgraded_), OwnAnswer(exchange), now + options_.answerMs, false);
-}
-
-Bytes PrinterModel::OwnAnswer(Exchange exchange) const {
-    const auto ids = std::to_string(options_.family) + ";" + std::to_string(options_.model) + ";" +
-                     std::to_string(options_.customization);
-    const std::uint16_t extended = options_.extendedStatus.value_or(options_.status);
-    switch (exchange) {
-        case Exchange::Status:
-            return {options_.extendedStatus ? static_cast<unsigned char>(0xFF) : options_.status};
-        case Exchange::ExtendedStatus:
-            return {static_cast<unsigned char>(extended >> 8U), static_cast<unsigned char>(extended & 0xFFU)};
-        case Exchange::Release:
-            return {release_.begin(), release_.end()};
-        case Exchange::ProtocolVersion:
-            return AnswerBuilder(1).Field(options_.protocolVersion).Frame();
-        case Exchange::SetupHeader:
-            return LinesAnswer(2, options_.setupLines);
-        case Exchange::DataAvailable:
-            return AnswerBuilder(40).Number(options_.dataAvailable).Frame();
-        case Exchange::ModulesList:
-            return LinesAnswer(64, options_.modules);
-        case Exchange::UpgradeInfo:
-            return AnswerBuilder(112).Field(options_.mode).Field(options_.configuration).Field(ids).Frame();
-        default:
-            return {};
-    }
+    Say(faults_.Next(exchange, upgraded_), InquiryAnswer(exchange, options_, release_),
+        now + options_.answerMs, false);
 }
 
 // Modules
@@ -455,12 +426,14 @@ void PrinterModel::OnBanksEnd(std::uint64_t now) {
     }
     const bool quick = firmware_.Kind() == Exchange::DataBank && !firmware_.Completes();
     const Bytes own = firmware_.IsAnswered() ? Bytes{kProgrammed} : Bytes{};
-    const std::uint64_t said = Say(fault, own, now + (quick ? options_.bankMs : options_.programMs), true);
+    const bool speaks = !own.empty() || (fault != nullptr && !fault->answers.empty());
+    const std::uint64_t due = speaks ? now + (quick ? options_.bankMs : options_.programMs) : now;
+    const std::uint64_t said = Say(fault, own, due, true);
     Event(now, firmware_.Name() + (Programs(fault) ? " programmed" : " not programmed"));
-    if (Programs(fault)) ProgramBanks(said);
+    if (Programs(fault)) ProgramBanks(said, speaks);
 }
 
-void PrinterModel::ProgramBanks(std::uint64_t now) {
+void PrinterModel::ProgramBanks(std::uint64_t said, bool answered) {
     const bool complete = firmware_.Completes();
     firmware_.Program();
     if (!complete && firmware_.Kind() == Exchange::DataBank) return;
@@ -472,7 +445,8 @@ void PrinterModel::ProgramBanks(std::uint64_t now) {
     } else {
         newSerial_ = options_.serialInCodePhase.value_or("");
     }
-    Restart(now + options_.leaveMs, now + options_.leaveMs + options_.restartMs);
+    const std::uint64_t leaveAt = answered ? said + options_.leaveMs : said;
+    Restart(leaveAt, leaveAt + options_.restartMs + (answered ? 0 : options_.programMs));
 }
 
 void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
@@ -488,7 +462,7 @@ void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
         Say(faults_.Next(Exchange::BootEntry, upgraded_), own, now + options_.answerMs, false);
     Event(now, "told to enter the boot loader");
     entersBoot_ = true;
-    leaveAt_ = said + options_.leaveMs;
+    leaveAt_ = said + kBootLeaveMs;
     bootAt_ = options_.bootDelayMs == kNever ? kNever : leaveAt_ + options_.bootDelayMs;
     backAt_ = kNever;
 }

@@ -73,10 +73,9 @@ class PrinterModel final : public DeviceModel {
 
     void OnRequest(Request request, std::uint64_t now);
     void OnInquiry(Exchange exchange, std::uint64_t now);
-    Bytes OwnAnswer(Exchange exchange) const;
     void OnStartBanks(std::uint64_t now);
     void OnBanksEnd(std::uint64_t now);
-    void ProgramBanks(std::uint64_t now);
+    void ProgramBanks(std::uint64_t said, bool answered);
     void OnModuleEnd(std::uint64_t now);
     void OnBootEntry(bool renesas, std::uint64_t now);
 

@@ -116,11 +116,13 @@ struct PrinterOptions {
         serialInCodePhase;  ///< serial number between U5's code group and its last bank
     std::optional<std::string> serialAfterUpgrade;  ///< and with new firmware
 
-    std::uint64_t answerMs = 2;        ///< from a request to its answer
-    std::uint64_t programMs = 1500;    ///< to program the firmware, or U5's code group or last bank
-    std::uint64_t bankMs = 300;        ///< to program one data bank of U5
-    std::uint64_t moduleMs = 800;      ///< to program a module
-    std::uint64_t leaveMs = 1000;      ///< from an answer to the restart that follows it
+    std::uint64_t answerMs = 2;      ///< from a request to its answer
+    std::uint64_t programMs = 1500;  ///< to program the firmware, or U5's code group or last bank
+    std::uint64_t bankMs = 300;      ///< to program one data bank of U5
+    std::uint64_t moduleMs = 800;    ///< to program a module
+    /// From the answer to a group to the restart that follows it, enough for a host that opens the line once
+    /// more. A group that is not answered is programmed by a printer that has left its line already.
+    std::uint64_t leaveMs = 5000;
     std::uint64_t restartMs = 8000;    ///< away before the printer is back
     std::uint64_t bootDelayMs = 2000;  ///< away before its boot device appears; kNever for never
 

@@ -23,7 +23,12 @@ namespace simulator {
 namespace {
 
 std::unique_ptr<BootDevice> MakeBootDevice(const std::string& mode, std::size_t recordsSize) {
-    if (mode == "U2" || mode == "U4") return std::make_unique<RenesasBootDevice>(RenesasBootOptions{});
+    if (mode == "U2" || mode == "U4") {
+        RenesasBootOptions renesas;
+        // The procedure of U4 has no security step: its boot loaders are those that want none.
+        if (mode == "U4") renesas.bootRelease = "0.99";
+        return std::make_unique<RenesasBootDevice>(renesas);
+    }
     if (mode != "U6") return nullptr;
     SiliconLabsBootOptions options;
     options.firmwareSize = recordsSize;
