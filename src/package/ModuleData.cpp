@@ -137,7 +137,7 @@ void ModuleData::ReleaseBuffers() {
 }
 
 bool ModuleData::EndianMarkOk() const {
-    const auto mark = ByteCursor(File(), kEndianMark).BigEndian(1);
+    const std::uint64_t mark = ByteCursor(File(), kEndianMark).BigEndian(1).value_or(0);
     return mark == 'B' || mark == 'L';
 }
 

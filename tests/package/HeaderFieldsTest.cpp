@@ -181,7 +181,7 @@ TEST(HeaderFields, Fonts) {
             {"iMarginRight", at(77), OF(H, iMarginRight)}, {"iMarginUp", at(78), OF(H, iMarginUp)},
             {"iMarginDown", at(79), OF(H, iMarginDown)},   {"iSort", at(80), OF(H, iSort)}};
     };
-    const auto joined = [](std::vector<std::vector<Field<H>>> parts) {
+    const auto joined = [](const std::vector<std::vector<Field<H>>>& parts) {
         std::vector<Field<H>> all;
         for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
         return all;

@@ -41,12 +41,6 @@ const std::string kParams = "[LoadModuleFromMemory]File not Correct! Params Erro
 const Lines kOptional = {Extract("FACTORY: not found!"), Extract("NOTE: not found!"),
                          Extract("ENMODE: not found!")};
 
-using ::operator+;
-Lines operator+(Lines left, const Lines& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 TEST(ModuleData, ReadsItsHeader) {
     for (const char mark : {'B', 'L'}) {
         ModuleData module;

@@ -11,8 +11,8 @@ PSWComponents ListOf(std::initializer_list<PSWCOMPONENTS> values) {
 }
 
 std::vector<PSWCOMPONENTS> Entries(const PSWComponents& list) {
-    std::vector<PSWCOMPONENTS> entries;
-    for (int i = 0; i < list.Size(); ++i) entries.push_back(list.Get(i));
+    std::vector<PSWCOMPONENTS> entries(static_cast<std::size_t>(list.Size()));
+    for (int i = 0; i < list.Size(); ++i) entries[static_cast<std::size_t>(i)] = list.Get(i);
     return entries;
 }
 

@@ -45,8 +45,9 @@ Lines ScanLines(const Bytes& bytes, bool loaded) {
 }
 
 std::vector<PSWCOMPONENTS> Components(const PSWFile& package) {
-    std::vector<PSWCOMPONENTS> values;
-    for (int i = 0; i < package.pswComponents.Size(); ++i) values.push_back(package.pswComponents.Get(i));
+    const PSWComponents& list = package.pswComponents;
+    std::vector<PSWCOMPONENTS> values(static_cast<std::size_t>(list.Size()));
+    for (int i = 0; i < list.Size(); ++i) values[static_cast<std::size_t>(i)] = list.Get(i);
     return values;
 }
 

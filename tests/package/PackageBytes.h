@@ -16,7 +16,9 @@ inline Bytes FromText(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-inline Bytes operator+(Bytes left, const Bytes& right) {
+/// Bytes or lines, one behind the other.
+template <class Item>
+std::vector<Item> operator+(std::vector<Item> left, const std::vector<Item>& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
 }
