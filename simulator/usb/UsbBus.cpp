@@ -86,12 +86,7 @@ std::shared_ptr<UsbDevice> UsbBus::Add(const UsbDescription& description, UsbHan
     if (nextNumber_ > kLastNumber) throw std::runtime_error("no device number left");
     auto device = std::make_shared<UsbDevice>(mutex_, description, std::move(handlers), nextNumber_++);
     // What serves the node comes first, then the node, then the tree, and only then is the host told.
-    GError* error = nullptr;
-    if (!umockdev_testbed_attach_ioctl(testbed_, device->Node().c_str(), device->Server(), &error)) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(reason);
-    }
+    Serve(*device);
     device->MakeNode(root_);
     AddToTree(*device);
     devices_[description.port] = device;
@@ -99,7 +94,17 @@ std::shared_ptr<UsbDevice> UsbBus::Add(const UsbDescription& description, UsbHan
     return device;
 }
 
-void UsbBus::AddToTree(UsbDevice& device) {
+void UsbBus::Serve(UsbDevice& device) {
+    // The preload forgets no attempt to open a node that is served, and has room for few.
+    if (device.Description().faults.cannotOpen) return;
+    GError* error = nullptr;
+    if (umockdev_testbed_attach_ioctl(testbed_, device.Node().c_str(), device.Server(), &error)) return;
+    const std::string reason = error->message;
+    g_error_free(error);
+    throw std::runtime_error(reason);
+}
+
+void UsbBus::AddToTree(const UsbDevice& device) {
     const UsbDescription& look = device.Description();
     const std::string minor = Minor(device);
     const std::string bus = std::to_string(device.BusNumber()) + "\n";
@@ -128,7 +133,8 @@ void UsbBus::Unplug(const std::shared_ptr<UsbDevice>& device) {
     device->Disconnect();
     umockdev_testbed_remove_device(testbed_, ("/sys/devices/" + TreePath(port)).c_str());
     std::filesystem::remove(root_ + device->Node());
-    umockdev_testbed_detach_ioctl(testbed_, device->Node().c_str(), nullptr);
+    if (!device->Description().faults.cannotOpen)
+        umockdev_testbed_detach_ioctl(testbed_, device->Node().c_str(), nullptr);
     Announce(*device, "remove");
     gone_.push_back(device);
 }

@@ -38,7 +38,8 @@ class UsbBus {
  private:
     void PlugHubs(const std::string& port);
     std::shared_ptr<UsbDevice> Add(const UsbDescription& description, UsbHandlers handlers);
-    void AddToTree(UsbDevice& device);
+    void Serve(UsbDevice& device);
+    void AddToTree(const UsbDevice& device);
     void Announce(const UsbDevice& device, const char* action) const;
 
     UMockdevTestbed* testbed_ = nullptr;
