@@ -34,11 +34,15 @@ bool StatusBitInfo::AddByteBit(const char* text) {
         Log::Write(tag, whole);
         return false;
     }
-    std::int32_t* const numbers[] = {&iByte, &iBit};
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (GenericFunctions::ParseCheckInt(parts[i], numbers[i])) continue;
-        // kept: the text's first or second character is named, whatever stands there
-        Log::WriteLogP(tag, "Error extracting byte value from %c", whole[i]);
+    // kept: a failure names the text's first or second character, whatever stands there
+    const struct {
+        const char* part;
+        std::int32_t* number;
+        char named;
+    } numbers[] = {{parts.front(), &iByte, whole[0]}, {parts.back(), &iBit, whole[1]}};
+    for (const auto& row : numbers) {
+        if (GenericFunctions::ParseCheckInt(row.part, row.number)) continue;
+        Log::WriteLogP(tag, "Error extracting byte value from %c", row.named);
         return false;
     }
     return true;
