@@ -5,14 +5,13 @@
 namespace simulator {
 
 std::vector<Bytes> BootChip::Transmit(std::uint64_t now) {
-    std::vector<Bytes> due = answers_.Take(now);
-    if (finishing_ && answers_.NextDue() == kNever) finished_ = true;
-    return due;
+    finished_ = finished_ || now >= leaveAt_;
+    return answers_.Take(now);
 }
 
 std::uint64_t BootChip::NextEvent(std::uint64_t now) const {
     static_cast<void>(now);
-    return answers_.NextDue();
+    return finished_ ? answers_.NextDue() : std::min(answers_.NextDue(), leaveAt_);
 }
 
 std::optional<UsbIdentity> BootChip::OnUsb(std::uint64_t now) {
@@ -54,7 +53,9 @@ bool BootChip::Obeys(int command, std::uint64_t now) {
 }
 
 void BootChip::Answer(Bytes answer, std::uint64_t now) {
-    answers_.Add(std::move(answer), now + options_.answerMs + extraMs_, false);
+    const std::uint64_t due = now + options_.answerMs + extraMs_;
+    answers_.Add(std::move(answer), due, false);
+    if (finishing_ && leaveAt_ == kNever) leaveAt_ = due + options_.leaveMs;
 }
 
 }  // namespace simulator

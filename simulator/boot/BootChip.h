@@ -43,6 +43,7 @@ struct BootFault {
 struct BootChipOptions {
     UsbIdentity usb;
     std::uint64_t answerMs = 1;
+    std::uint64_t leaveMs = 3000;   ///< from the last answer until the chip leaves its boot loader
     std::vector<BootFault> faults;  ///< the first one that fits holds
 };
 
@@ -66,7 +67,7 @@ class BootChip : public BootDevice {
     /// True when no answer to an earlier command is waiting to be fetched; a violation otherwise.
     bool IsHostWaiting();
     void Violation(const std::string& text) { violations_.push_back(text); }
-    /// The chip leaves its boot loader once its last answer was fetched.
+    /// The chip leaves its boot loader a while after the answer that follows.
     void Finish() { finishing_ = true; }
 
     /// Counts the command and plays the fault that is due. True when the chip is to do what it is told.
@@ -82,6 +83,7 @@ class BootChip : public BootDevice {
     std::uint64_t extraMs_ = 0;
     bool vanished_ = false;
     bool finishing_ = false;
+    std::uint64_t leaveAt_ = kNever;
     bool finished_ = false;
 };
 

@@ -32,9 +32,18 @@ class ProbeEngine final : public UpgradeEngine {
 
 struct Outcome {
     bool result = false;
-    Lines events;
-    Lines log;
+    std::string events;
+    std::string log;
 };
+
+const std::string kStart2 = "START Upgrade PSW2";
+const std::string kTaken = "|Send Fw...|Send FW:1|Programming OK!";
+
+std::string Join(const Lines& lines, const char* separator) {
+    std::string text;
+    for (const std::string& line : lines) text += (text.empty() ? "" : separator) + line;
+    return text;
+}
 
 struct Case {
     int mode = 1;
@@ -43,13 +52,13 @@ struct Case {
     COMMPORTTYPE type = COMMPORT_USB;
     std::vector<PSWCOMPONENTS> list{0x2020, 0, 0x3020};  // kinds that are passed over after a re-open
     bool sendFw = true;
-    std::deque<bool> reopen = {};
+    bool reopensFail = false;
 };
 
 Outcome RunFlow(const Case& test, bool newForm) {
     VirtualClock clock;
     RecordingPort port(clock, test.type);
-    port.reopenResults = test.reopen;
+    if (test.reopensFail) port.reopenResults = std::deque<bool>(20, false);
     port.stateAtBackup = [] { return std::string(components->HasBeginModules() ? "(before)" : "(after)"); };
     PSWComponents list;
     for (const PSWCOMPONENTS value : test.list) list.Add(value);
@@ -64,143 +73,93 @@ Outcome RunFlow(const Case& test, bool newForm) {
     outcome.result =
         (engine.*(newForm ? &UpgradePrinter::StartUpgrade_PSW2 : &UpgradePrinter::StartUpgrade_PSW1))(
             info, port, package.file, settings, nullptr, nullptr, list);
-    outcome.events = port.events;
     port.Note("end");
-    outcome.events.push_back(port.events.back());
-    outcome.log = log.Take(newForm ? "StartUpgrade_PSW2" : "StartUpgrade_PSW1");
+    outcome.events = Join(port.events, " ");
+    outcome.log = Join(log.Take(newForm ? "StartUpgrade_PSW2" : "StartUpgrade_PSW1"), "|");
     return outcome;
 }
 
-// Order and time of everything, with a multiplier of 2: 20 s of U2 and U3 are not multiplied.
+// Order and time of everything with a multiplier of 3, and the end of it with none: 20 s of U2 and U3 are not
+// multiplied.
 TEST(UpgradeFlow, OrderAndWaitsOfEachEngine) {
     const struct {
         int mode;
-        Lines events;
+        const char* events;
+        const char* endWithout;
     } rows[] = {
-        {1, {"ReOpen@0", "ReOpen@0", "SendFW@0", "ReOpen@20", "ReOpen@20", "end@20"}},
-        {2, {"Backup(after)@0", "SendFW@0", "Restore@36", "ReOpen@36", "ReOpen@36", "end@36"}},
-        {3, {"ReOpen@0", "SendFW@0", "ReOpen@36", "end@36"}},
-        {4, {"Backup(before)@0", "ReOpen@0", "SendFW@0", "Restore@36", "ReOpen@36", "ReOpen@36", "end@36"}},
-        {5, {"Backup(after)@0", "SendFW@0", "Restore@36", "ReOpen@36", "ReOpen@36", "end@36"}},
-        {6, {"Backup(after)@0", "SendFW@0", "Restore@36", "ReOpen@36", "ReOpen@36", "end@36"}},
+        {1, "ReOpen@0 ReOpen@0 SendFW@0 ReOpen@30 ReOpen@30 end@30", "end@0"},
+        {2, "Backup(after)@0 SendFW@0 Restore@44 ReOpen@44 ReOpen@44 end@44", "end@20"},
+        {3, "ReOpen@0 SendFW@0 ReOpen@44 end@44", "end@20"},
+        {4, "Backup(before)@0 ReOpen@0 SendFW@0 Restore@54 ReOpen@54 ReOpen@54 end@54", "end@0"},
+        {5, "Backup(after)@0 SendFW@0 Restore@54 ReOpen@54 ReOpen@54 end@54", "end@0"},
+        {6, "Backup(after)@0 SendFW@0 Restore@54 ReOpen@54 ReOpen@54 end@54", "end@0"},
     };
     for (const auto& row : rows) {
-        Case test;
-        test.mode = row.mode;
-        const Outcome outcome = RunFlow(test, true);
+        const Outcome outcome = RunFlow({row.mode, 3, 3}, true);
         EXPECT_TRUE(outcome.result) << row.mode;
-        EXPECT_EQ(outcome.events, row.events) << row.mode;
-        const Lines taken{"START Upgrade PSW2", "Send Fw...", "Send FW:1", "Programming OK!",
-                          "Wait before starting modules upgrade!"};
-        EXPECT_EQ(outcome.log, row.mode == 1 ? Lines(taken.begin(), taken.begin() + 3) : taken) << row.mode;
-    }
-}
-
-TEST(UpgradeFlow, MultiplierOfNoneAndThree) {
-    const struct {
-        int mode, timem;
-        const char* end;
-    } rows[] = {{1, 0, "end@0"},  {2, 0, "end@20"}, {3, 0, "end@20"}, {4, 0, "end@0"},
-                {1, 3, "end@30"}, {2, 3, "end@44"}, {3, 3, "end@44"}, {6, 3, "end@54"}};
-    for (const auto& row : rows) {
-        Case test;
-        test.mode = row.mode;
-        test.timem = row.timem;
-        EXPECT_EQ(RunFlow(test, true).events.back(), row.end) << row.mode << " x" << row.timem;
+        EXPECT_EQ(outcome.events, row.events);
+        EXPECT_EQ(outcome.log, row.mode == 1 ? kStart2 + "|Send Fw...|Send FW:1"
+                                             : kStart2 + kTaken + "|Wait before starting modules upgrade!");
+        const std::string events = RunFlow({row.mode, 3, 0}, true).events;
+        EXPECT_EQ(events.substr(events.rfind("end@")), row.endWithout) << row.mode;
     }
 }
 
 TEST(UpgradeFlow, ComponentMaskAndContents) {
-    const std::string noBefore = "Upgrade Before Modules not enabled in command line arguments ";
-    const std::string noFw = "Upgrade FW not enabled in command line arguments ";
-    const std::string noAfter = "Upgrade After Modules not enabled in command line arguments ";
+    const std::string noBefore = "|Upgrade Before Modules not enabled in command line arguments ";
+    const std::string noFw = "|Upgrade FW not enabled in command line arguments ";
+    const std::string noAfter = "|Upgrade After Modules not enabled in command line arguments ";
+    const std::string refused = "|Send Fw...|Send FW:0";
+    const std::string usbOnly = "|Upgrade U2 just support USB port error \\n";
     const struct {
-        const char* what;
         Case test;
         bool result;
-        Lines events;
-        Lines log;  // without the START line
+        const char* events;
+        std::string log;  // behind the START line
     } rows[] = {
-        {"firmware only",
-         {3, 1, 1},
+        {{3, 1, 1},
          true,
-         {"SendFW@0", "end@28"},
-         {noBefore, "Send Fw...", "Send FW:1", "Programming OK!", "Wait before starting modules upgrade!",
-          noAfter}},
-        {"firmware only, U1 re-opens before it",
-         {1, 1, 1},
-         true,
-         {"ReOpen@0", "SendFW@0", "end@10"},
-         {noBefore, "Send Fw...", "Send FW:1", noAfter}},
-        {"U2 has no step for modules before",
-         {2, 1, 1, COMMPORT_USB, {0}},
-         true,
-         {"Backup(after)@0", "SendFW@0", "end@8"},
-         {"Send Fw...", "Send FW:1", "Programming OK!", noAfter}},
-        {"modules only", {1, 2, 1}, true, {"ReOpen@0", "ReOpen@0", "ReOpen@0", "end@0"}, {noFw}},
-        {"modules only, U4 re-opens all the same",
-         {4, 2, 1},
-         true,
-         {"Backup(before)@0", "ReOpen@0", "Restore@0", "ReOpen@0", "ReOpen@0", "end@0"},
-         {noFw}},
-        {"no firmware in the package",
-         {3, 3, 1, COMMPORT_USB, {0x2020, 0x3020}},
-         true,
-         {"ReOpen@0", "ReOpen@0", "end@0"},
-         {"Skip Fw..."}},
-        {"no modules after",
-         {5, 3, 1, COMMPORT_USB, {0}},
-         true,
-         {"Backup(after)@0", "SendFW@0", "Restore@8", "end@8"},
-         {"Send Fw...", "Send FW:1", "Programming OK!"}},
-        {"firmware refused",
-         {3, 3, 1, COMMPORT_USB, {0, 0x3020}, false},
+         "SendFW@0 end@28",
+         noBefore + kTaken + "|Wait before starting modules upgrade!" + noAfter},
+        {{1, 1, 1}, true, "ReOpen@0 SendFW@0 end@10", noBefore + "|Send Fw...|Send FW:1" + noAfter},
+        // U2 has no step for modules before.
+        {{2, 1, 1, COMMPORT_USB, {0}}, true, "Backup(after)@0 SendFW@0 end@8", kTaken + noAfter},
+        {{1, 2, 1}, true, "ReOpen@0 ReOpen@0 ReOpen@0 end@0", noFw},
+        {{4, 2, 1}, true, "Backup(before)@0 ReOpen@0 Restore@0 ReOpen@0 ReOpen@0 end@0", noFw},
+        // No firmware in the package, no modules after it.
+        {{3, 3, 1, COMMPORT_USB, {0x2020, 0x3020}}, true, "ReOpen@0 ReOpen@0 end@0", "|Skip Fw..."},
+        {{5, 3, 1, COMMPORT_USB, {0}}, true, "Backup(after)@0 SendFW@0 Restore@8 end@8", kTaken},
+        // Firmware that the printer does not take.
+        {{3, 3, 1, COMMPORT_USB, {0, 0x3020}, false},
          false,
-         {"SendFW@0", "end@0"},
-         {"Send Fw...", "Send FW:0", "Programming SW NOT OK!"}},
-        {"firmware refused by U1",
-         {1, 3, 1, COMMPORT_USB, {0}, false},
+         "SendFW@0 end@0",
+         refused + "|Programming SW NOT OK!"},
+        {{1, 3, 1, COMMPORT_USB, {0}, false},
          false,
-         {"ReOpen@0", "SendFW@0", "end@0"},
-         {"Send Fw...", "Send FW:0", "FW Upgrade error"}},
-        {"U2 on Ethernet",
-         {2, 3, 1, COMMPORT_ETHERNET},
+         "ReOpen@0 SendFW@0 end@0",
+         refused + "|FW Upgrade error"},
+        {{2, 3, 1, COMMPORT_ETHERNET}, false, "Backup(after)@0 end@0", usbOnly},
+        {{2, 3, 1, COMMPORT_SERIAL}, false, "Backup(after)@0 end@0", usbOnly},
+        {{2, 2, 1, COMMPORT_USB_TOO, {0}}, true, "Backup(after)@0 Restore@0 end@0", noFw},
+        // A module that does not go ends it on either side of the firmware, after eight pauses for
+        // re-opening.
+        {{3, 3, 1, COMMPORT_USB, {0x2002, 0}, true, true},
          false,
-         {"Backup(after)@0", "end@0"},
-         {"Upgrade U2 just support USB port error \\n"}},
-        {"U2 on a serial line",
-         {2, 3, 1, COMMPORT_SERIAL},
+         "ReOpen@0 ReOpen@0 ReOpen@5 ReOpen@10 ReOpen@15 ReOpen@20 ReOpen@25 ReOpen@30 ReOpen@35 ReOpen@40 "
+         "end@40",
+         "|SendAllModules Failed..."},
+        {{6, 2, 0, COMMPORT_USB, {0, 0x2002}, true, true},
          false,
-         {"Backup(after)@0", "end@0"},
-         {"Upgrade U2 just support USB port error \\n"}},
-        {"U2 on the other USB type",
-         {2, 2, 1, COMMPORT_USB_TOO, {0}},
-         true,
-         {"Backup(after)@0", "Restore@0", "end@0"},
-         {noFw}},
+         "Backup(after)@0 Restore@0 ReOpen@0 ReOpen@0 ReOpen@0 ReOpen@0 ReOpen@0 ReOpen@0 ReOpen@0 ReOpen@0 "
+         "ReOpen@0 ReOpen@0 end@0",
+         noFw + "|SendAllModules Failed..."},
     };
     for (const auto& row : rows) {
         const Outcome outcome = RunFlow(row.test, true);
-        EXPECT_EQ(outcome.result, row.result) << row.what;
-        EXPECT_EQ(outcome.events, row.events) << row.what;
-        Lines log{"START Upgrade PSW2"};
-        log.insert(log.end(), row.log.begin(), row.log.end());
-        EXPECT_EQ(outcome.log, log) << row.what;
+        EXPECT_EQ(outcome.result, row.result) << row.events;
+        EXPECT_EQ(outcome.events, row.events);
+        EXPECT_EQ(outcome.log, kStart2 + row.log);
     }
-}
-
-TEST(UpgradeFlow, AFailedModuleEndsTheUpgradeOnEitherSideOfTheFirmware) {
-    Case before{3, 3, 1, COMMPORT_USB, {0x2002, 0}, true, std::deque<bool>(10, false)};
-    Outcome outcome = RunFlow(before, true);
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ(outcome.events.back(), "end@40");  // nine failed re-opens, a pause after eight of them
-    EXPECT_EQ(outcome.log, (Lines{"START Upgrade PSW2", "SendAllModules Failed..."}));
-
-    Case after{3, 3, 1, COMMPORT_USB, {0, 0x3002}, true, std::deque<bool>(10, false)};
-    outcome = RunFlow(after, true);
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ(outcome.log.back(), "SendAllModules Failed...");
-    EXPECT_EQ(outcome.events.front(), "SendFW@0");
 }
 
 TEST(UpgradeFlow, OldPackagesBringFirmwareAlone) {
@@ -208,16 +167,15 @@ TEST(UpgradeFlow, OldPackagesBringFirmwareAlone) {
         for (const bool sent : {true, false}) {
             const Outcome outcome = RunFlow({mode, 3, 1, COMMPORT_SERIAL, {0, 0x2020}, sent}, false);
             EXPECT_EQ(outcome.result, sent);
-            EXPECT_EQ(outcome.events, (Lines{"SendFW@0", "end@0"})) << mode;
-            const std::string number = sent ? "Send FW:1" : "Send FW:0";
-            EXPECT_EQ(outcome.log,
-                      (Lines{"START Upgrade PSW1", "Send Fw...", mode == 1 ? number : "Send FW:{0}"}));
+            EXPECT_EQ(outcome.events, "SendFW@0 end@0") << mode;
+            EXPECT_EQ(outcome.log, std::string("START Upgrade PSW1|Send Fw...|Send FW:") + (mode != 1 ? "{0}"
+                                                                                            : sent    ? "1"
+                                                                                                      : "0"));
         }
         const Outcome outcome = RunFlow({mode, 2, 1}, false);
         EXPECT_FALSE(outcome.result);
-        EXPECT_EQ(outcome.events, (Lines{"end@0"}));
-        EXPECT_EQ(outcome.log,
-                  (Lines{"START Upgrade PSW1", "Upgrade FW not enabled in command line arguments "}));
+        EXPECT_EQ(outcome.events, "end@0");
+        EXPECT_EQ(outcome.log, "START Upgrade PSW1|Upgrade FW not enabled in command line arguments ");
     }
 }
 
@@ -232,21 +190,6 @@ TEST(UpgradeFlow, EnginesByMode) {
         EXPECT_EQ(engine->iTimem, 7);
         EXPECT_STREQ(engine->szErrorMessage, "");
     }
-}
-
-TEST(UpgradeFlow, TheBaseUpgradesNothing) {
-    VirtualClock clock;
-    RecordingPort port(clock, COMMPORT_USB);
-    UpgradePrinter base(3, 1);
-    UpgradeDataInfo info;
-    TestPackage package;
-    CommPortSettings settings;
-    PSWComponents list;
-    LogCapture log;
-    EXPECT_FALSE(base.StartUpgrade_PSW1(info, port, package.file, settings, nullptr, nullptr, list));
-    EXPECT_FALSE(base.StartUpgrade_PSW2(info, port, package.file, settings, nullptr, nullptr, list));
-    EXPECT_EQ(log.Take(), (Lines{"[StartUpgrade_PSW1]Unsupported Upgrade PSW1",
-                                 "[StartUpgrade_PSW2]Unsupported Upgrade PSW2"}));
 }
 
 TEST(ReopenLoop, PausesAndLinesOfEachVariant) {

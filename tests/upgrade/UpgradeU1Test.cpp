@@ -25,8 +25,18 @@ struct Rig {
         return engine.SendFW(info, port, package.file, settings, nullptr, nullptr, answerSetting);
     }
 
+    /// The group alone, with an error code that a silent failure leaves.
+    bool SendGroup(bool sameVersion = false) {
+        const Bytes sums = SumsOf(firmware, 120);
+        err = 77;
+        return engine.SendBankFlashBanksNew(port, firmware.data(), 60, 2, sums[0] * 256UL + sums[1],
+                                            sums[2] * 256UL + sums[3], 0, err, "1.05", sameVersion, 1,
+                                            nullptr);
+    }
+
     VirtualClock clock;
     ScriptedPort port;
+    int err = 0;
     const Bytes firmware = Pattern(120);
     // One sum over both banks: the index does not start again in the second.
     const Bytes group = StartOf(0, 1) + firmware + ProgramOf(0, 1, SumsOf(firmware, 120));
@@ -101,8 +111,6 @@ TEST(UpgradeU1, ALaterTryThatIsTakenClearsTheMessage) {
 }
 
 TEST(UpgradeU1, WritesThatFail) {
-    const Bytes firmware = Pattern(120);
-    const Bytes sums = SumsOf(firmware, 120);
     const struct {
         std::size_t before, taken;
         int err;
@@ -118,12 +126,9 @@ TEST(UpgradeU1, WritesThatFail) {
         Rig rig;
         if (row.before != 0) rig.port.Expect(Slice(rig.group, 0, row.before));
         rig.port.FailWrite(1, row.taken);
-        int err = 77;
         LogCapture log;
-        EXPECT_FALSE(rig.engine.SendBankFlashBanksNew(rig.port, firmware.data(), 60, 2,
-                                                      sums[0] * 256UL + sums[1], sums[2] * 256UL + sums[3], 0,
-                                                      err, "1.05", false, 1, nullptr));
-        EXPECT_EQ(err, row.err);
+        EXPECT_FALSE(rig.SendGroup());
+        EXPECT_EQ(rig.err, row.err);
         EXPECT_EQ(log.Take("SendBankFlashBanksNew"), row.log);
         EXPECT_EQ(rig.port.uiWPacketSize, 1000U);
         EXPECT_EQ(rig.port.uiTimeoutTX, 500U);
@@ -260,16 +265,10 @@ TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
         Rig rig(COMMPORT_ETHERNET);
         rig.port.Expect(rig.group);
         row.script(rig.port);
-        const Bytes sums = SumsOf(rig.firmware, 120);
         const std::uint64_t begin = rig.clock.NowMs();
-        int err = 77;
         LogCapture log;
-        EXPECT_EQ(
-            rig.engine.SendBankFlashBanksNew(rig.port, rig.firmware.data(), 60, 2, sums[0] * 256UL + sums[1],
-                                             sums[2] * 256UL + sums[3], 0, err, "1.05", row.same, 1, nullptr),
-            row.result)
-            << row.what;
-        EXPECT_EQ(err, row.err) << row.what;
+        EXPECT_EQ(rig.SendGroup(row.same), row.result) << row.what;
+        EXPECT_EQ(rig.err, row.err) << row.what;
         EXPECT_EQ(log.Take("SendBankFlashBanksNew"), kBlocks + Lines{waiting} + row.log) << row.what;
         EXPECT_EQ(rig.clock.NowMs() - begin, row.ms) << row.what;
     }
@@ -289,14 +288,8 @@ TEST(UpgradeU1, TheTimeForAnAnswer) {
         rig.port.Expect(rig.group);
         if (row.silences != 0) rig.port.Silence(row.silences);
         if (row.answered) rig.port.Answer(Bytes{0xAA});
-        const Bytes sums = SumsOf(rig.firmware, 120);
-        int err = 77;
-        EXPECT_EQ(
-            rig.engine.SendBankFlashBanksNew(rig.port, rig.firmware.data(), 60, 2, sums[0] * 256UL + sums[1],
-                                             sums[2] * 256UL + sums[3], 0, err, "1.05", false, 1, nullptr),
-            row.result)
-            << row.what;
-        EXPECT_EQ(err, row.result ? 0 : 77) << row.what;
+        EXPECT_EQ(rig.SendGroup(), row.result) << row.what;
+        EXPECT_EQ(rig.err, row.result ? 0 : 77) << row.what;
     }
 }
 

@@ -101,6 +101,7 @@ TEST(RenesasProgramming, ProgramsAndLocksAndLeavesTheBootLoaderAsEachEngineDoes)
         EXPECT_EQ(rig.clock.WaitedUs(), 2U * (5 * 100000 + 2500000));
         EXPECT_EQ(rig.device.FlashImage(), firmware);
         EXPECT_TRUE(rig.device.IsComplete());
+        rig.device.Transmit(rig.clock.NowMs() + 10000);
         EXPECT_EQ(rig.device.Finished(), chip == Chip::U2);
         EXPECT_THAT(rig.device.Violations(), ElementsAre());
         EXPECT_FALSE(rig.port.bOpen);

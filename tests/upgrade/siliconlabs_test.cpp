@@ -116,6 +116,7 @@ TEST(SiliconLabs, SendsEachRecordInReportsOf64BytesFromAnyPort) {
             EXPECT_EQ(run.device.FlashImage(), run.firmware);
             EXPECT_EQ(run.device.Reports(), 2 * each.reports);
             EXPECT_THAT(run.device.Violations(), ElementsAre());
+            run.device.Transmit(run.clock.NowMs() + 10000);
             EXPECT_TRUE(run.device.Finished());
             // Re-open pause, the fixed second, 10 us a report, the wait at the end.
             EXPECT_EQ(run.clock.WaitedUs(),
