@@ -1,5 +1,6 @@
 #include "protocol/StatusInfoExtData.h"
 
+#include <memory>
 #include <utility>
 
 bool StatusInfoExtData::AddStatusBitInfo(StatusBitInfo* info) {
@@ -13,6 +14,6 @@ void StatusInfoExtData::AddStatusBitInfoList(const std::vector<StatusBitInfo*>& 
     for (StatusBitInfo* const info : list) AddStatusBitInfo(info);
 }
 
-std::unique_ptr<std::vector<StatusBitInfo*>> StatusInfoExtData::GetOnlyBitsAvailable() const {
-    return std::make_unique<std::vector<StatusBitInfo*>>(bitList.InBitOrder(iNumBytes));
+std::vector<StatusBitInfo*> StatusInfoExtData::GetOnlyBitsAvailable() const {
+    return bitList.InBitOrder(iNumBytes);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "protocol/StatusBitList.h"
@@ -16,8 +15,8 @@ class StatusInfoExtData {
     /// Takes each of them over, in order.
     void AddStatusBitInfoList(const std::vector<StatusBitInfo*>& list);
 
-    /// The descriptions in the bits' order. The caller owns the list, the record its entries.
-    std::unique_ptr<std::vector<StatusBitInfo*>> GetOnlyBitsAvailable() const;
+    /// The descriptions in the bits' order. The entries stay the record's.
+    std::vector<StatusBitInfo*> GetOnlyBitsAvailable() const;
 
     void SetStatusPorts(int ways) { statusPorts = StatusWayPorts(ways); }
 

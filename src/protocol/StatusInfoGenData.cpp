@@ -1,6 +1,7 @@
 #include "protocol/StatusInfoGenData.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace {
 
@@ -51,13 +52,13 @@ void StatusInfoGenData::AddStatusBitInfoList(const std::vector<StatusBitInfo*>& 
     for (StatusBitInfo* const info : list) AddStatusBitInfo(info);
 }
 
-std::unique_ptr<std::vector<StatusBitInfo*>> StatusInfoGenData::GetOnlyBitsAvailable() const {
+std::vector<StatusBitInfo*> StatusInfoGenData::GetOnlyBitsAvailable() const {
     constexpr int kMaskBits = 64;
-    auto bits = std::make_unique<std::vector<StatusBitInfo*>>(bitList.InBitOrder(iNumBytes));
+    std::vector<StatusBitInfo*> bits = bitList.InBitOrder(iNumBytes);
     const auto unsupported = [this](const StatusBitInfo* info) {
         const std::int64_t position = (std::int64_t{info->iByte} - 1) * 8 + info->iBit;
         return position >= kMaskBits || ((uiSupportedMask >> static_cast<unsigned>(position)) & 1U) == 0;
     };
-    bits->erase(std::remove_if(bits->begin(), bits->end(), unsupported), bits->end());
+    bits.erase(std::remove_if(bits.begin(), bits.end(), unsupported), bits.end());
     return bits;
 }
