@@ -10,6 +10,7 @@
 #include "harness/LogCapture.h"
 #include "simulator/PtyTransport.h"
 #include "simulator/TcpTransport.h"
+#include "simulator/usb/UsbTransport.h"
 
 namespace endtoend {
 
@@ -37,10 +38,19 @@ class SerialCarrier final : public Carrier {
     simulator::PtyTransport transport_;
 };
 
-std::unique_ptr<Carrier> MakeCarrier(simulator::Line line, simulator::DeviceModel& model) {
-    if (line == simulator::Line::Serial) return std::make_unique<SerialCarrier>(model);
-    return std::make_unique<TcpCarrier>(model);
-}
+class UsbCarrier final : public Carrier {
+ public:
+    UsbCarrier(simulator::UsbBus& bus, simulator::DeviceModel& model, const simulator::UsbDescription& look)
+        : bus_(bus), transport_(bus, model, look) {
+        transport_.Start();
+    }
+    std::vector<std::string> Words() const override { return {"-t", "usb", "-d", "ANY"}; }
+    ChildProcess::Environment Environment() const override { return bus_.ChildEnvironment(); }
+
+ private:
+    simulator::UsbBus& bus_;
+    simulator::UsbTransport transport_;
+};
 
 }  // namespace
 
@@ -80,8 +90,20 @@ RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::
     return result;
 }
 
-Printer::Printer(const simulator::PrinterOptions& options)
-    : model_(options), carrier_(MakeCarrier(options.line, shared_)) {}
+Printer::Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look)
+    : model_(options) {
+    switch (options.line) {
+        case simulator::Line::Serial:
+            carrier_ = std::make_unique<SerialCarrier>(shared_);
+            break;
+        case simulator::Line::Ethernet:
+            carrier_ = std::make_unique<TcpCarrier>(shared_);
+            break;
+        case simulator::Line::Usb:
+            carrier_ = std::make_unique<UsbCarrier>(bus_.emplace(), shared_, look);
+            break;
+    }
+}
 
 RunResult Printer::Run(std::vector<std::string> words) {
     const std::vector<std::string> port = carrier_->Words();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "simulator/PrinterOptions.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SynchronizedModel.h"
+#include "simulator/usb/UsbBus.h"
 
 /// Runs of the built program against the simulated printer, both on clocks that run at the same rate.
 namespace endtoend {
@@ -50,16 +52,23 @@ class Carrier {
     Carrier& operator=(const Carrier&) = delete;
     virtual ~Carrier() = default;
     virtual std::vector<std::string> Words() const = 0;
-    virtual ChildProcess::Environment Environment() { return {}; }
+    virtual ChildProcess::Environment Environment() const { return {}; }
 };
 
-/// A simulated printer on its line, running until the object goes.
+/// A simulated printer on its line, running until the object goes. One at a time.
 class Printer {
  public:
-    explicit Printer(const simulator::PrinterOptions& options);
+    /// `look` is that of a printer on USB, which has a bus of its own.
+    explicit Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look = {});
 
     /// Runs the program against the printer: the words given, and those that name the port.
     RunResult Run(std::vector<std::string> words);
+
+    /// What a program needs around it to reach the printer under other words.
+    ChildProcess::Environment Environment() const { return carrier_->Environment(); }
+
+    /// The bus of a printer on USB, for what else is plugged in.
+    simulator::UsbBus& Bus() { return bus_.value(); }
 
     /// Reads the model while no transport uses it.
     template <class Function>
@@ -74,6 +83,7 @@ class Printer {
     simulator::ScaledClock clock_{kRate, 1};
     simulator::PrinterModel model_;
     simulator::SynchronizedModel shared_{model_};
+    std::optional<simulator::UsbBus> bus_;
     std::unique_ptr<Carrier> carrier_;
 };
 
