@@ -11,7 +11,7 @@ namespace simulator {
 namespace {
 
 constexpr std::uint64_t kQuietMs = 1000;
-constexpr std::uint64_t kStallMs = 60000;
+constexpr std::uint64_t kStallMs = 100000;
 constexpr std::uint64_t kGraceMs = 5000;
 constexpr std::uint64_t kBootLeaveMs = 500;
 constexpr unsigned char kProgrammed = 0xAA;

@@ -165,12 +165,26 @@ TEST(PrinterModelBanks, RefusesWhatIsNotInOrder) {
     }
 }
 
+TEST(PrinterModelBanks, TheirNumberIsHeldInOneByteByEachProcedureInItsWay) {
+    const Bytes firmware = Firmware(257);
+    const Bytes first(firmware.begin(), firmware.begin() + kBank);
+    const std::vector<std::pair<const char*, Bytes>> cases{{"U3", firmware}, {"U1", first}};
+    for (const auto& [mode, taken] : cases) {
+        Conversation talk{Banks(mode, 257)};
+        talk.Handshake();
+        talk.Send(Conversation::Group(0, 0, taken, kBank, mode[1] == '3'));
+        talk.Hear(20000);
+        EXPECT_EQ(talk.model.FlashImage(), taken) << mode;
+        EXPECT_THAT(talk.model.Violations(), IsEmpty());
+    }
+}
+
 TEST(PrinterModelBanks, GivesUpABrokenOffGroup) {
     Conversation talk{Banks("U3", 3)};
     talk.Handshake();
     const Bytes group = Conversation::Group(0, 2, Firmware(3), kBank, true);
     talk.Send(Bytes(group.begin(), group.begin() + 30));
-    talk.now += 60000;
+    talk.now += 100000;
     talk.Handshake();
     EXPECT_THAT(talk.model.Violations(), ElementsAre("banks broken off after 26 of 56 bytes"));
     talk.Send(group);
@@ -303,6 +317,90 @@ TEST(PrinterModelCut, ComesOnceAfterTheBytesNamed) {
     talk.Hear(20000);
     EXPECT_EQ(talk.model.FlashImage(), Firmware(3));
     EXPECT_THAT(talk.model.Violations(), IsEmpty()) << "the cut was the printer's doing";
+}
+
+// Boot loader
+
+/// A chip that is done once the host said so.
+class SimpleBootDevice final : public simulator::BootDevice {
+ public:
+    void Receive(const unsigned char* data, std::size_t size, std::uint64_t) override {
+        flash_.insert(flash_.end(), data, data + size);
+    }
+    std::vector<Bytes> Transmit(std::uint64_t) override { return {{'k'}}; }
+    bool Control(const simulator::ControlRequest& request, std::uint64_t) override {
+        return finished_ = request.value;
+    }
+    std::uint64_t NextEvent(std::uint64_t) const override { return kNever; }
+    std::optional<simulator::UsbIdentity> OnUsb(std::uint64_t) override {
+        return simulator::UsbIdentity{0x1111, 0x2222, "CHIP"};
+    }
+    bool Finished() const override { return finished_; }
+    Bytes FlashImage() const override { return flash_; }
+    std::string NewRelease() const override { return flash_.empty() ? "" : "2.00"; }
+    std::vector<std::string> Violations() const override { return {"chip"}; }
+
+ private:
+    Bytes flash_;
+    bool finished_ = false;
+};
+
+PrinterOptions BootPrinter(const std::string& mode) {
+    PrinterOptions options;
+    options.mode = mode;
+    options.line = Line::Usb;
+    options.bootDelayMs = 3000;
+    options.bootDevice = [] { return std::make_unique<SimpleBootDevice>(); };
+    return options;
+}
+
+const Bytes kEnterRenesas{0x1C, 0x4C, 0x49};
+const Bytes kEnterSiliconLabs{0x1C, 0xEE};
+
+TEST(PrinterModelBoot, HandsOverToTheBootDeviceAndComesBackWithItsFirmware) {
+    Conversation talk{BootPrinter("U2")};
+    talk.Handshake();
+    EXPECT_EQ(Text(talk.Ask(kEnterRenesas)), "BOOT_RST");
+    talk.Hear(600);
+    EXPECT_FALSE(talk.model.OnUsb(talk.now)) << "left its firmware";
+    talk.now += 3000;
+    EXPECT_EQ(talk.model.OnUsb(talk.now)->serial, "CHIP");
+    talk.Send("new firmware");
+    EXPECT_EQ(Text(talk.model.Transmit(talk.now).front()), "k");
+    EXPECT_TRUE(talk.model.Control({0x21, 9, 1, 0, {}}, talk.now));
+    EXPECT_FALSE(talk.model.OnUsb(talk.now)) << "restarting";
+    talk.now += 8000;
+    EXPECT_EQ(talk.model.OnUsb(talk.now)->serial, "SIM0001");
+    EXPECT_EQ(Text(talk.model.FlashImage()), "new firmware");
+    EXPECT_EQ(talk.model.Release(), "2.00");
+    EXPECT_THAT(talk.model.Violations(), ElementsAre("chip"));
+}
+
+TEST(PrinterModelBoot, APowerCycleStartsTheFirmwareOrTheBootLoaderAgain) {
+    Conversation talk{BootPrinter("U6")};
+    talk.Handshake();
+    EXPECT_THAT(talk.Ask(kEnterSiliconLabs), IsEmpty());
+    talk.Hear(5000);
+    ASSERT_NE(talk.model.Boot(), nullptr);
+    talk.model.PowerCycle(talk.now);
+    EXPECT_EQ(talk.model.Boot(), nullptr);
+    talk.Hear(5000);
+    ASSERT_NE(talk.model.Boot(), nullptr) << "no firmware in it yet";
+    talk.Send("new firmware");
+    talk.model.PowerCycle(talk.now);
+    talk.Hear(9000);
+    EXPECT_EQ(talk.model.Release(), "2.00");
+}
+
+TEST(PrinterModelBoot, StaysInItsFirmwareWhenTheEntryIsNotInOrder) {
+    for (const bool handshake : {false, true}) {
+        Conversation talk{BootPrinter(handshake ? "U6" : "U2")};
+        if (handshake) talk.Handshake();
+        EXPECT_THAT(talk.Ask(kEnterRenesas), IsEmpty());
+        talk.Hear(9000);
+        EXPECT_EQ(talk.model.OnUsb(talk.now)->serial, "SIM0001");
+        EXPECT_EQ(talk.model.Violations().size(), 1U);
+    }
 }
 
 // Modules

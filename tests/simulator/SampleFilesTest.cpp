@@ -74,9 +74,9 @@ TEST_F(SampleFilesTest, NewPackageDeliversItsFirmwareAndModules) {
         ASSERT_EQ(found.size(), embedded.size()) << name;
         for (std::size_t i = 0; i < found.size(); ++i) EXPECT_EQ(found[i], embedded[i].image) << name << i;
 
-        std::vector<PSWCOMPONENTS> components;
-        for (int i = 0; i < package.pswComponents.Size(); ++i)
-            components.push_back(package.pswComponents.Get(i));
+        std::vector<PSWCOMPONENTS> components(static_cast<std::size_t>(package.pswComponents.Size()));
+        for (std::size_t i = 0; i < components.size(); ++i)
+            components[i] = package.pswComponents.Get(static_cast<int>(i));
         EXPECT_THAT(components, testing::ElementsAre(0U, 0x2002U, 0x2004U, 0U, 0x3008U)) << name;
     }
 }
