@@ -7,13 +7,12 @@
 #include "port/ComPort.h"
 #include "support/Clock.h"
 #include "support/Log.h"
+#include "upgrade/LargePackets.h"
 #include "upgrade/PrinterRelease.h"
 
 namespace BankTransfer {
 
 namespace {
-
-constexpr unsigned int kLargePacket = 57344;
 
 unsigned char LowByte(unsigned long value) {
     return static_cast<unsigned char>(value & 0xFF);
@@ -70,15 +69,6 @@ ProgramCommand MakeProgram(int first, int last, unsigned long sum, unsigned long
 bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size) {
     unsigned int err = 0;
     return size != 0 && port.Write(bytes, static_cast<unsigned int>(size), &err) >= size;
-}
-
-LargePackets::LargePackets(CComPort& port) : guard_(port) {
-    guard_.Dismiss();
-    // A port without a packet size counts as one that sends single bytes.
-    const std::uint64_t replaced = kLargePacket / std::max(port.GetWPacketSize(), 1U) + 1;
-    const std::uint64_t scaled = std::min<std::uint64_t>(replaced * port.GetTimeoutWrite(), INT_MAX);
-    port.SetWPacketSize(kLargePacket);
-    port.SetTimeoutWrite(static_cast<unsigned int>(scaled));
 }
 
 namespace {

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "port/PortSettingsGuard.h"
 #include "upgrade/FirmwareImage.h"
 #include "upgrade/ReopenLoop.h"
 
@@ -42,18 +41,6 @@ ProgramCommand MakeProgram(int first, int last, unsigned long sum, unsigned long
 
 /// One write. False unless every byte was taken: what follows a short write would be read as its rest.
 bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size);
-
-/// Packets of 57344 bytes for a while, and a write time-out for as many of the port's own packets as one
-/// replaces.
-class LargePackets {
- public:
-    explicit LargePackets(CComPort& port);
-    /// Puts the port's values back; without it they stay as they are.
-    void Restore() { guard_.Restore(); }
-
- private:
-    PortSettingsGuard guard_;
-};
 
 /// Banks that go together: the number of the first, and how many there are in all for the progress lines.
 struct Group {

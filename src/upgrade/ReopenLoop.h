@@ -2,8 +2,7 @@
 
 class CComPort;
 
-/// How a port is opened again while the printer restarts or re-enumerates. Nine failed attempts end every
-/// loop.
+/// How a port is opened again while the printer restarts or re-enumerates. Nine failed attempts end a loop.
 struct ReopenLoop {
     int pauseSeconds = 5;         ///< after an attempt, × the time multiplier
     bool numberedRetries = true;  ///< the retry line carries the attempt's number; also chooses the last line

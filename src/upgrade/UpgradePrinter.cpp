@@ -29,8 +29,7 @@ struct BankSums {
     std::uint64_t sum = 0;
     std::uint64_t xorSum = 0;
 
-    // The index of a block's first byte is a multiple of 256: it only adds to each byte XOR its place in the
-    // block.
+    // A block's first byte has an index that is a multiple of 256: it only adds to each byte XOR its place.
     void AddBlock(const unsigned char* bytes, std::size_t size, std::uint64_t index) {
         std::uint32_t blockSum = 0;
         std::uint32_t blockXor = 0;

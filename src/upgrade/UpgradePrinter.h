@@ -18,8 +18,7 @@ struct CommPortSettings;
 /// unchanged.
 class UpgradePrinter {
  public:
-    /// `upgComponents`: bit 0 sends the firmware, bit 1 the modules. `timem` multiplies the waits; 0 removes
-    /// them.
+    /// `upgComponents`: bit 0 sends the firmware, bit 1 the modules. `timem` multiplies the waits.
     UpgradePrinter(int upgComponents, int timem) : iTimem(timem), iUpgComponents(upgComponents) {}
 
     virtual int GetTimeoutRX() { return 0; }
