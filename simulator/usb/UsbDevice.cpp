@@ -41,6 +41,11 @@ std::uint16_t Get16(const unsigned char* bytes) {
 
 }  // namespace
 
+/// What the host points to at `offset` of a request; null when the host was killed meanwhile.
+UsbDevice::Data UsbDevice::Fetch(UMockdevIoctlData* argument, std::size_t size, std::size_t offset) {
+    return Data(umockdev_ioctl_data_resolve(argument, offset, size, nullptr));
+}
+
 void UsbDevice::Unref::operator()(void* object) const {
     g_object_unref(object);
 }
@@ -212,7 +217,8 @@ UsbDevice::Reply UsbDevice::Answer(UMockdevIoctlClient* client, unsigned long re
 
 // With all of these libusb makes one request of a transfer, whatever its size.
 UsbDevice::Reply UsbDevice::Capabilities(UMockdevIoctlData* argument) {
-    const Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(std::uint32_t), nullptr));
+    const Data data = Fetch(argument, sizeof(std::uint32_t));
+    if (data == nullptr) return kNoAnswer;
     As<std::uint32_t>(data.get()) = USBDEVFS_CAP_ZERO_PACKET | USBDEVFS_CAP_BULK_CONTINUATION |
                                     USBDEVFS_CAP_NO_PACKET_SIZE_LIM | USBDEVFS_CAP_BULK_SCATTER_GATHER |
                                     USBDEVFS_CAP_REAP_AFTER_DISCONNECT;
@@ -227,7 +233,8 @@ UsbInterface* UsbDevice::Interface(unsigned int number) {
 }
 
 UsbDevice::Reply UsbDevice::GetDriver(UMockdevIoctlData* argument) {
-    const Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(usbdevfs_getdriver), nullptr));
+    const Data data = Fetch(argument, sizeof(usbdevfs_getdriver));
+    if (data == nullptr) return kNoAnswer;
     auto& wanted = As<usbdevfs_getdriver>(data.get());
     const UsbInterface* const interface = Interface(wanted.interface);
     if (interface == nullptr) return {-1, EINVAL};
@@ -239,7 +246,8 @@ UsbDevice::Reply UsbDevice::GetDriver(UMockdevIoctlData* argument) {
 }
 
 UsbDevice::Reply UsbDevice::DriverRequest(UMockdevIoctlData* argument) {
-    const Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(usbdevfs_ioctl), nullptr));
+    const Data data = Fetch(argument, sizeof(usbdevfs_ioctl));
+    if (data == nullptr) return kNoAnswer;
     const auto& wanted = As<usbdevfs_ioctl>(data.get());
     UsbInterface* const interface = Interface(static_cast<unsigned int>(wanted.ifno));
     if (interface == nullptr) return {-1, EINVAL};
@@ -252,7 +260,8 @@ UsbDevice::Reply UsbDevice::DriverRequest(UMockdevIoctlData* argument) {
 }
 
 UsbDevice::Reply UsbDevice::Claim(UMockdevIoctlClient* client, UMockdevIoctlData* argument) {
-    const Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(unsigned int), nullptr));
+    const Data data = Fetch(argument, sizeof(unsigned int));
+    if (data == nullptr) return kNoAnswer;
     const auto number = As<unsigned int>(data.get());
     const UsbInterface* const interface = Interface(number);
     if (interface == nullptr || number != 0) return {-1, ENOENT};
@@ -263,7 +272,8 @@ UsbDevice::Reply UsbDevice::Claim(UMockdevIoctlClient* client, UMockdevIoctlData
 }
 
 UsbDevice::Reply UsbDevice::Release(UMockdevIoctlClient* client, UMockdevIoctlData* argument) {
-    const Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(unsigned int), nullptr));
+    const Data data = Fetch(argument, sizeof(unsigned int));
+    if (data == nullptr) return kNoAnswer;
     if (As<unsigned int>(data.get()) != 0 || claimedBy_ != client) return {-1, EINVAL};
     SetClaimed(nullptr);
     return {};
@@ -273,16 +283,15 @@ UsbDevice::Reply UsbDevice::Release(UMockdevIoctlClient* client, UMockdevIoctlDa
 // transfers
 
 UsbDevice::Reply UsbDevice::Submit(UMockdevIoctlClient* client, UMockdevIoctlData* argument) {
-    Data data(umockdev_ioctl_data_resolve(argument, 0, sizeof(usbdevfs_urb), nullptr));
+    Data data = Fetch(argument, sizeof(usbdevfs_urb));
+    if (data == nullptr) return kNoAnswer;
     const auto& urb = As<usbdevfs_urb>(data.get());
     const bool bulk = urb.type == USBDEVFS_URB_TYPE_BULK;
     if (urb.buffer_length < 0 || (!bulk && urb.type != USBDEVFS_URB_TYPE_CONTROL)) return {-1, EINVAL};
     if (bulk && claimedBy_ != client) return {-1, EBUSY};
     const auto length = static_cast<std::size_t>(urb.buffer_length);
     // The buffer comes over now: it cannot be read later.
-    if (length != 0)
-        Data(umockdev_ioctl_data_resolve(data.get(), offsetof(usbdevfs_urb, buffer), length, nullptr))
-            .reset();
+    if (length != 0 && Fetch(data.get(), length, offsetof(usbdevfs_urb, buffer)) == nullptr) return kNoAnswer;
     Client& submitter = clients_[client];
     submitter.pending.push_back({std::move(data), urb.type, urb.endpoint, urb.flags, length});
     if (bulk) {
@@ -410,7 +419,11 @@ void UsbDevice::Reap(UMockdevIoctlClient* client, UMockdevIoctlData* argument) {
     const Transfer transfer = std::move(reaper.done.front());
     reaper.done.pop_front();
     Wake();
-    const Data pointer(umockdev_ioctl_data_resolve(argument, 0, sizeof(void*), nullptr));
+    const Data pointer = Fetch(argument, sizeof(void*));
+    if (pointer == nullptr) {
+        umockdev_ioctl_client_complete(client, kNoAnswer.result, kNoAnswer.error);
+        return;
+    }
     umockdev_ioctl_data_set_ptr(pointer.get(), 0, transfer.data.get());
     // Sends the transfer back, which therefore has to live until here.
     umockdev_ioctl_client_complete(client, 0, 0);

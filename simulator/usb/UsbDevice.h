@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <deque>
 #include <functional>
 #include <list>
@@ -81,6 +82,9 @@ class UsbDevice : public std::enable_shared_from_this<UsbDevice> {
         int error = 0;
     };
 
+    static constexpr Reply kNoAnswer{-1, EFAULT};  // the host was killed and never sees it
+
+    static Data Fetch(UMockdevIoctlData* argument, std::size_t size, std::size_t offset = 0);
     void Connected(UMockdevIoctlClient* client);
     void Vanished(UMockdevIoctlClient* client);
     void Serve(UMockdevIoctlClient* client);
