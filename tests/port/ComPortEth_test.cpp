@@ -143,6 +143,7 @@ TEST(ComPortEth, ConnectingWaitsForTheWriteTimeout) {
     CComPortEth port;
     port.Init("127.0.0.1", full.Port());
     port.SetTimeoutTX(150);
+    port.SetTimeoutRX(5000);
     bool opened = true;
     const std::int64_t took = MsOf([&] { opened = port.Open(); });
     EXPECT_FALSE(opened);
@@ -211,7 +212,8 @@ TEST(ComPortEth, AReadTimeoutClosesAndTheNextWriteConnects) {
     EXPECT_STREQ(port.szLastError, "EthRead Error");
     EXPECT_TRUE(first.Ended());
     EXPECT_EQ(Put(port, "again"), 5U);
-    EXPECT_EQ(listener.Accept().Receive(5), "again");
+    TcpConnection second = listener.Accept();
+    EXPECT_EQ(second.Receive(5), "again");
     EXPECT_EQ(log.Take(), Lines{});
     port.SetTimeoutRX(0);
     EXPECT_LT(MsOf([&] { EXPECT_EQ(Get(port, 10, err), ""); }), 400);  // no wait, not one without end
@@ -254,6 +256,20 @@ TEST(ComPortEth, APeerThatGoesAwayInTheMiddleOfAWriteIsAnError) {
     EXPECT_EQ(err, 1U);
     EXPECT_STREQ(port.szLastError, "Open Error (Device Error)");
     EXPECT_EQ(log.Take(), (Lines{"[OpenPort]Error in connection()", "[EthWrite]Open Error (Device Error)"}));
+}
+
+TEST(ComPortEth, APeerThatHungUpEndsNoProgram) {
+    std::signal(SIGPIPE, SIG_DFL);
+    TcpListener listener;
+    CComPortEth port;
+    port.Init("127.0.0.1", listener.Port());
+    ASSERT_TRUE(port.Open());
+    listener.Accept().Close();
+    listener.Close();
+    unsigned int err = 0;
+    EXPECT_EQ(Put(port, Pattern(20000), err),
+              0U);  // the first piece still goes out, the next meets a broken pipe
+    EXPECT_EQ(err, 1U);
 }
 
 TEST(ComPortEth, APeerThatComesBackGetsTheRest) {
