@@ -156,10 +156,10 @@ TEST(SendAllModules, EachKindOnEachSideTakenRefusedAndMissing) {
                 for (int i = 0; i < row.reopens; ++i) port.OnReOpen();
                 // Two modules of the kind, in the order of the headers; the second one is refused.
                 if (outcome != Outcome::kMissing) {
-                    for (const unsigned seed : {11U, 12U}) {
-                        package.AddModule(row.headerKind, Pattern(30, seed));
-                        port.Expect(Pattern(30, seed));
-                        const bool taken = outcome == Outcome::kTaken || seed == 11;
+                    for (const unsigned variant : {11U, 12U}) {
+                        package.AddModule(row.headerKind, Pattern(30, variant));
+                        port.Expect(Pattern(30, variant));
+                        const bool taken = outcome == Outcome::kTaken || variant == 11;
                         port.Answer(Bytes{static_cast<unsigned char>(taken ? 0xAA : 0x77)});
                     }
                 }

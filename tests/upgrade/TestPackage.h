@@ -16,9 +16,9 @@ inline Lines operator+(Lines left, const Lines& right) {
     return left;
 }
 
-inline Bytes Pattern(std::size_t size, unsigned seed = 3) {
+inline Bytes Pattern(std::size_t size, unsigned variant = 3) {
     Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256 + seed);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256 + variant);
     return bytes;
 }
 

@@ -192,6 +192,21 @@ TEST(UpgradeFlow, EnginesByMode) {
     }
 }
 
+TEST(UpgradeFlow, TheBaseUpgradesNothing) {
+    VirtualClock clock;
+    RecordingPort port(clock, COMMPORT_USB);
+    UpgradePrinter base(3, 1);
+    UpgradeDataInfo info;
+    TestPackage package;
+    CommPortSettings settings;
+    PSWComponents list;
+    LogCapture log;
+    EXPECT_FALSE(base.StartUpgrade_PSW1(info, port, package.file, settings, nullptr, nullptr, list));
+    EXPECT_FALSE(base.StartUpgrade_PSW2(info, port, package.file, settings, nullptr, nullptr, list));
+    EXPECT_EQ(Join(log.Take(), "|"),
+              "[StartUpgrade_PSW1]Unsupported Upgrade PSW1|[StartUpgrade_PSW2]Unsupported Upgrade PSW2");
+}
+
 TEST(ReopenLoop, PausesAndLinesOfEachVariant) {
     const struct {
         const char* what;
