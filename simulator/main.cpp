@@ -60,7 +60,7 @@ class Lines {
  private:
     void StartUsb(DeviceModel& model) {
         bus_ = std::make_unique<UsbBus>();
-        usb_ = std::make_unique<UsbTransport>(*bus_, model);
+        usb_ = std::make_unique<UsbTransport>(*bus_, model, UsbDescription());
         usb_->Start();
         std::string line = "environment";
         for (const auto& [name, value] : bus_->ChildEnvironment())
