@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
 #include <optional>
 #include <thread>
 
@@ -14,6 +13,7 @@
 #include "simulator/boot/RenesasBootDevice.h"
 #include "simulator/boot/SiliconLabsBootDevice.h"
 #include "simulator/usb/UsbTransport.h"
+#include "support/Clock.h"
 
 using endtoend::ExpectRun;
 using endtoend::RunResult;
@@ -112,7 +112,7 @@ class BootPrinter {
         return shared_.Inspect([&] { return function(model_); });
     }
 
-    /// Whether the printer runs the package's firmware within some real seconds.
+    /// Whether the printer runs the package's firmware within some minutes of its time.
     bool ComesBackWith(const std::string& release) {
         for (int turn = 0; turn < 1000; ++turn) {
             if (Inspect([&](PrinterModel& model) {
@@ -120,7 +120,7 @@ class BootPrinter {
                 })) {
                 return true;
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            SleepMs(1000);
         }
         return false;
     }
@@ -172,7 +172,7 @@ class User {
                       return model.Boot() != nullptr && !model.Boot()->NewRelease().empty();
                   });
                   // The program closes the device after the lock bits; the user is slower than that.
-                  std::this_thread::sleep_for(std::chrono::milliseconds(40));
+                  SleepMs(4000);
                   if (programmed) printer.PowerCycle();
               }
           }) {}
