@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "harness/LogCapture.h"
 #include "simulator/PtyTransport.h"
@@ -76,11 +78,14 @@ void ExpectRun(const RunResult& run, bool success, const std::vector<std::string
     }
 }
 
-RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment) {
-    std::vector<std::string> argv{TICKETFLASH_SCALED};
+RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment,
+                     const Start& start) {
+    std::vector<std::string> argv = start.by;
+    argv.push_back(TICKETFLASH_SCALED);
     argv.insert(argv.end(), words.begin(), words.end());
     ChildProcess::Environment all = environment;
-    all.emplace_back("TICKETFLASH_TEST_CLOCK", std::to_string(kRate) + "," + std::to_string(kFloorMs));
+    all.emplace_back("TICKETFLASH_TEST_CLOCK",
+                     std::to_string(start.rate) + "," + std::to_string(start.floorMs));
     ChildProcess program(argv, all);
     RunResult result;
     result.status = program.WaitForEnd();
@@ -90,8 +95,9 @@ RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::
     return result;
 }
 
-Printer::Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look)
-    : model_(options) {
+Printer::Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look,
+                 const Start& start)
+    : start_(start), clock_(start.rate, 1), model_(options) {
     switch (options.line) {
         case simulator::Line::Serial:
             carrier_ = std::make_unique<SerialCarrier>(shared_);
@@ -106,9 +112,19 @@ Printer::Printer(const simulator::PrinterOptions& options, const simulator::UsbD
 }
 
 RunResult Printer::Run(std::vector<std::string> words) {
-    const std::vector<std::string> port = carrier_->Words();
-    words.insert(words.end(), port.begin(), port.end());
-    return RunProgram(words, carrier_->Environment());
+    if (std::find(words.begin(), words.end(), "-d") == words.end()) {
+        const std::vector<std::string> port = carrier_->Words();
+        words.insert(words.end(), port.begin(), port.end());
+    }
+    return RunProgram(words, carrier_->Environment(), start_);
+}
+
+bool Printer::WaitUntil(const std::function<bool(const simulator::PrinterModel&)>& holds) {
+    for (int turn = 0; turn < 1000; ++turn) {
+        if (Inspect(holds)) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 void Printer::ExpectNoViolations() {
@@ -128,6 +144,44 @@ TemporaryFile::TemporaryFile(const std::string& name, const std::vector<unsigned
 TemporaryFile::~TemporaryFile() {
     unlink(path_.c_str());
     rmdir(folder_.c_str());
+}
+
+simulator::PackageSample Package(bool newForm, unsigned char key, const std::string& release, unsigned banks,
+                                 std::size_t bankSize) {
+    simulator::PackageSample sample;
+    sample.newForm = newForm;
+    sample.key = key;
+    sample.release = release;
+    sample.banks = banks;
+    sample.bankSize = bankSize;
+    sample.firmware = simulator::SampleFiles::MakeFirmware(release, bankSize * banks);
+    if (newForm) sample.modules = simulator::SampleFiles::UsualModules();
+    return sample;
+}
+
+RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample, std::vector<std::string> words) {
+    const TemporaryFile file("sample.pfw", simulator::SampleFiles::MakePackage(sample));
+    words.insert(words.begin(), {"-f", file.Path(), "-v"});
+    return printer.Run(words);
+}
+
+RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector<std::string> words) {
+    const TemporaryFile file("font.mod", module);
+    words.insert(words.begin(), {"-f", file.Path(), "-v"});
+    return printer.Run(words);
+}
+
+void ExpectHolds(Printer& printer, const simulator::PackageSample& sample, bool firmware, bool modules) {
+    printer.ExpectNoViolations();
+    printer.Inspect([&](const auto& model) {
+        EXPECT_EQ(model.FlashImage(), firmware ? sample.firmware : simulator::Bytes());
+        EXPECT_EQ(model.Count(simulator::Exchange::BankGroup), firmware ? 1 : 0);
+        // A package's modules are sent as they lie in it, each still scrambled with its own key.
+        std::vector<simulator::Bytes> sent;
+        for (const auto& module : sample.modules) sent.push_back(module.image);
+        if (!modules) sent.clear();
+        EXPECT_EQ(model.Modules(), sent);
+    });
 }
 
 }  // namespace endtoend

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,6 +12,7 @@
 #include "harness/ChildProcess.h"
 #include "simulator/PrinterModel.h"
 #include "simulator/PrinterOptions.h"
+#include "simulator/SampleFiles.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SynchronizedModel.h"
 #include "simulator/usb/UsbBus.h"
@@ -40,9 +42,17 @@ struct RunResult {
 /// (others may stand between).
 void ExpectRun(const RunResult& run, bool success, const std::vector<std::string>& linesInOrder = {});
 
+/// How a program is started: the rate of its clock, the real milliseconds that its blocking calls last at
+/// least, and the command that it is handed to, if any.
+struct Start {
+    unsigned rate = kRate;
+    unsigned floorMs = kFloorMs;
+    std::vector<std::string> by = {};
+};
+
 /// Runs the program with these words; `environment` comes on top of the test's own.
-RunResult RunProgram(const std::vector<std::string>& words,
-                     const ChildProcess::Environment& environment = {});
+RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment = {},
+                     const Start& start = {});
 
 /// Carries a printer model to the program: which words name it, and what the program needs around it.
 class Carrier {
@@ -59,13 +69,15 @@ class Carrier {
 class Printer {
  public:
     /// `look` is that of a printer on USB, which has a bus of its own.
-    explicit Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look = {});
+    explicit Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look = {},
+                     const Start& start = {});
 
-    /// Runs the program against the printer: the words given, and those that name the port.
+    /// Runs the program against the printer: the words given, and those that name the port unless `-d` is
+    /// among the words given.
     RunResult Run(std::vector<std::string> words);
 
-    /// What a program needs around it to reach the printer under other words.
-    ChildProcess::Environment Environment() const { return carrier_->Environment(); }
+    /// The device as `-d` takes it.
+    std::string Device() const { return carrier_->Words().back(); }
 
     /// The bus of a printer on USB, for what else is plugged in.
     simulator::UsbBus& Bus() { return bus_.value(); }
@@ -76,11 +88,15 @@ class Printer {
         return shared_.Inspect([&] { return std::forward<Function>(function)(model_); });
     }
 
+    /// Waits until `holds` is true of the model, for some real seconds at most. Whether it became true.
+    bool WaitUntil(const std::function<bool(const simulator::PrinterModel&)>& holds);
+
     /// Fails the test if the host did what a printer would not have stood.
     void ExpectNoViolations();
 
  private:
-    simulator::ScaledClock clock_{kRate, 1};
+    Start start_;
+    simulator::ScaledClock clock_;
     simulator::PrinterModel model_;
     simulator::SynchronizedModel shared_{model_};
     std::optional<simulator::UsbBus> bus_;
@@ -100,5 +116,20 @@ class TemporaryFile {
     std::string folder_;
     std::string path_;
 };
+
+/// A package whose firmware the test knows, in the new form with a font and a disk before it and a logo
+/// after.
+simulator::PackageSample Package(bool newForm, unsigned char key = 0x37, const std::string& release = "106",
+                                 unsigned banks = simulator::PrinterOptions::kBankCount,
+                                 std::size_t bankSize = simulator::PrinterOptions::kBankSize);
+
+/// Writes the package, or module file, and runs the program with it and `-v`.
+RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample,
+                  std::vector<std::string> words = {});
+RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector<std::string> words = {});
+
+/// Fails the test unless the printer holds the package's firmware, or none, after one group of banks, or
+/// none, and all of its modules as they lie in it, or none, and nothing was wrong with what it was sent.
+void ExpectHolds(Printer& printer, const simulator::PackageSample& sample, bool firmware, bool modules);
 
 }  // namespace endtoend

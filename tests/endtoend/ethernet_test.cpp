@@ -4,10 +4,13 @@
 #include "endtoend/EndToEnd.h"
 #include "simulator/SampleFiles.h"
 
+using endtoend::Download;
 using endtoend::ExpectRun;
+using endtoend::Package;
 using endtoend::Printer;
 using endtoend::RunResult;
 using endtoend::TemporaryFile;
+using endtoend::Upgrade;
 using simulator::Bytes;
 using simulator::Exchange;
 using simulator::Fault;
@@ -19,29 +22,6 @@ namespace SampleFiles = simulator::SampleFiles;
 namespace {
 
 constexpr const char* kUpgrade = "[PrnCom_UpgradePrinter]";
-
-/// A package with modules before and after, whose firmware the test knows.
-PackageSample Package(bool newForm, unsigned char key, const std::string& release = "106") {
-    PackageSample sample;
-    sample.newForm = newForm;
-    sample.key = key;
-    sample.release = release;
-    sample.firmware = SampleFiles::MakeFirmware(release, sample.bankSize * sample.banks);
-    if (newForm) sample.modules = SampleFiles::UsualModules();
-    return sample;
-}
-
-RunResult Upgrade(Printer& printer, const PackageSample& sample, std::vector<std::string> words = {}) {
-    const TemporaryFile file("sample.pfw", SampleFiles::MakePackage(sample));
-    words.insert(words.begin(), {"-f", file.Path(), "-v"});
-    return printer.Run(words);
-}
-
-RunResult Download(Printer& printer, const Bytes& module, std::vector<std::string> words = {}) {
-    const TemporaryFile file("font.mod", module);
-    words.insert(words.begin(), {"-f", file.Path(), "-v"});
-    return printer.Run(words);
-}
 
 struct UpgradeCase {
     bool newForm;
@@ -84,16 +64,7 @@ TEST_P(Upgrades, BringWhatWasChosen) {
     lines.push_back(c.success ? "[PrnCom_UpgradePrinter]End" : "[PrnCom_UpgradePrinter]Upgrade Error!");
     ExpectRun(run, c.success, lines);
 
-    printer.ExpectNoViolations();
-    printer.Inspect([&](const auto& model) {
-        EXPECT_EQ(model.FlashImage(), c.firmware ? sample.firmware : Bytes());
-        EXPECT_EQ(model.Count(Exchange::BankGroup), c.firmware ? 1 : 0);
-        // A package's modules are sent as they lie in it, each still scrambled with its own key.
-        std::vector<Bytes> sent;
-        for (const auto& module : sample.modules) sent.push_back(module.image);
-        if (c.modules == 0) sent.clear();
-        EXPECT_EQ(model.Modules(), sent);
-    });
+    endtoend::ExpectHolds(printer, sample, c.firmware, c.modules != 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ethernet, Upgrades,

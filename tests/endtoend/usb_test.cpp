@@ -26,7 +26,7 @@ PrinterOptions OnUsb(const std::string& serial = "ABC1") {
 
 TEST(Usb, ThePrintersOnTheBusAreListed) {
     Printer printer{OnUsb()};
-    const RunResult run = endtoend::RunProgram({"--usbdevlist"}, printer.Environment());
+    const RunResult run = endtoend::RunProgram({"--usbdevlist"}, printer.Bus().ChildEnvironment());
     EXPECT_EQ(run.status, 0) << run.Text();
     EXPECT_TRUE(run.Has("F0F0|0205|ABC1")) << run.Text();
 }
