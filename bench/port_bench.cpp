@@ -146,3 +146,5 @@ BENCHMARK_CAPTURE(SerialPlainWrite, blocking, true)->UseRealTime();
 BENCHMARK_CAPTURE(SerialPlainWrite, same_waits, false)->UseRealTime();
 
 }  // namespace
+
+BENCHMARK_MAIN();
