@@ -82,6 +82,8 @@ bool PrinterModel::HasLastWords(std::uint64_t now) const {
 }
 
 void PrinterModel::Leave(std::uint64_t now) {
+    // Whoever was late to ask still finds the printer away as long as it takes.
+    if (now > leaveAt_) Postpone(now);
     presence_ = Presence::Away;
     leaveAt_ = kNever;
     ForgetInput();
@@ -400,10 +402,16 @@ void PrinterModel::OnModuleEnd(std::uint64_t now) {
                    module_.Header("CODE:") + ", " + std::to_string(module_.Taken()) + " bytes");
 }
 
-// Banks
+// Firmware
+
+bool PrinterModel::OffersUpgrade() const {
+    return (options_.dataAvailable & PrinterOptions::kOffersUpgrade) != 0;
+}
 
 void PrinterModel::OnStartBanks(std::uint64_t now) {
-    const std::string complaint = firmware_.Start(parser_.Collected()[2], parser_.Collected()[3], last_);
+    const std::string complaint = OffersUpgrade()
+                                      ? firmware_.Start(parser_.Collected()[2], parser_.Collected()[3], last_)
+                                      : "banks for a printer that offers no upgrade";
     if (!complaint.empty()) {
         Violation(now, complaint);
         input_ = Input::Deaf;
@@ -449,11 +457,17 @@ void PrinterModel::ProgramBanks(std::uint64_t said, bool answered) {
     Restart(leaveAt, leaveAt + options_.restartMs + (answered ? 0 : options_.programMs));
 }
 
-void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
+std::string PrinterModel::BootEntryComplaint(bool renesas) const {
     const bool mine = renesas ? options_.mode == "U2" || options_.mode == "U4" : options_.mode == "U6";
-    if (!mine || last_ != Exchange::Release) {
-        Violation(now, mine ? "boot entry without the release inquiry before it"
-                            : "boot entry of another procedure than " + options_.mode);
+    if (!OffersUpgrade()) return "boot entry of a printer that offers no upgrade";
+    if (!mine) return "boot entry of another procedure than " + options_.mode;
+    return last_ == Exchange::Release ? "" : "boot entry without the release inquiry before it";
+}
+
+void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
+    const std::string complaint = BootEntryComplaint(renesas);
+    if (!complaint.empty()) {
+        Violation(now, complaint);
         return;
     }
     last_ = Exchange::BootEntry;

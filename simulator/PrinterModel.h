@@ -73,10 +73,12 @@ class PrinterModel final : public DeviceModel {
 
     void OnRequest(Request request, std::uint64_t now);
     void OnInquiry(Exchange exchange, std::uint64_t now);
+    bool OffersUpgrade() const;
     void OnStartBanks(std::uint64_t now);
     void OnBanksEnd(std::uint64_t now);
     void ProgramBanks(std::uint64_t said, bool answered);
     void OnModuleEnd(std::uint64_t now);
+    std::string BootEntryComplaint(bool renesas) const;
     void OnBootEntry(bool renesas, std::uint64_t now);
 
     std::uint64_t Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result);

@@ -136,7 +136,10 @@ TEST(PrinterModelBanks, RefusesWhatIsNotInOrder) {
     Bytes shortened = good;
     shortened.erase(shortened.begin() + 20);
     shortened.push_back(0);
+    PrinterOptions noUpgrade = Banks("U3", 3);
+    noUpgrade.dataAvailable = PrinterOptions::kOffersModules;
     const std::vector<WrongGroup> cases{
+        {"no upgrade offered", noUpgrade, true, good, "offers no upgrade"},
         {"sum", Banks("U3", 3), true, Changed(good, 3), "bank sums"},
         {"xor sum", Banks("U3", 3), true, Changed(good, 1), "bank sums"},
         {"a byte of a bank", Banks("U3", 3), true, Changed(good, 20), "bank sums"},
