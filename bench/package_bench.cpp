@@ -100,7 +100,7 @@ void Processed(benchmark::State& state) {
 void Memcpy(benchmark::State& state) {
     const Bytes from = Counting();
     Bytes to(kSize);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto turn : state) {
         std::memcpy(to.data(), from.data(), kSize);
         benchmark::ClobberMemory();
     }
@@ -110,7 +110,7 @@ void Memcpy(benchmark::State& state) {
 void LoadPackage(benchmark::State& state) {
     const PackageFile file(static_cast<int>(state.range(0)), static_cast<std::size_t>(state.range(1)));
     const double peak = PeakMemory(file.Name());
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto turn : state) {
         PSWFile package;
         if (!package.LoadPSWFromFile(file.Name(), true)) state.SkipWithError("the package was not loaded");
     }
@@ -122,7 +122,7 @@ void LoadPackage(benchmark::State& state) {
 template <class Scheme>
 void Descramble(benchmark::State& state) {
     Bytes bytes = Counting();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto turn : state) {
         Scheme::DecryptionBuffer(static_cast<int>(state.range(0)), bytes.data(), 0, kLength);
         benchmark::ClobberMemory();
     }
@@ -131,7 +131,8 @@ void Descramble(benchmark::State& state) {
 
 void Checksums(benchmark::State& state) {
     const Bytes bytes = Counting();
-    for (auto _ : state) benchmark::DoNotOptimize(ModuleChecksums::Of({bytes.data(), bytes.size()}));
+    for ([[maybe_unused]] auto turn : state)
+        benchmark::DoNotOptimize(ModuleChecksums::Of({bytes.data(), bytes.size()}));
     Processed(state);
 }
 

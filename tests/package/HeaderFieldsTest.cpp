@@ -108,10 +108,10 @@ TEST(HeaderFields, Upgrade) {
 
 TEST(HeaderFields, UpgradeIdentifiersNeedTheAnnouncingByte) {
     const struct {
-        char marker;
         std::size_t offset;
+        char marker;
         bool announced;
-    } cases[] = {{'S', 6, true}, {'S', 11, false}, {'s', 11, true}, {'s', 6, false}};
+    } cases[] = {{6, 'S', true}, {11, 'S', false}, {11, 's', true}, {6, 's', false}};
     for (const auto& each : cases) {
         const Bytes record = With(TellingRecord(each.marker), each.offset, 1, 0xAA);
         PSWHeaderSoftware software;

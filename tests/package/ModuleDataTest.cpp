@@ -225,9 +225,13 @@ TEST(ModuleData, KindsHaveTheirCodeAndLine) {
         EXPECT_EQ(module.GetModuleID(), kind.id) << kind.letter;
         char text[8192] = "replaced";
         module.GetFileInfo(text, sizeof text);
-        EXPECT_EQ(text, dashes + "Type:       " + kind.type +
-                            "\nRelease:    1.00\nFactory:    f\nNote:       n\nCode:       C1\n" + dashes +
-                            "\n" + kind.line + "\n");
+        std::string expected = dashes;
+        for (const char* piece :
+             {"Type:       ", kind.type, "\nRelease:    1.00\nFactory:    f\nNote:       n\n",
+              "Code:       C1\n", dashes.c_str(), "\n", kind.line, "\n"}) {
+            expected += piece;
+        }
+        EXPECT_EQ(text, expected);
         char small[10] = "replaced";
         module.GetFileInfo(small, 6);
         EXPECT_STREQ(small, "-----");

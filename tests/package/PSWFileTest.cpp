@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
+#include <algorithm>
 #include <numeric>
 
 #include "harness/LogCapture.h"
@@ -109,16 +109,16 @@ TEST(PSWFile, ListsWhatThePackageDelivers) {
         return PrinterRecord(newForm) + SoftwareRecord(newForm) + modules + OldBin(kPayload);
     };
     const struct {
-        bool newForm;
         const char* kinds;
+        bool newForm;
         int content;
         std::vector<PSWCOMPONENTS> components;
     } cases[] = {
-        {true, "", 1, {0}},
-        {false, "", 1, {0, 0}},
-        {true, "fCdlubxs", 7, {0, 0x2002, 0x2002, 0x2004, 0x3008, 0x3010, 0x3010, 0x3010, 0}},
-        {true, "d", 5, {0, 0x2004}},
-        {false, "f", 1, {0, 0x2002, 0}},  // an old package counts as firmware only
+        {"", true, 1, {0}},
+        {"", false, 1, {0, 0}},
+        {"fCdlubxs", true, 7, {0, 0x2002, 0x2002, 0x2004, 0x3008, 0x3010, 0x3010, 0x3010, 0}},
+        {"d", true, 5, {0, 0x2004}},
+        {"f", false, 1, {0, 0x2002, 0}},  // an old package counts as firmware only
     };
     for (const auto& each : cases) {
         PSWFile package;
@@ -306,7 +306,7 @@ std::string Info(const Bytes& file, std::size_t size = 8192) {
     PSWFile package;
     EXPECT_TRUE(Load(package, file));
     std::vector<char> text(size + 8, '#');
-    std::strcpy(text.data(), "> ");
+    std::copy_n("> ", 3, text.begin());
     package.GetFileInfo(text.data(), size);
     EXPECT_EQ(std::string(text.end() - 8, text.end()), "########") << "nothing behind the buffer";
     return text.data();
