@@ -133,8 +133,7 @@ void UsbBus::Unplug(const std::shared_ptr<UsbDevice>& device) {
     device->Disconnect();
     umockdev_testbed_remove_device(testbed_, ("/sys/devices/" + TreePath(port)).c_str());
     std::filesystem::remove(root_ + device->Node());
-    if (!device->Description().faults.cannotOpen)
-        umockdev_testbed_detach_ioctl(testbed_, device->Node().c_str(), nullptr);
+    // What serves the node stays: a child that has just opened it would find its connection cut, and abort.
     Announce(*device, "remove");
     gone_.push_back(device);
 }
