@@ -69,7 +69,8 @@ inline Decoded Decode(const Pieces& pieces) {
 /// The log of a decoding, with the lines that frame the `lines` of operation `tag`.
 inline std::vector<std::string> LogOf(const std::string& tag, const std::vector<std::string>& lines) {
     std::vector<std::string> log{"[CreateSetupItem]Current Protocoll Version : 100"};
-    for (const std::string& line : lines) log.push_back("[" + tag + "]" + line);
+    const std::string prefix = "[" + tag + "]";
+    for (const std::string& line : lines) log.push_back(prefix + line);
     return log;
 }
 
