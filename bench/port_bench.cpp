@@ -2,7 +2,6 @@
 // loopback in the packets of a firmware transfer, and a pseudo-terminal.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,9 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "bench/TcpSink.h"
 #include "harness/Descriptors.h"
 #include "harness/PtyPair.h"
-#include "harness/TcpPeer.h"
 #include "port/ComPortEth.h"
 #include "port/ComPortRs232.h"
 #include "support/Clock.h"
@@ -25,25 +24,6 @@ constexpr std::size_t kFirmwarePacket = 57344;
 constexpr std::size_t kSerialSize = std::size_t{64} << 10;
 constexpr int kBaudrate = 115200;
 constexpr std::size_t kSerialPacket = 5760;  // of that rate with a write time-out of one second
-
-/// Accepts one connection and reads it to its end.
-class TcpSink {
- public:
-    TcpSink()
-        : reader_([this] {
-              TcpConnection peer = listener_.Accept();
-              while (!peer.Receive(std::size_t{1} << 16).empty()) {
-              }
-          }) {}
-    TcpSink(const TcpSink&) = delete;
-    TcpSink& operator=(const TcpSink&) = delete;
-    ~TcpSink() { reader_.join(); }
-    int Port() const { return listener_.Port(); }
-
- private:
-    TcpListener listener_;
-    std::thread reader_;
-};
 
 /// Reads `count` bytes at the device's side of a pseudo-terminal.
 class PtySink {
@@ -81,27 +61,7 @@ BENCHMARK(EthernetPort)->UseRealTime();
 
 void EthernetPlainSend(benchmark::State& state) {
     const std::vector<unsigned char> data(kFirmwareSize, 0x5A);
-    TcpSink sink;
-    const OwnedDescriptor connection(socket(AF_INET, SOCK_STREAM, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(sink.Port()));
-    if (connect(connection.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-        state.SkipWithError("no connection");
-    }
-    while (state.KeepRunning()) {
-        for (std::size_t sent = 0; sent < data.size();) {
-            const std::size_t piece = std::min(kFirmwarePacket, data.size() - sent);
-            const ssize_t taken = send(connection.Get(), data.data() + sent, piece, MSG_NOSIGNAL);
-            if (taken <= 0) {
-                state.SkipWithError("send failed");
-                break;
-            }
-            sent += static_cast<std::size_t>(taken);
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kFirmwareSize));
+    SendPlainly(state, data, kFirmwarePacket);
 }
 BENCHMARK(EthernetPlainSend)->UseRealTime();
 

@@ -100,6 +100,7 @@ const char* CComPortEth::Connect() {
     if (iSocket == -1) return "Error to create new socket";
     sockaddr_in peer{};
     peer.sin_family = AF_INET;
+    if (iPort < 0 || iPort > UINT16_MAX) return "Error to connect socket";  // cut to 16 bits it would be another port
     peer.sin_port = htons(static_cast<std::uint16_t>(iPort));
     if (!Resolve(szHost, peer.sin_addr)) return "Wrong hostname";
     if (const char* const failure = SetBlocking(false)) return failure;
