@@ -9,7 +9,7 @@
 
 #include "simulator/usb/UsbDevice.h"
 
-using UMockdevTestbed = struct _UMockdevTestbed;
+using UMockdevTestbed = struct _UMockdevTestbed;  // NOLINT(bugprone-reserved-identifier): the library's name
 
 namespace simulator {
 

@@ -13,9 +13,11 @@
 #include "simulator/Descriptor.h"
 #include "simulator/usb/UsbDescription.h"
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the library's names
 using UMockdevIoctlBase = struct _UMockdevIoctlBase;
 using UMockdevIoctlClient = struct _UMockdevIoctlClient;
 using UMockdevIoctlData = struct _UMockdevIoctlData;
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace simulator {
 

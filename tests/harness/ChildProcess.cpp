@@ -26,7 +26,7 @@ std::vector<std::string> MergedEnvironment(const ChildProcess::Environment& extr
     for (const auto& [name, value] : extra) merged[name] = value;
     std::vector<std::string> lines;
     lines.reserve(merged.size());
-    for (const auto& [name, value] : merged) lines.push_back(name + "=" + value);
+    for (const auto& [name, value] : merged) lines.push_back(std::string(name).append("=").append(value));
     return lines;
 }
 

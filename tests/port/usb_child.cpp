@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -61,7 +62,7 @@ class Operations {
     unsigned int Number() { return static_cast<unsigned int>(std::strtoul(Word().c_str(), nullptr, 0)); }
 
     long NewPort() {
-        port_.reset(new CComPortUsb(static_cast<int>(Number())));
+        port_ = std::make_unique<CComPortUsb>(static_cast<int>(Number()));
         return 1;
     }
     long Init() {
