@@ -78,6 +78,23 @@ TEST(HeaderFields, Printer) {
                                          {"uiChecksum", "1532779870", OF(H, uiChecksum)}});  // 5B 5C 5D 5E
 }
 
+TEST(HeaderFields, PrinterLettersAreTranslated) {
+    const struct {
+        char letter;
+        int comPort;
+        int pswType;
+    } cases[] = {{'S', 0, 0}, {'P', 1, 0}, {'s', 2, 0}, {'2', 2, 1}, {2, 2, 0}};
+    for (const auto& each : cases) {
+        const auto letter = static_cast<unsigned char>(each.letter);
+        PSWHeaderPrinter printer;
+        ASSERT_EQ(
+            printer.ExtractHederInfo(View(With(With(Record('P'), 22, 1, letter), 24, 1, letter)), 0, nullptr),
+            0);
+        EXPECT_EQ(printer.cComPortType, each.comPort) << each.letter;
+        EXPECT_EQ(printer.iPswType, each.pswType) << each.letter;
+    }
+}
+
 TEST(HeaderFields, Software) {
     using H = PSWHeaderSoftware;
     ExpectFields<H>(TellingRecord('S'), {{"iPswType", "0", OF(H, iPswType)},

@@ -53,7 +53,8 @@ std::vector<PSWCOMPONENTS> Components(const PSWFile& package) {
 
 TEST(PSWFile, LogsEachRecordThatItFinds) {
     const Bytes file = PrinterRecord(true) + SoftwareRecord(true) + Record('l') + Record('F') + Record('u') +
-                       Record('b') + Record('d') + ModuleRecord('d', 293, 0) + NewBin(FromText("Pm?"));
+                       Record('b') + Record('d') + ModuleRecord('d', 400, 0) +
+                       NewBin(FromText(std::string(60, 'P')));  // none of them a marker
     EXPECT_EQ(ScanLines(file, false).back(), "ERROR ExtractData") << "the module lies behind the payload";
     EXPECT_EQ(
         ScanLines(With(file, 7 * 32 + 4, 4, 261), true),
