@@ -196,6 +196,10 @@ struct UpgradeCase {
     std::vector<std::string> lines;
 };
 
+void PrintTo(const UpgradeCase& upgrade, std::ostream* out) {
+    *out << upgrade.name;
+}
+
 class BootUpgrades : public testing::TestWithParam<UpgradeCase> {};
 
 TEST_P(BootUpgrades, BringFirmwareAndModules) {
@@ -255,6 +259,10 @@ struct FailureCase {
     Setting setting;
     std::vector<std::string> lines;
 };
+
+void PrintTo(const FailureCase& failure, std::ostream* out) {
+    *out << failure.name;
+}
 
 class BootFailures : public testing::TestWithParam<FailureCase> {};
 

@@ -10,7 +10,6 @@ using simulator::Bytes;
 using simulator::RenesasBootDevice;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Not;
 
 constexpr const char* kTag = "InitConnectRenesasDevice";
 
@@ -22,6 +21,10 @@ struct Dialect {
     std::vector<std::string> security;  ///< sent between the bit rate and the inquiries
     const char* blankLine;
 };
+
+void PrintTo(const Dialect& dialect, std::ostream* out) {
+    *out << dialect.name;
+}
 
 class RenesasDialects : public testing::TestWithParam<Dialect> {};
 

@@ -12,7 +12,6 @@ using simulator::BootFault;
 using simulator::RenesasBootDevice;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Not;
 
 constexpr const char* kTag = "StartUpgradeUsb";
 constexpr int kUnit = 16;
@@ -87,7 +86,7 @@ TEST(RenesasProgramming, ProgramsAndLocksAndLeavesTheBootLoaderAsEachEngineDoes)
                                        "OK!",
                                        "Sending Lock Bit Enable command",
                                        "OK!"};
-        for (std::string& line : lines) line = "[" + std::string(kTag) + "]" + line;
+        for (std::string& line : lines) line.insert(0, "[StartUpgradeUsb]");
         lines.insert(lines.begin() + 1, {"[ReadAll]Begin", "[ReadAll]End"});
         if (chip == Chip::U2) {
             lines.emplace_back("[SendResetCommandUSB]Sending Reset command");

@@ -11,7 +11,6 @@ using simulator::BootFault;
 using simulator::RenesasBootDevice;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Not;
 
 const Bytes kEnterBoot{0x1C, 0x4C, 0x49};
 

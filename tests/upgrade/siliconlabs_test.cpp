@@ -17,7 +17,6 @@ namespace {
 
 using simulator::BootFault;
 using simulator::SiliconLabsBootDevice;
-using testing::Contains;
 using testing::ElementsAre;
 
 Bytes Record(std::size_t n, unsigned char fill) {
