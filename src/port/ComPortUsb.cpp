@@ -386,6 +386,7 @@ bool CComPortUsb::GetDeviceList(char* list, std::size_t listSize, char* error, s
         Log::WriteLog("GetDeviceList", text);
         if (error != nullptr) static_cast<void>(std::snprintf(error, errorSize, "%s", text));
     };
+    if (error != nullptr && errorSize != 0) error[0] = '\0';
     if (listSize == 0) return false;
     list[0] = '\0';
     const UsbBusWalk walk;
