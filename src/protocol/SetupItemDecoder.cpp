@@ -50,7 +50,6 @@ bool SetView(const std::string& view, SetupItemLink& link) {
 
 std::vector<FieldStep> LinkSteps(LinkReader& reader) {
     const auto view = [&reader](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        reader.link = {};
         if (!SetView(field.strText, reader.link)) return walk.Fail("Link Params Error");
         Log::WriteLogP(walk.Tag(), "Link %zu: View Operation :%d/%d", reader.Number(),
                        reader.link.iViewOperation, reader.link.iViewOperation2);
@@ -224,8 +223,7 @@ bool ParseDateTime(const std::string& text, std::time_t& time) {
     std::snprintf(formatted, sizeof formatted, "%02d-%02d-%04d %02d:%02d:%02d", day, month,
                   year + kCalendarStart, hour, minute, second);
     std::tm parts{};
-    const char* const end = strptime(formatted, "%d-%m-%Y %H:%M:%S", &parts);
-    if (end == nullptr || *end != '\0') return false;
+    if (strptime(formatted, "%d-%m-%Y %H:%M:%S", &parts) == nullptr) return false;
     parts.tm_isdst = -1;  // whichever holds on that day
     time = std::mktime(&parts);
     return time != -1;

@@ -191,13 +191,13 @@ std::unique_ptr<ProtocollFieldInfo> Field(FTYPE type, const std::string& text, i
     return field;
 }
 
-/// An extended status of 2 bytes with two descriptions, the second with an additional text.
+/// An extended status of 2 bytes with two descriptions, the first with an additional text.
 ProtocollFieldList TwoDescriptions() {
     ProtocollFieldList fields;
     fields.push_back(Field(FTYPE_VINT_VALUE, "<1>", 1));
     fields.push_back(Field(FTYPE_VINT_VALUE, "<2>", 2));
     fields.push_back(Field(FTYPE_VINT_VALUE, "<2>", 2));
-    for (const char* bit : {"2|3", "1|0"}) {
+    for (const char* bit : {"1|0", "2|3"}) {
         fields.push_back(Field(FTYPE_VSTRING_VALUE, bit));
         fields.push_back(Field(FTYPE_VSTRING_VALUE, "41"));
         fields.push_back(Field(FTYPE_STRING_VALUE, "text"));
@@ -226,9 +226,9 @@ TEST(StatusDescriptions, AreReadFromTextsWithoutDelimiters) {
     EXPECT_THAT(
         log.Take(kTag),
         ElementsAre("StatusPorts : 1", "Number of bytes of extended status : 2",
-                    "Number of bits to explain : 2", "Byte : 2", "Bit : {0}", "Id : 41", "Description : text",
-                    "Additional Description : ", "Signal Family : 2", "Byte : 1", "Bit : {0}", "Id : 41",
-                    "Description : text", "Additional Description : more", "Signal Family : 2"));
+                    "Number of bits to explain : 2", "Byte : 1", "Bit : {0}", "Id : 41", "Description : text",
+                    "Additional Description : more", "Signal Family : 2", "Byte : 2", "Bit : {0}", "Id : 41",
+                    "Description : text", "Additional Description : ", "Signal Family : 2"));
 }
 
 TEST(StatusDescriptions, ReplaceStandardBitsAndLogTheBit) {
@@ -254,15 +254,15 @@ TEST(StatusDescriptions, FaultsAreSaid) {
         const char* text;
         const char* line;
     } cases[] = {
-        {8, FTYPE_VINT_VALUE, "1|0", "FTYPE_VSTRING_VALUE Error"},
-        {8, FTYPE_VSTRING_VALUE, "10", "Add Byte/Bit Error"},
-        {9, FTYPE_VINT_VALUE, "41", "FTYPE_VSTRING_VALUE Error"},
-        {9, FTYPE_VSTRING_VALUE, "x", "Add Bit ID Error"},
-        {10, FTYPE_VSTRING_VALUE, "text", "FTYPE_STRING_VALUE Error"},
-        {11, FTYPE_VSTRING_VALUE, "5", "FTYPE_VINT_VALUE Error"},
-        {12, FTYPE_VSTRING_VALUE, "more", "FTYPE_STRING_VALUE Error"},
-        {13, FTYPE_VINT_VALUE, "2", "FTYPE_VSTRING_VALUE Error"},
-        {13, FTYPE_VSTRING_VALUE, "x", "Add Signal Family Error"},
+        {3, FTYPE_VINT_VALUE, "1|0", "FTYPE_VSTRING_VALUE Error"},
+        {3, FTYPE_VSTRING_VALUE, "10", "Add Byte/Bit Error"},
+        {4, FTYPE_VINT_VALUE, "41", "FTYPE_VSTRING_VALUE Error"},
+        {4, FTYPE_VSTRING_VALUE, "x", "Add Bit ID Error"},
+        {5, FTYPE_VSTRING_VALUE, "text", "FTYPE_STRING_VALUE Error"},
+        {6, FTYPE_VSTRING_VALUE, "5", "FTYPE_VINT_VALUE Error"},
+        {7, FTYPE_VSTRING_VALUE, "more", "FTYPE_STRING_VALUE Error"},
+        {8, FTYPE_VINT_VALUE, "2", "FTYPE_VSTRING_VALUE Error"},
+        {8, FTYPE_VSTRING_VALUE, "x", "Add Signal Family Error"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.line);
