@@ -184,14 +184,16 @@ std::string ReadEntryAnswer(CComPort& port, std::int64_t limitMs) {
     std::array<unsigned char, kEnterBootBuffer + CComPort::kReadSlack> buffer{};
     std::size_t got = 0;
     const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
+    std::int64_t silentMs = 0;  // at least; ends the wait when the clock cannot be read
     ReadPacer pacer;
     do {
         unsigned int err = 0;
         const unsigned int bytes =
             port.Read(buffer.data() + got, static_cast<unsigned int>(kEnterBootBuffer - got), &err);
         got = std::min(got + bytes, buffer.size());
+        if (bytes == 0) silentMs += ReadPacer::kTurnMs;
         pacer.AfterRead(bytes);
-    } while (got < std::strlen(kEnterBootAnswer) &&
+    } while (got < std::strlen(kEnterBootAnswer) && silentMs < limitMs &&
              static_cast<std::int64_t>(GenericFunctions::GetCurrentTimeMsec() - began) < limitMs);
     return std::string(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(got));
 }

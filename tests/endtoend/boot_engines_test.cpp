@@ -363,6 +363,15 @@ TEST(BootEngines, U4IsABootDeviceUntilItIsRestarted) {
     printer.ExpectUpgraded(0);
 }
 
+TEST(BootEngines, WithAMultiplierOfZeroNobodyWaitsForTheBootDevice) {
+    for (const char* mode : {"U2", "U4", "U6"}) {
+        BootPrinter printer(Setting{mode, Line::Usb, false});
+        ExpectRun(printer.Upgrade({"-m", "0"}), false,
+                  {std::string(mode) == "U6" ? "[SendFW]Not found Silicon Lab device Error."
+                                             : "[SendFW]Error waiting renesas device timeout..."});
+    }
+}
+
 TEST(BootEngines, OfTwoBootDevicesOneIsProgrammedAndTheOtherLeftAlone) {
     BootPrinter printer(Setting{"U4", Line::Serial, false});
     simulator::RenesasBootOptions options;

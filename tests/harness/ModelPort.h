@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "harness/VirtualClock.h"
@@ -21,6 +22,7 @@ class ModelPort final : public CComPort {
         simulator::Bytes bytes;
         unsigned int uiTimeoutTX = 0;
         unsigned int uiWPacketSize = 0;
+        bool bCleaned = false;  ///< the receive side was emptied since the write before
     };
 
     ModelPort(VirtualClock& clock, simulator::DeviceModel& model, COMMPORTTYPE type = COMMPORT_USB)
@@ -52,7 +54,7 @@ class ModelPort final : public CComPort {
     unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
         *err = 1;
         if (!bOpen) return 0;
-        sent.push_back({{buf, buf + len}, uiTimeoutTX, uiWPacketSize});
+        sent.push_back({{buf, buf + len}, uiTimeoutTX, uiWPacketSize, std::exchange(bCleaned_, false)});
         if (sent.size() == failWrite) return 0;
         *err = 0;
         model_.Receive(buf, len, clock_.NowMs());
@@ -69,6 +71,7 @@ class ModelPort final : public CComPort {
         std::copy(answer.begin(), answer.end(), buf);
         return static_cast<unsigned int>(answer.size());
     }
+    void CleanRX() override { bCleaned_ = true; }
     bool HandshakeCommunication() override { return bOpen && RunHandshake({5, 1500, false}); }
     bool BackupPortInfo() override { return true; }
     bool RestoreportInfo() override { return true; }
@@ -121,6 +124,7 @@ class ModelPort final : public CComPort {
     VirtualClock& clock_;
     simulator::DeviceModel& model_;
     std::vector<simulator::Bytes> waiting_;
+    bool bCleaned_ = false;
 };
 
 /// The USB bus with one simulated device on it, in force for the boot engines as long as it lives.

@@ -44,6 +44,7 @@ TEST_P(RenesasDialects, SendsEachCommandInItsPlaceAndPausesAfterEachOk) {
             commands.push_back(command);
         }
         EXPECT_EQ(rig.port.SentHex(), commands);
+        for (const ModelPort::Sent& each : rig.port.sent) EXPECT_TRUE(each.bCleaned);
         EXPECT_THAT(rig.device.Violations(), ElementsAre());
 
         const std::vector<std::string> lines = log.Take(kTag);

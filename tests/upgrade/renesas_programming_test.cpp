@@ -111,6 +111,10 @@ TEST(RenesasProgramming, ProgramsAndLocksAndLeavesTheBootLoaderAsEachEngineDoes)
         EXPECT_EQ(rig.port.sent[before + 2].uiWPacketSize, 57344U);
         EXPECT_EQ(rig.port.sent[before + 2].bytes.size(), 6U + kUnit);
         EXPECT_EQ(rig.port.SentHex()[before + 5], "50 FF FF FF FF B4");
+        // Emptied before every command and once before the units.
+        for (std::size_t i = before; i < rig.port.sent.size(); ++i) {
+            EXPECT_EQ(rig.port.sent[i].bCleaned, i != before + 3 && i != before + 4) << i;
+        }
         EXPECT_EQ(rig.port.uiWPacketSize, 57344U);
     }
 }

@@ -158,6 +158,19 @@ TEST(RenesasRun, ABootDeviceThatNeverComesIsWaitedForFortySecondsTimesTheMultipl
     }
 }
 
+TEST(RenesasRun, AClockThatCannotBeReadMakesNoWaitEndless) {
+    simulator::RenesasBootOptions options = BootOptions(Chip::U4);
+    options.usb.vendor = 0x045C;
+    LineRun never(Chip::U4, COMMPORT_SERIAL, options);
+    never.clock.readable = false;
+    EntersBoot(never.printer).OnClose();
+    EXPECT_FALSE(never.SendFW());
+
+    ScriptedPort silent(&never.clock, COMMPORT_SERIAL);
+    silent.Expect(kEnterBoot).SilenceUntilAsked();
+    EXPECT_FALSE(never.engine->EnterUSBBootDirectModeOnUSB(silent));
+}
+
 TEST(RenesasRun, OfTwoBootDevicesTheFirstIsTaken) {
     LineRun run(Chip::U4, COMMPORT_SERIAL, BootOptions(Chip::U4));
     run.bus.before = "045B|0025|OTHER\n";
