@@ -78,8 +78,12 @@ void AddFont(std::string_view record, InfoText& text) {
     constexpr std::size_t kNameLength = 16;
     constexpr std::size_t kCodeMark = 26;
     constexpr std::size_t kCode = 37;
-    const std::string_view name = record.substr(kName, kNameLength);
-    text.AddP("  %s", std::string(name.substr(0, name.find('\0'))).c_str());
+    std::string name(record.substr(kName, kNameLength));
+    name.resize(std::min(name.find('\0'), name.size()));
+    // The description goes to a terminal: no file gets to send it commands.
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; }, ' ');
+    text.AddP("  %s", name.c_str());
     if (record.size() > kCode && record[kCodeMark] == 'N') {
         const int code = static_cast<unsigned char>(record[kCode]);
         text.AddP(" (Code: %d) (Code: %d)", code, code);  // kept: twice
