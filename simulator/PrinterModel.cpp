@@ -234,6 +234,7 @@ void PrinterModel::Receive(const unsigned char* data, std::size_t size, std::uin
         const std::size_t taken = Consume(data, size, now);
         data += taken;
         size -= taken;
+        Advance(now);  // a printer that restarts at once does not hear the rest
     }
 }
 
