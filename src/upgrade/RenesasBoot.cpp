@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "port/ReadPacer.h"
 #include "port/UsbDeviceName.h"
@@ -16,6 +15,7 @@
 #include "support/Log.h"
 #include "upgrade/BootUsb.h"
 #include "upgrade/FirmwareImage.h"
+#include "upgrade/RenesasConnection.h"
 #include "upgrade/RenesasExchange.h"
 #include "upgrade/RenesasUnits.h"
 #include "upgrade/ReopenLoop.h"
@@ -31,142 +31,22 @@ constexpr int kDeviceWaitMs = 40000;
 constexpr unsigned int kWriteTimeoutMs = 5000;
 constexpr unsigned int kProgrammingPacket = 57344;
 
-constexpr unsigned char kAck = 0x06;
-constexpr unsigned char kNak = 0x15;
-constexpr RenesasExchange::Answer kOneByte{1, 0};
-constexpr std::array<RenesasExchange::Expected, 3> kAcknowledged{{{0, kAck}}};
-
 using Exchange = RenesasExchange;
 
-constexpr Exchange Acknowledged(const char* line, Exchange::Request request,
-                                Exchange::Answer answer = kOneByte) {
-    return {line, request, answer, kAcknowledged, {}, {}};
+constexpr Exchange ProgrammingStatus(unsigned char mark) {
+    Exchange exchange("Sending Boot Program Status Inquiry command", Commands::Cmd_BootProgramStatusInquiry,
+                      {5, 5000}, {{{0, 0x5F}}});
+    exchange.mode = {{{2, 0x3F}, {3, mark}}};
+    return exchange;
 }
 
-/// What the steps of the connection learn from the boot loader and hand on to the later ones.
-struct Connection {
-    const char* tag;
-    bool asksRelease;
-    bool supportsSecurity;
-    bool& newBootloader;
-    int& programmingSize;
-};
-
-using Answer = std::vector<unsigned char>;
-
-void TakeRelease(Connection& connection, const Answer& answer, RenesasOutcome outcome) {
-    static_cast<void>(outcome);
-    const std::string release(answer.begin(), answer.end());
-    Log::WriteLogP(connection.tag, "Release Found: %s", release.c_str());
-    connection.supportsSecurity = std::strcmp(release.c_str(), "1.00") >= 0;
-    if (connection.supportsSecurity) Log::WriteLog(connection.tag, "Bootloader release support security!");
-}
-
-void TakeDialect(Connection& connection, const Answer& answer, RenesasOutcome outcome) {
-    static_cast<void>(answer);
-    if (outcome != RenesasOutcome::Alternative) return;
-    connection.newBootloader = true;
-    Log::WriteLog(connection.tag, "New Bootloader...");
-}
-
-void TakeProgrammingSize(Connection& connection, const Answer& answer, RenesasOutcome outcome) {
-    static_cast<void>(outcome);
-    connection.programmingSize = answer[2] * 256 + answer[3];
-    Log::WriteLogP(connection.tag, "Programming Size: %d", connection.programmingSize);
-}
-
-void TakeUserArea(Connection& connection, const Answer& answer, RenesasOutcome outcome) {
-    static_cast<void>(outcome);
-    std::uint32_t start = 0;
-    for (std::size_t at = 3; at <= 6; ++at) start = start << 8 | answer[at];
-    Log::WriteLogP(connection.tag, "Micro FLASH size: %d", static_cast<int>(~start + 1));
-}
-
-bool AsksRelease(const Connection& connection) {
-    return connection.asksRelease;
-}
-bool IsSecured(const Connection& connection) {
-    return connection.supportsSecurity;
-}
-bool IsNew(const Connection& connection) {
-    return connection.newBootloader;
-}
-bool IsOld(const Connection& connection) {
-    return !connection.newBootloader;
-}
-
-/// One step of the connection: the exchange, when it is made, and what is taken from its answer.
-struct Step {
-    Exchange exchange;
-    bool (*applies)(const Connection&) = nullptr;
-    void (*take)(Connection&, const Answer&, RenesasOutcome) = nullptr;
-    BTPRGERROR unsent = BTPRG_FAILED;
-};
-
-const std::array<Step, 15> kConnection{{
-    {{"Sending Automatic Adjustment of Bit Rate command",
-      Commands::Cmd_AutomaticAdjustmentBitRate,
-      kOneByte,
-      {{{0, 0xE6}}},
-      {},
-      {}}},
-    {{"Sending Get Bootloader Release command", Commands::Cmd_GetRelease, {4, 5000}, {}, {}, {}},
-     AsksRelease,
-     TakeRelease,
-     BTPRG_RELEASE_UNAVAILABLE},
-    {{"Sending Save Security command", Commands::Cmd_SaveSecurity, kOneByte, kAcknowledged, {}, {0, kNak}},
-     IsSecured,
-     TakeDialect},
-    {Acknowledged("Sending Save Security NEW command", Commands::Cmd_SaveSecurityNew), IsNew},
-    {{"Sending Programming Size Inquiry command",
-      Commands::Cmd_ProgrammingSizeInquiry,
-      {5, 5000},
-      {{{0, 0x37}}},
-      {},
-      {}},
-     nullptr,
-     TakeProgrammingSize},
-    {Acknowledged("Sending Device Selection command", Commands::Cmd_DeviceSelection)},
-    {Acknowledged("Sending Clock Mode Selection command", Commands::Cmd_ClockModeSelection)},
-    {{"Sending User Area Information Inquiry command",
-      Commands::Cmd_UserAreaInformationInquiry,
-      {12, 5000},
-      {{{0, 0x35}}},
-      {},
-      {}},
-     nullptr,
-     TakeUserArea},
-    {Acknowledged("Sending Bit Rate Selection command", Commands::Cmd_BitRateSelecion)},
-    {Acknowledged("Sending Confirmation command", Commands::Cmd_Confirmation)},
-    {Acknowledged("Sending Programming/Erasure State Transition command",
-                  Commands::Cmd_ProgrammingErasureStateTransition, {1, 30000})},
-    {{"Sending Boot Program Status Inquiry command",
-      Commands::Cmd_BootProgramStatusInquiry,
-      {5, 10000},
-      {{{0, 0x5F}, {2, 0x3F}, {3, 0x00}}},
-      {},
-      {}}},
-    {Acknowledged("Sending User Area Blank Check command", Commands::Cmd_UserAreaBlankCheck, {1, 5000})},
-    {Acknowledged("Sending Data Area Blank Check command(OLD BOOTLOADER)", Commands::Cmd_DataAreaBlankCheck,
-                  {1, 5000}),
-     IsOld},
-    {{"Sending Data Area Blank Check command(New Bootloader)",
-      Commands::Cmd_DataAreaBlankCheck,
-      {2, 5000},
-      {{{1, 0x52}}},
-      {},
-      {}},
-     IsNew},
-}};
-
-Exchange ProgrammingStatus(bool newBootloader) {
-    return {"Sending Boot Program Status Inquiry command",
-            Commands::Cmd_BootProgramStatusInquiry,
-            {5, 5000},
-            {{{0, 0x5F}}},
-            {{{2, 0x3F}, {3, static_cast<unsigned char>(newBootloader ? 0x52 : 0x00)}}},
-            {}};
-}
+constexpr Exchange kStatusOfOld = ProgrammingStatus(0x00);
+constexpr Exchange kStatusOfNew = ProgrammingStatus(0x52);
+// "Programmin": kept as it stands.
+constexpr Exchange kAreaSelection("Sending User Data Area Programmin Selection command",
+                                  Commands::Cmd_AreaProgrammingSelection);
+constexpr Exchange kTerminate("Sending Terminate Programming command", Commands::Cmd_TerminateProgramming);
+constexpr Exchange kLockBits("Sending Lock Bit Enable command", Commands::Cmd_LockBitEnable);
 
 bool OpenBootDevice(CComPort& port, const char* deviceName, const char* tag) {
     std::array<char, 512> vid{};
@@ -229,25 +109,12 @@ bool RenesasBoot::InitConnectRenesasDevice(CComPort& port, const char* deviceNam
     Log::WriteLog(kTag, "Starting connecting operations...");
     if (!OpenBootDevice(port, deviceName, kTag)) return false;
     port.SetTimeoutWrite(kWriteTimeoutMs);  // kept: not put back
-    const bool connected = Connect(port, err, programmingSize);
+    RenesasConnection connection(kTag, asksRelease_, bNewBootloader, programmingSize);
+    const bool connected = connection.Make(port, iTimem, err);
     if (!connected) SendResetCommandUSB(port);
     port.Close();
     if (connected) Log::WriteLog(kTag, "Connecting operations executed!");
     return connected;
-}
-
-bool RenesasBoot::Connect(CComPort& port, BTPRGERROR& err, int& programmingSize) {
-    static constexpr const char* kTag = "InitConnectRenesasDevice";
-    Connection connection{kTag, asksRelease_, false, bNewBootloader, programmingSize};
-    RenesasLink link(port, kTag, iTimem);
-    for (const Step& step : kConnection) {
-        if (step.applies != nullptr && !step.applies(connection)) continue;
-        const RenesasOutcome outcome = link.Run(step.exchange);
-        if (outcome == RenesasOutcome::NotSent) err = step.unsent;
-        if (outcome != RenesasOutcome::Accepted && outcome != RenesasOutcome::Alternative) return false;
-        if (step.take != nullptr) step.take(connection, link.LastAnswer(), outcome);
-    }
-    return true;
 }
 
 int RenesasBoot::StartUpgradeUsb(UpgradeDataInfo& info, CComPort& port, const char* deviceName,
@@ -276,22 +143,14 @@ int RenesasBoot::StartUpgradeUsb(UpgradeDataInfo& info, CComPort& port, const ch
 bool RenesasBoot::Program(CComPort& port, const RenesasUnits& units) {
     static constexpr const char* kTag = "StartUpgradeUsb";
     RenesasLink link(port, kTag, iTimem);
-    const auto accepted = [&link](const Exchange& exchange) {
+    const auto accepted = [&link](const RenesasExchange& exchange) {
         return link.Run(exchange) == RenesasOutcome::Accepted;
     };
-    if (!accepted(ProgrammingStatus(bNewBootloader)) ||
-        // "Programmin": kept as it stands.
-        !accepted(Acknowledged("Sending User Data Area Programmin Selection command",
-                               Commands::Cmd_AreaProgrammingSelection))) {
-        return false;
-    }
+    if (!accepted(bNewBootloader ? kStatusOfNew : kStatusOfOld) || !accepted(kAreaSelection)) return false;
     port.SetWPacketSize(kProgrammingPacket);  // one frame, one transfer; kept: not put back
     Log::WriteLog(kTag, "Start do sending data!");
     port.CleanRX();
-    return units.Send(port, kTag) &&
-           accepted(
-               Acknowledged("Sending Terminate Programming command", Commands::Cmd_TerminateProgramming)) &&
-           accepted(Acknowledged("Sending Lock Bit Enable command", Commands::Cmd_LockBitEnable));
+    return units.Send(port, kTag) && accepted(kTerminate) && accepted(kLockBits);
 }
 
 /// Looked at before the printer is told anything: in its boot loader it could only be left without firmware.

@@ -48,7 +48,6 @@ class RenesasBoot : public UpgradeEngine {
     bool MayStart(CComPort& port, PSWFile& package) const;
     bool ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
                            CommPortSettings& settings, void* ctx1, void* ctx2);
-    bool Connect(CComPort& port, BTPRGERROR& err, int& programmingSize);
     bool Program(CComPort& port, const RenesasUnits& units);
 
     const bool asksRelease_;

@@ -10,16 +10,14 @@ namespace {
 constexpr unsigned int kReadAtMost = 8191;
 constexpr int kPauseMs = 100;
 
-template <std::size_t N>
-bool Holds(const std::vector<unsigned char>& answer,
-           const std::array<RenesasExchange::Expected, N>& expected) {
-    return std::all_of(expected.begin(), expected.end(), [&answer](const RenesasExchange::Expected& byte) {
+bool Holds(const std::vector<unsigned char>& answer, const RenesasExchange::Bytes& expected) {
+    return std::all_of(expected.begin(), expected.end(), [&answer](const RenesasByte& byte) {
         return byte.at < 0 || (static_cast<std::size_t>(byte.at) < answer.size() &&
                                answer[static_cast<std::size_t>(byte.at)] == byte.value);
     });
 }
 
-std::vector<unsigned char> Collect(CComPort& port, const RenesasExchange::Answer& wanted) {
+std::vector<unsigned char> Collect(CComPort& port, const RenesasAnswer& wanted) {
     if (wanted.timeoutMs == 0) return RenesasLink::ReadOnce(port);
     std::vector<unsigned char> answer(static_cast<std::size_t>(wanted.size));
     unsigned int err = 0;
@@ -40,7 +38,7 @@ std::vector<unsigned char> RenesasLink::ReadOnce(CComPort& port) {
 RenesasOutcome RenesasLink::Judge(const RenesasExchange& exchange) const {
     if (answer_.size() != static_cast<std::size_t>(exchange.answer.size))
         return RenesasOutcome::WrongResponse;
-    if (exchange.alternative.at >= 0 && Holds(answer_, std::array{exchange.alternative})) {
+    if (exchange.alternative.at >= 0 && Holds(answer_, {exchange.alternative})) {
         return RenesasOutcome::Alternative;
     }
     if (!Holds(answer_, exchange.expected)) return RenesasOutcome::WrongResponse;
@@ -51,7 +49,7 @@ RenesasOutcome RenesasLink::Run(const RenesasExchange& exchange) {
     Log::WriteLog(tag_, exchange.line);
     port_.CleanRX();
     unsigned int err = 0;
-    if (port_.Write(exchange.request.bytes, exchange.request.size, &err) < exchange.request.size) {
+    if (port_.Write(exchange.request, exchange.requestSize, &err) < exchange.requestSize) {
         Log::WriteLog(tag_, "Error during send command! exit...");
         return RenesasOutcome::NotSent;
     }

@@ -6,40 +6,41 @@
 
 #include "port/ComPort.h"
 
+/// A byte that an answer must hold; `at` below 0 asks for nothing.
+struct RenesasByte {
+    int at = -1;
+    unsigned char value = 0;
+};
+
+/// How an answer is read: exactly `size` bytes, by one read under the port's own time-out when `timeoutMs` is
+/// 0, otherwise collected within `timeoutMs`.
+struct RenesasAnswer {
+    int size = 1;
+    int timeoutMs = 0;
+};
+
 /// One exchange with a Renesas boot loader, as data: what is logged and sent, how the answer is read, and
 /// what of it is accepted.
 struct RenesasExchange {
-    /// A fixed byte string of the command table.
-    struct Request {
-        const unsigned char* bytes = nullptr;
-        unsigned int size = 0;
+    using Bytes = std::array<RenesasByte, 3>;
+    static constexpr Bytes kAcknowledged{{{0, 0x06}, {}, {}}};
 
-        template <std::size_t N>
-        constexpr Request(const std::array<unsigned char, N>& command)  // NOLINT(google-explicit-constructor)
-            : bytes(command.data()), size(N) {}
-    };
+    /// `command`: of the command table, which outlives the row. Most are answered by one byte, an
+    /// acknowledgement.
+    template <std::size_t N>
+    constexpr RenesasExchange(const char* logLine, const std::array<unsigned char, N>& command,
+                              RenesasAnswer read = {}, Bytes bytes = kAcknowledged)
+        : line(logLine), request(command.data()), requestSize(N), answer(read), expected(bytes) {}
 
-    /// How an answer is read: exactly `size` bytes, by one read under the port's own time-out when
-    /// `timeoutMs` is 0, otherwise collected within `timeoutMs`.
-    struct Answer {
-        int size = 0;
-        int timeoutMs = 0;
-    };
-
-    /// A byte that the answer must hold; `at` below 0 asks for nothing.
-    struct Expected {
-        int at = -1;
-        unsigned char value = 0;
-    };
-
-    const char* line = nullptr;
-    Request request;
-    Answer answer;
-    std::array<Expected, 3> expected{};
+    const char* line;
+    const unsigned char* request;
+    unsigned int requestSize;
+    RenesasAnswer answer;
+    Bytes expected;
     /// Bytes whose mismatch is a wrong mode of the chip rather than a wrong answer.
-    std::array<Expected, 2> mode{};
-    /// A first byte that is not a failure either, but leaves what follows to the caller.
-    Expected alternative{};
+    Bytes mode{};
+    /// A byte that makes the answer no failure either, but leaves what follows to the caller.
+    RenesasByte alternative{};
 };
 
 /// How an exchange ended.
