@@ -20,6 +20,7 @@ unsigned int AnswerReads::Read(unsigned int most) {
 
 bool AnswerReads::Expired() {
     const std::uint64_t now = GenericFunctions::GetCurrentTimeMsec();
+    if (now == 0) return true;
     if (now > lastMs_) elapsedMs_ += static_cast<std::int64_t>(now - lastMs_);
     lastMs_ = now;
     return elapsedMs_ >= limitMs_;

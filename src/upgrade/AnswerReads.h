@@ -16,7 +16,8 @@ class AnswerReads {
     unsigned int Read(unsigned int most);
     const unsigned char* Data() const { return buffer_.data(); }
 
-    /// True when the limit has passed since construction. A clock that is set back counts as standing still.
+    /// True when the limit has passed since construction. A clock that is set back counts as standing still,
+    /// one that cannot be read as run out: no wait lasts for ever.
     bool Expired();
 
  private:

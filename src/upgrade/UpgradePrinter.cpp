@@ -95,11 +95,11 @@ std::vector<PSWHeaderModule*> ModulesOfKind(PSWFile& package, int kind) {
     return modules;
 }
 
-ModulesAvailable::ModuleType TypeOf(const ComponentRow& row, const PSWHeaderModule& module) {
+ModulesAvailable::ModuleType TypeOf(const ComponentRow& row, const PSWHeaderModule& module, int size) {
     if (row.type != 0) return static_cast<ModulesAvailable::ModuleType>(row.type);
     // A module that cannot be read has no kind and goes as "other": the printer judges it.
     ModuleData data;
-    data.LoadModuleFromMemory(module.pData.get(), static_cast<int>(module.uiDataSize));
+    data.LoadModuleFromMemory(module.pData.get(), size);
     return static_cast<ModulesAvailable::ModuleType>(data.GetModuleID());
 }
 
@@ -216,7 +216,7 @@ bool UpgradePrinter::SendComponent(CComPort& port, PSWFile& package, std::uint32
     const std::vector<PSWHeaderModule*> modules = ModulesOfKind(package, row->headerKind);
     for (const PSWHeaderModule* module : modules) {
         const auto size = static_cast<int>(std::min<std::uint64_t>(module->uiDataSize, INT_MAX));
-        if (!SendModule(port, TypeOf(*row, *module), module->pData.get(), size, ctx)) {
+        if (!SendModule(port, TypeOf(*row, *module, size), module->pData.get(), size, ctx)) {
             Log::WriteLog(kSendAll, row->errorLine);
             return false;
         }

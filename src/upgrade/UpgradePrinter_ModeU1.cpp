@@ -84,9 +84,8 @@ const char* TextForUser(int error) {
             return "You have problem during the upgrade procedure.  Please repeat the upgrade.";
         case kBankNotDeleted:
         case kBankNotProgrammed:
-            return "You have a serious problem during upgrade phase. Please send your printer to Quorva "
-                   "Technical "
-                   "Service.";
+            return "You have a serious problem during upgrade phase. "
+                   "Please send your printer to Quorva Technical Service.";
         case kSign:  // kept, although a refused sign ends the run before anybody asks for its text
             return "Firmware sign not correct. Upgrade operation aborted!";
         default:

@@ -1,0 +1,195 @@
+// The command line: how words become options, and what is refused before a printer is touched.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "port/CommPortSettings.h"
+
+int ticketflash_main(int argc, char** argv);
+void parse_args(int argc, char** argv);
+bool parse_filename(const char* name, int* isMod);
+bool parse_type(const char* text, COMMPORTTYPE* type);
+bool parse_device(const char* text, COMMPORTTYPE type, CommPortSettings* settings);
+extern char filename[1024];
+extern char device[1024];
+extern char type[1024];
+extern int usbdevlist;
+extern int printerversion;
+extern int enable_debug;
+extern int timem;
+extern int upg_components;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+/// Calls `function` with the words behind the program's name.
+template <class Function>
+void Call(Function function, Words words) {
+    words.insert(words.begin(), "ticketflash");
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    function(static_cast<int>(argv.size()), argv.data());
+}
+
+/// Parses the words and returns what was printed.
+std::string Parse(const Words& words) {
+    usbdevlist = printerversion = enable_debug = 0;
+    upg_components = 3;
+    testing::internal::CaptureStdout();
+    Call(parse_args, words);
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(CommandLine, OptionsAreScannedWordByWord) {
+    const struct {
+        Words words;
+        const char* file;
+        int debug, multiplier, components;
+    } rows[] = {
+        {{"-f", "x.psw", "-f", "y.psw"}, "y.psw", 0, 1, 3},
+        {{"-f", "-v"}, "-v", 1, 1, 3},  // the value is an option of its own, too
+        {{"-f", "-m", "7"}, "-m", 0, 7, 3},
+        {{"-m", "0", "-c", "2"}, "", 0, 0, 2},
+        {{"-m", "-3", "-c", "abc"}, "", 0, -3, 3},
+        {{"-m", "abc", "-c", "1", "-c", "7"}, "", 0, 0, 3},
+        {{"-m", "99999999999", "-c", "1"}, "", 0, 2147483647, 1},
+        {{"-v", "-m"}, "", 1, 1, 3},  // no value: the default stays
+        {{"-v", "-c"}, "", 1, 1, 3},
+        {{"-v", "-f"}, "", 1, 1, 3},
+        {{"-V", "--help", "--version", "-f", "a"}, "a", 0, 1, 3},  // not in first place: unknown words
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.words));
+        Parse(row.words);
+        EXPECT_STREQ(filename, row.file);
+        EXPECT_EQ(enable_debug, row.debug);
+        EXPECT_EQ(timem, row.multiplier);
+        EXPECT_EQ(upg_components, row.components);
+    }
+}
+
+TEST(CommandLine, EchoesWhatItTookCutToItsLength) {
+    EXPECT_EQ(Parse({"--usbdevlist", "-f", "a.mod", "-t", "eth", "-d", "h:1", "--printerversion"}),
+              "ARGS: usbdevlist=1 filename=a.mod type=eth device=h:1\n");
+    EXPECT_EQ(printerversion, 1);
+    const std::string longest(1023, 'x');
+    EXPECT_EQ(Parse({"-f", longest + "y", "-d", longest, "-t", longest + longest}),
+              "ARGS: usbdevlist=0 filename=" + longest + " type=" + longest + " device=" + longest + "\n");
+    EXPECT_EQ(Parse({"-f", "b"}), "ARGS: usbdevlist=0 filename=b type= device=\n");
+}
+
+TEST(CommandLine, FileNames) {
+    // 1 a module, 0 a package, -1 refused
+    const auto kind = [](const std::string& name, bool create = true) {
+        const std::string path = testing::TempDir() + name;
+        if (create) std::ofstream(path) << "x";
+        int isMod = -1;
+        const bool accepted = parse_filename(path.c_str(), &isMod);
+        std::remove(path.c_str());
+        return accepted ? isMod : -1;
+    };
+    for (const char* name : {"a.mod", "a.Mod", "a.MOD"}) EXPECT_EQ(kind(name), 1) << name;
+    for (const char* name : {"a.psw", "a.Psw", "a.PSW", "a.pfw", "a.Pfw", "a.PFW"})
+        EXPECT_EQ(kind(name), 0) << name;
+    for (const char* name : {"a.mOd", "a.pSw", "a.PfW", "a.psw ", "a.psw.bak", "psw"})
+        EXPECT_EQ(kind(name), -1) << name;
+    EXPECT_EQ(kind("missing.psw", false), -1);
+}
+
+TEST(CommandLine, PortWords) {
+    COMMPORTTYPE kind = COMMPORT_USB;
+    EXPECT_FALSE(parse_type("", &kind));
+    EXPECT_EQ(kind, COMMPORT_USB) << "no word leaves it alone";
+    const struct {
+        const char* word;
+        COMMPORTTYPE kind;
+    } rows[] = {{"eth", COMMPORT_ETHERNET}, {"ETH", COMMPORT_NONE}, {"ser", COMMPORT_SERIAL},
+                {"serial", COMMPORT_NONE},  {"usb", COMMPORT_USB},  {"eth ", COMMPORT_NONE}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(parse_type(row.word, &kind), row.kind != COMMPORT_NONE) << row.word;
+        EXPECT_EQ(kind, row.kind) << row.word;
+    }
+}
+
+TEST(CommandLine, Devices) {
+    constexpr int kLeft = -7;  // a number that is left alone
+    const std::string overlong(1000, 'n');
+    const std::string cut(511, 'n');
+    const struct {
+        COMMPORTTYPE kind;
+        std::string text;
+        bool valid;
+        std::string name;
+        int number = kLeft, flow = kLeft;
+    } rows[] = {
+        {COMMPORT_ETHERNET, "192.168.1.5:9100", true, "192.168.1.5", 9100},
+        {COMMPORT_ETHERNET, "h:9100:7", true, "h", 9100},
+        {COMMPORT_ETHERNET, overlong + ":1", true, cut, 1},
+        {COMMPORT_ETHERNET, "192.168.1.5", false, ""},
+        {COMMPORT_ETHERNET, "h:", false, ""},
+        {COMMPORT_ETHERNET, "h:x", false, ""},
+        {COMMPORT_ETHERNET, "", false, ""},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:SW", true, "/dev/ttyS0", 115200, 2},
+        {COMMPORT_SERIAL, "/dev/ttyS0:9600:HW", true, "/dev/ttyS0", 9600, 1},
+        {COMMPORT_SERIAL, overlong + ":7:NONE", true, cut, 7, 0},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:XON", false, "/dev/ttyS0", 115200},  // written all the same
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:hw", false, "/dev/ttyS0", 115200},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:", false, "/dev/ttyS0", 115200},
+        {COMMPORT_SERIAL, "/dev/ttyS0:fast:HW", false, ""},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200", false, ""},
+        {COMMPORT_SERIAL, "", false, ""},
+        {COMMPORT_USB, "F0F0|0205|A1", true, "F0F0|0205|A1"},
+        {COMMPORT_USB, overlong, true, cut},
+        {COMMPORT_USB, "", false, ""},
+        {COMMPORT_NONE, "x", false, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        CommPortSettings settings;
+        settings.iEthPort = settings.iBaudrate = settings.iFlowControl = kLeft;
+        EXPECT_EQ(parse_device(row.text.c_str(), row.kind, &settings), row.valid);
+        const bool eth = row.kind == COMMPORT_ETHERNET;
+        EXPECT_EQ(std::string(settings.szEthAddress) + settings.szSerDevice + settings.szUsbDevice, row.name);
+        EXPECT_EQ(eth ? settings.iEthPort : settings.iBaudrate, row.number);
+        EXPECT_EQ(settings.iFlowControl, row.flow);
+        EXPECT_EQ(settings.type, eth && !row.valid ? COMMPORT_NONE : row.kind);
+    }
+}
+
+// The process ends in each of these; the run's output is looked at on the child's standard error.
+TEST(CommandLineDeathTest, RunsThatEndBeforeAPrinterIsTouched) {
+    const std::string usageEnd = "       \t\t\t2: MODULES  \n       \t\t\t3: ALL [default] \n";
+    const std::string path = testing::TempDir() + "end.psw";
+    std::ofstream(path) << "x";
+    const struct {
+        Words words;
+        int status;
+        std::string end;
+    } rows[] = {
+        {{}, 0, usageEnd},
+        {{"--help", "--version"}, 0, usageEnd},
+        {{"--version", "-v"}, 0, "Release: 1.10\n"},
+        {{"-f", "none.psw"},
+         255,
+         "ARGS: usbdevlist=0 filename=none.psw type= device=\nfilename argument not valid\n"},
+        {{"-f", path, "-t", "Eth"}, 255, "type=Eth device=\ntype argument not valid\n"},
+        {{"--printerversion"}, 255, "filename= type= device=\ntype argument not valid\n"},
+        {{"-f", path, "-t", "eth", "-d", "h"}, 255, "device=h\ndevice argument not valid\n"},
+        {{"-f", path, "-t", "eth", "-d", "h:1"}, 255, "device=h:1\nLoadPSWFromFile FAILURE\n"},
+    };
+    for (const auto& row : rows) {
+        const auto run = [&] {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            Call(ticketflash_main, row.words);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(row.status), testing::EndsWith(row.end));
+    }
+    std::remove(path.c_str());
+}
+
+}  // namespace
