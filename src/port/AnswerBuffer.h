@@ -14,8 +14,8 @@ class AnswerBuffer {
     /// No printer's answer comes near this: a peer that sends more is not answering.
     static constexpr std::size_t kMaxSize = std::size_t{16} * 1024 * 1024;
 
-    /// Where the next read puts up to kReadSize bytes. Null when the answer has outgrown kMaxSize or memory
-    /// is out.
+    /// Where the next read puts up to kReadSize bytes. Null when the answer has outgrown
+    /// kMaxSize or memory is out.
     unsigned char* Room();
 
     /// Takes over the `bytes` that a read put at `Room()`. True when the answer is complete.

@@ -9,21 +9,20 @@
 ///
 /// The contract that every kind keeps:
 /// - An operation that fails returns false or fewer bytes, sets `*err` non-zero where it takes one, and
-/// leaves the
-///   reason in `szLastError`, which most operations empty first. Nothing throws.
+///   leaves the reason in `szLastError`, which most operations empty first. Nothing throws.
 /// - `Read` makes one read that waits at most `uiTimeoutRX` milliseconds. 0 bytes means that nothing came,
-/// whether
-///   by time-out, by a closed connection or by an error; `*err` tells a failure from silence only where the
-///   kind can. A serial read may bring up to 1024 bytes whatever `len` asks, so every buffer handed to `Read`
-///   holds at least kReadSlack bytes more than `len`, or is as large as `kReadSlack`.
+///   whether by time-out, by a closed connection or by an error; `*err` tells a failure from silence only
+///   where the kind can. A serial read may bring up to kReadSlack bytes whatever `len` asks: every buffer
+///   handed to `Read` holds at least that many.
 /// - `Write` returns the bytes that were taken. Fewer than asked is a failure.
-/// - An operation called on a closed or unnamed port fails; it never crashes.
+/// - An operation called on a closed or unnamed port fails; it never crashes. The Ethernet port alone
+///   connects by itself when it is read or written.
 ///
 /// Ports are created by the front end, handed down by pointer or reference, and neither copied nor deleted
 /// through the base (its destructor is not virtual; each kind's closes its device).
 class CComPort {
  public:
-    /// What a read may bring beyond what was asked.
+    /// What a serial read may bring whatever was asked.
     static constexpr std::size_t kReadSlack = 1024;
 
     CComPort() = default;

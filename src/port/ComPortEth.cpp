@@ -93,16 +93,17 @@ bool CComPortEth::OpenPort() {
     return false;
 }
 
-// Each step of a connection returns what failed, or null. A failed one may leave the socket for OpenPort to
-// close.
+// Each step of a connection returns what failed, or null. A failed one may leave the
+// socket for OpenPort to close.
 const char* CComPortEth::Connect() {
     iSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (iSocket == -1) return "Error to create new socket";
     sockaddr_in peer{};
     peer.sin_family = AF_INET;
-    if (iPort < 0 || iPort > UINT16_MAX) return "Error to connect socket";  // cut to 16 bits it would be another port
-    peer.sin_port = htons(static_cast<std::uint16_t>(iPort));
     if (!Resolve(szHost, peer.sin_addr)) return "Wrong hostname";
+    // Cut to 16 bits, the number would name another port.
+    if (iPort < 0 || iPort > UINT16_MAX) return "Error to connect socket";
+    peer.sin_port = htons(static_cast<std::uint16_t>(iPort));
     if (const char* const failure = SetBlocking(false)) return failure;
     if (const char* const failure = ConnectWithinTimeout(peer)) return failure;
     if (const char* const failure = SetBlocking(true)) return failure;
@@ -197,8 +198,8 @@ unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned
         SetPortText(szLastError, "EthRead Error");
         *err = 1;
     }
-    // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects
-    // again.
+    // A read of no bytes says nothing about the connection; otherwise it is over and the
+    // next call connects again.
     if (received == -1 || len != 0) Close();
     return 0;
 }

@@ -9,8 +9,7 @@ enum COMMPORTTYPE : int {
     COMMPORT_USB_TOO = 3,  ///< USB as well; no command-line word produces it
 };
 
-/// The port that the command line chose, with its parameters. Texts that do not fit are cut by whoever fills
-/// them.
+/// The port that the command line chose. Texts that do not fit are cut by whoever fills them.
 struct CommPortSettings {
     COMMPORTTYPE type = COMMPORT_NONE;
     char szSerDevice[512] = {};

@@ -6,12 +6,12 @@
 /// Constants that more than one wing of the program needs.
 namespace GenericConst {
 
-/// Protocol versions that the program speaks (100 is "1.00"). Eight slots are looked at and the free ones hold 0,
-/// so that a printer that reports 0.00 counts as supported (kept: required).
+/// Protocol versions that the program speaks (100 is "1.00"). Eight slots are looked at and the free ones
+/// hold 0, so that a printer that reports 0.00 counts as supported (kept: required).
 inline constexpr std::array<std::uint64_t, 8> Table_ProtocollVersionsSupported{100};
 
-// The byte strings of the status handshake and of answer framing: the ports need them as well as the protocol,
-// whose table `Commands` names them for everybody above.
+// The byte strings of the status handshake and of answer framing: the ports need them as well as the
+// protocol, whose table `Commands` names them for everybody above.
 inline constexpr unsigned char kStx = 0x02;
 inline constexpr unsigned char kEtx = 0x03;
 inline constexpr std::array<unsigned char, 1> kCancel{0x18};

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-/// Text, number, time and byte-pattern routines that the file, port and protocol code share. No state.
-/// Texts are C strings; a missing text counts as one that holds nothing, unless an operation says otherwise.
+/// Text, number, time and byte-pattern routines that the file, port and protocol code share. No state. Texts
+/// are C strings; a missing text counts as one that holds nothing, unless an operation says otherwise.
 class GenericFunctions {
  public:
     /// All positions from `start` at which the whole pattern lies before `len`, increasing and not
@@ -30,8 +30,8 @@ class GenericFunctions {
     /// Removes every occurrence of `c` in place.
     static void RemovecharsFromString(char* text, char c);
 
-    /// Removes every occurrence of `part` in place, also those that a removal forms. Always false; an empty
-    /// `part` removes nothing.
+    /// Removes every occurrence of `part` in place, also those that a removal forms. Always false; an
+    /// empty `part` removes nothing.
     static bool RemoveStrFromString(char* text, const char* part);
 
     /// True when every byte is a digit, '<' or '>'; true for no bytes.
@@ -50,22 +50,22 @@ class GenericFunctions {
     static void RplaceCharInString(char* text, char from, char to);
 
     /// The decimal number that the text begins with; `defaultValue` when there is none or a long cannot hold
-    /// it.
+    /// it. Beyond an int, the number's low 32 bits.
     static int ParseInt(const char* text, int defaultValue);
 
     /// As ParseInt; false where that gives the default, and `*value` is then untouched.
     static bool ParseCheckInt(const char* text, int* value);
 
-    /// The floating number that the text begins with; `defaultValue` when there is none or it is out of
-    /// range.
+    /// The floating number that the text begins with; `defaultValue` when there is
+    /// none or it is out of range.
     static float ParseFloat(const char* text, float defaultValue);
 
     /// Stores the runs of digits of the text as numbers, at most `max`; returns how many. A sign is skipped,
     /// a number that an int cannot hold becomes the greatest int.
     static int ExtractIntFromString(const char* text, int* values, int max);
 
-    /// Splits the text in place at any of the delimiters and appends a pointer to each part that is not
-    /// empty.
+    /// Splits the text in place at any of the delimiters and appends a pointer to
+    /// each part that is not empty.
     static void splitModify(char* text, const char* delimiters, std::vector<char*>& parts);
 
     /// Four bytes as a little-endian number.

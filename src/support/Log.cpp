@@ -97,6 +97,7 @@ void Log::WriteLogData(const char* tag, const char* text, const unsigned char* d
 }
 
 void Log::OpenLogFile() {
+    CloseLogFile();
     m_TextFile = std::fopen(m_strFileName, "ae");
 }
 

@@ -9,9 +9,9 @@
 /// Texts longer than the buffers (1023 characters of a formatted text, some kilobytes of a line) are cut.
 class Log {
  public:
-    /// `type`: 0 nowhere, 1 terminal, 2 file; other values write nothing. A `type` of 0 leaves the second
-    /// flag, `dataToo`, as it was; without that flag nothing is written. Names the log file "data.log" in
-    /// every case.
+    /// `type`: 0 nowhere, 1 terminal, 2 file; other values write nothing. A `type` of 0 leaves the
+    /// second flag, `dataToo`, as it was; without that flag nothing is written. Names the log file
+    /// "data.log" in every case.
     static void SetLogEnable(unsigned int type, bool dataToo);
 
     /// Writes "[date time][tag]text". The terminal's line ends with a line feed; the file's ends only where
@@ -27,8 +27,7 @@ class Log {
     static void WriteLogData(const char* tag, const char* text, const unsigned char* data,
                              unsigned int length);
 
-    /// Opens the log file for appending. A file that cannot be opened makes the writes that follow do
-    /// nothing.
+    /// Opens the log file for appending, anew when it is open. One that cannot be opened is not reported.
     static void OpenLogFile();
 
     /// Closes the log file if it is open. True when closing failed.
