@@ -159,6 +159,13 @@ simulator::PackageSample Package(bool newForm, unsigned char key, const std::str
     return sample;
 }
 
+std::string CaseName(simulator::Line line, bool newForm, const std::string& release,
+                     const std::string& components, const std::string& multiplier) {
+    constexpr const char* kLines[] = {"Serial", "Ethernet", "Usb"};
+    return std::string(kLines[static_cast<int>(line)]) + (newForm ? "NewForm" : "OldForm") + release +
+           "Components" + components + "Multiplier" + multiplier;
+}
+
 RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample, std::vector<std::string> words) {
     const TemporaryFile file("sample.pfw", simulator::SampleFiles::MakePackage(sample));
     words.insert(words.begin(), {"-f", file.Path(), "-v"});
@@ -172,6 +179,10 @@ RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector
 }
 
 void ExpectHolds(Printer& printer, const simulator::PackageSample& sample, bool firmware, bool modules) {
+    // The program may have ended with its last bytes still on the line.
+    if (firmware)
+        printer.WaitUntil(
+            [&](const auto& model) { return model.FlashImage().size() == sample.firmware.size(); });
     printer.ExpectNoViolations();
     printer.Inspect([&](const auto& model) {
         EXPECT_EQ(model.FlashImage(), firmware ? sample.firmware : simulator::Bytes());

@@ -33,6 +33,11 @@ struct UpgradeCase {
     int modules;
 };
 
+void PrintTo(const UpgradeCase& c, std::ostream* out) {
+    *out << endtoend::CaseName(simulator::Line::Ethernet, c.newForm, "106", c.components, c.multiplier)
+         << "Key" << static_cast<int>(c.key);
+}
+
 class Upgrades : public testing::TestWithParam<UpgradeCase> {};
 
 TEST_P(Upgrades, BringWhatWasChosen) {
@@ -74,7 +79,8 @@ INSTANTIATE_TEST_SUITE_P(Ethernet, Upgrades,
                                          UpgradeCase{true, 0xFF, "2", "0", true, false, 3},
                                          UpgradeCase{false, 0x37, "3", "1", true, true, 0},
                                          UpgradeCase{false, 0xFE, "1", "0", true, true, 0},
-                                         UpgradeCase{false, 0x37, "2", "1", false, false, 0}));
+                                         UpgradeCase{false, 0x37, "2", "1", false, false, 0}),
+                         testing::PrintToStringParamName());
 
 TEST(Ethernet, NewReleaseIsReportedAndTheSameIsSentAllTheSame) {
     Printer printer{PrinterOptions()};
@@ -83,6 +89,7 @@ TEST(Ethernet, NewReleaseIsReportedAndTheSameIsSentAllTheSame) {
     const RunResult again = Upgrade(printer, Package(false, 0x38));
     ExpectRun(again, true, {"[SendBankFlashGeneric]Same version: Wait then exit..."});
     EXPECT_FALSE(again.Has("[SendBankFlashGeneric]Com or Eth port: Wait then exit..."));
+    EXPECT_TRUE(printer.WaitUntil([](const auto& model) { return model.Restarts() == 2; }));
     EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::BankGroup); }), 2);
     printer.ExpectNoViolations();
 }
@@ -92,6 +99,10 @@ struct RefusalCase {
     void (*change)(PrinterOptions&);
     const char* line;  ///< null: the upgrade goes through
 };
+
+void PrintTo(const RefusalCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class Refusals : public testing::TestWithParam<RefusalCase> {};
 
@@ -141,8 +152,7 @@ const RefusalCase kRefusals[] = {
      "Extract UpgradeDataInfo Error"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Ethernet, Refusals, testing::ValuesIn(kRefusals),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Ethernet, Refusals, testing::ValuesIn(kRefusals), testing::PrintToStringParamName());
 
 TEST(Ethernet, TheHandshakeMayTakeSeveralTries) {
     for (const int silent : {3, 15}) {

@@ -45,6 +45,11 @@ struct UpgradeCase {
     const char* rate;
 };
 
+void PrintTo(const UpgradeCase& c, std::ostream* out) {
+    *out << endtoend::CaseName(Line::Serial, c.newForm, c.release, c.components, c.multiplier) + "Rate" +
+                c.rate;
+}
+
 class SerialUpgrades : public testing::TestWithParam<UpgradeCase> {};
 
 TEST_P(SerialUpgrades, BringWhatWasChosen) {
@@ -84,7 +89,8 @@ INSTANTIATE_TEST_SUITE_P(
                     UpgradeCase{true, "106", "3", "0", "115200"}, UpgradeCase{true, "106", "1", "2", "1200"},
                     UpgradeCase{true, "105", "2", "0", "9600"}, UpgradeCase{false, "106", "3", "1", "9600"},
                     UpgradeCase{false, "105", "1", "0", "38400"},
-                    UpgradeCase{false, "106", "2", "1", "115200"}));
+                    UpgradeCase{false, "106", "2", "1", "115200"}),
+    testing::PrintToStringParamName());
 
 struct LineCase {
     const char* settings;

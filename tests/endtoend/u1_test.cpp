@@ -69,6 +69,11 @@ struct UpgradeCase {
     const char* multiplier;
 };
 
+void PrintTo(const UpgradeCase& c, std::ostream* out) {
+    *out << endtoend::CaseName(c.line, c.newForm, c.release, c.components, c.multiplier) +
+                (*c.configuration != '\0' ? std::string("Setting") + *c.configuration : "");
+}
+
 class U1Upgrades : public testing::TestWithParam<UpgradeCase> {};
 
 TEST_P(U1Upgrades, BringWhatWasChosen) {
@@ -125,7 +130,8 @@ INSTANTIATE_TEST_SUITE_P(
                     UpgradeCase{Line::Usb, "0;", Proof::None, true, "106", "3", "1"},
                     UpgradeCase{Line::Usb, "0;", Proof::None, true, "105", "1", "2"},
                     UpgradeCase{Line::Usb, "0;", Proof::None, false, "105", "3", "0"},
-                    UpgradeCase{Line::Usb, "0;", Proof::None, true, "106", "2", "1"}));
+                    UpgradeCase{Line::Usb, "0;", Proof::None, true, "106", "2", "1"}),
+    testing::PrintToStringParamName());
 
 constexpr const char* kRepeat =
     "[SendFW]You have problem during the upgrade procedure.  Please repeat the upgrade.";
@@ -142,6 +148,10 @@ struct AnswerCase {
     const char* line1;  ///< what is logged of it
     const char* text;   ///< for the user; null: the group is not sent again
 };
+
+void PrintTo(const AnswerCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class U1Answers : public testing::TestWithParam<AnswerCase> {};
 
@@ -186,8 +196,7 @@ const AnswerCase kAnswers[] = {
      "[SendBankFlashBanksNew]Sending flash block end  ...4/4", kSomeProblem},
 };
 
-INSTANTIATE_TEST_SUITE_P(U1, U1Answers, testing::ValuesIn(kAnswers),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(U1, U1Answers, testing::ValuesIn(kAnswers), testing::PrintToStringParamName());
 
 TEST(U1, AGroupIsTriedFourTimesAtMost) {
     Printer printer{On(Line::Serial, {Fault::Says(Exchange::BankGroup, {0x99})})};

@@ -131,6 +131,10 @@ struct UpgradeCase {
     const char* multiplier;
 };
 
+void PrintTo(const UpgradeCase& c, std::ostream* out) {
+    *out << endtoend::CaseName(Line::Usb, c.newForm, c.release, c.components, c.multiplier);
+}
+
 class UsbUpgrades : public testing::TestWithParam<UpgradeCase> {};
 
 TEST_P(UsbUpgrades, BringWhatWasChosen) {
@@ -174,7 +178,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(UpgradeCase{true, "106", "3", "1"}, UpgradeCase{true, "105", "3", "1"},
                     UpgradeCase{true, "106", "1", "1"}, UpgradeCase{true, "106", "2", "0"},
                     UpgradeCase{false, "106", "3", "2"}, UpgradeCase{false, "105", "1", "1"},
-                    UpgradeCase{false, "106", "2", "1"}));
+                    UpgradeCase{false, "106", "2", "1"}),
+    testing::PrintToStringParamName());
 
 TEST(Usb, ModulesOfBothEncodingModesArriveDescrambled) {
     for (const int mode : {0, 1}) {
@@ -271,6 +276,10 @@ struct TroubleCase {
     std::vector<std::string> lines;
 };
 
+void PrintTo(const TroubleCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class UsbTroubles : public testing::TestWithParam<TroubleCase> {};
 
 TEST_P(UsbTroubles, EndTheRunWithTheirLine) {
@@ -303,8 +312,7 @@ const TroubleCase kTroubles[] = {
      {"[PrnCom_UpgradePrinter]Get Prot. release Error"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Usb, UsbTroubles, testing::ValuesIn(kTroubles),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Usb, UsbTroubles, testing::ValuesIn(kTroubles), testing::PrintToStringParamName());
 
 TEST(Usb, APrinterWithoutAConfigurationEndsTheProgram) {
     UsbDescription look;
