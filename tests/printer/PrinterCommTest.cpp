@@ -93,7 +93,7 @@ const std::map<char, const char*> kTags{{'U', "PrnCom_UpgradePrinter"},
 
 /// Runs an operation by its letter: an upgrade, one with an anonymous package, a module, the setup header,
 /// the connection check. The package has no firmware: nothing is sent.
-bool Run(char letter, PrinterComm& printer, CComPort* port) {
+bool RunOperation(char letter, PrinterComm& printer, CComPort* port) {
     CommPortSettings settings = Ethernet();
     PSWFile package;
     ModuleData module;
@@ -151,7 +151,7 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortAsItShould) {
             Play(port, row.script);
             PrinterComm printer(3, 1);
             LogCapture log;
-            EXPECT_FALSE(Run(letter, printer, &port));
+            EXPECT_FALSE(RunOperation(letter, printer, &port));
             EXPECT_EQ(Join(log.Take(kTags.at(letter))),
                       (letter == 'S' || letter == 'T' ? "" : "Begin|") + row.log);
             EXPECT_EQ(printer.iErrorCode, row.code);
@@ -210,7 +210,7 @@ TEST(PrinterComm, TheConnectionCheckAsksTwice) {
     ScriptedPort port;
     PrinterComm printer(3, 1);
     Play(port, "S V reopen S V close");
-    EXPECT_TRUE(Run('T', printer, &port));
+    EXPECT_TRUE(RunOperation('T', printer, &port));
 }
 
 TEST(PrinterComm, PrintsTheSetupHeaderByteByByte) {
@@ -221,7 +221,7 @@ TEST(PrinterComm, PrintsTheSetupHeaderByteByByte) {
         Play(port, "hand C V reopen C H");
         port.Answer(answer);
         testing::internal::CaptureStdout();
-        EXPECT_TRUE(Run('S', printer, &port));
+        EXPECT_TRUE(RunOperation('S', printer, &port));
         EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
         EXPECT_EQ(port.Calls("Close"), 0);
     }

@@ -76,6 +76,12 @@ inline Bytes ReleaseInquiry() {
     return BytesOf(Commands::Cmd_CommandCAN) + BytesOf(Commands::Cmd_CommandGetFWREL);
 }
 
+/// The two sums as they are sent.
+inline Bytes PackedSums(std::uint64_t sum, std::uint64_t xorSum) {
+    return {static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum),
+            static_cast<unsigned char>(xorSum >> 8), static_cast<unsigned char>(xorSum)};
+}
+
 /// The two sums of banks of one size, byte by byte as the printers count them.
 inline Bytes SumsOf(const Bytes& data, std::size_t bankSize) {
     std::uint64_t sum = 0;
@@ -84,8 +90,7 @@ inline Bytes SumsOf(const Bytes& data, std::size_t bankSize) {
         sum += data[i];
         xorSum += data[i] ^ (i % bankSize);
     }
-    return {static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum),
-            static_cast<unsigned char>(xorSum >> 8), static_cast<unsigned char>(xorSum)};
+    return PackedSums(sum, xorSum);
 }
 
 inline std::string Format(const char* text, int a, int b = 0, int c = 0) {

@@ -1,26 +1,30 @@
+#include "upgrade/UpgradePrinter_ModeU3.h"
+
 #include <gtest/gtest.h>
 
 #include "harness/LogCapture.h"
 #include "port/CommPortSettings.h"
 #include "upgrade/BankScript.h"
-#include "upgrade/UpgradePrinter_ModeU3.h"
 
 namespace {
-
-using Form = TestPackage::Form;
 
 const Lines kSent{"Sending command to start upgrade...", "Sending bank...1/3 (33%)",
                   "Sending bank...2/3 (66%)", "Sending bank...3/3 (100%)",
                   "Sending command to program Flash..."};
 
-bool SendFW(CComPort& port, TestPackage& package, int timem = 2) {
-    UpgradePrinter_ModeU3 engine(3, timem);
+bool SendFW(CComPort& port, TestPackage::Form form, const Bytes& firmware) {
+    TestPackage package(form, "105", 3, firmware.size() / 3, firmware);
+    UpgradePrinter_ModeU3 engine(3, 2);
     UpgradeDataInfo info;
     CommPortSettings settings;
     return engine.SendFW(info, port, package.file, settings, nullptr, nullptr);
 }
 
 TEST(UpgradeU3, EveryEndByReleaseAndPort) {
+    const Lines same{"Same version: Wait then exit..."};
+    const Lines notUsb{"Com or Eth port: Wait then exit..."};
+    const Lines away{"Different version: Wait printer reset..."};
+    const Lines back = away + Lines{"Different version: Printer reset..."};
     const struct {
         std::string_view printers;
         COMMPORTTYPE type;
@@ -28,37 +32,23 @@ TEST(UpgradeU3, EveryEndByReleaseAndPort) {
         std::uint64_t seconds;  // after the 10 s of the re-open before the firmware, multiplier 2
         Lines end;
     } rows[] = {
-        {"1.05", COMMPORT_USB, 0, 0, {"Same version: Wait then exit..."}},
-        {{"1.05\0x", 6}, COMMPORT_SERIAL, 0, 0, {"Same version: Wait then exit..."}},
-        {"1.06", COMMPORT_SERIAL, 0, 24, {"Com or Eth port: Wait then exit..."}},
-        {"1.05b", COMMPORT_ETHERNET, 0, 24, {"Com or Eth port: Wait then exit..."}},
-        {"1.04",
-         COMMPORT_USB,
-         0,
-         0,
-         {"Different version: Wait printer reset...", "Different version: Printer reset..."}},
-        {"1.04",
-         COMMPORT_USB,
-         6,
-         60,
-         {"Different version: Wait printer reset...", "Different version: Printer reset..."}},
-        {"1.04", COMMPORT_USB, 7, 60, {"Different version: Wait printer reset..."}},
+        {"1.05", COMMPORT_USB, 0, 0, same},       {{"1.05\0x", 6}, COMMPORT_SERIAL, 0, 0, same},
+        {"1.06", COMMPORT_SERIAL, 0, 24, notUsb}, {"1.05b", COMMPORT_ETHERNET, 0, 24, notUsb},
+        {"1.04", COMMPORT_USB, 0, 0, back},       {"1.04", COMMPORT_USB, 6, 60, back},
+        {"1.04", COMMPORT_USB, 7, 60, away},
     };
     const Bytes firmware = Pattern(300);
     for (const auto& row : rows) {
-        for (const Form form : {Form::kOld, Form::kNew}) {
+        for (const auto form : {TestPackage::Form::kOld, TestPackage::Form::kNew}) {
             VirtualClock clock;
             ScriptedPort port(&clock, row.type);
             ReleaseAsked(port.OnReOpen().OnHandshake(), row.printers).Expect(GroupOf(firmware, 100, 0, 2));
             for (int i = 0; i < row.failedReopens; ++i) port.OnReOpen(false);
-            if (row.end.size() == 2 && row.failedReopens < 7) port.OnReOpen();
-            TestPackage package(form, "105", 3, 100, firmware);
+            if (row.end == back) port.OnReOpen();
             LogCapture log;
-            EXPECT_TRUE(SendFW(port, package)) << row.printers;
+            EXPECT_TRUE(SendFW(port, form, firmware)) << row.printers;
             EXPECT_EQ(log.Take("SendBankFlashGeneric"), kSent + row.end) << row.printers;
             EXPECT_EQ(clock.WaitedUs(), (10 + row.seconds) * 1000000) << row.printers;
-            EXPECT_EQ(port.GetWPacketSize(), 1000U);
-            EXPECT_EQ(port.GetTimeoutTX(), 500);
         }
     }
 }
@@ -66,8 +56,8 @@ TEST(UpgradeU3, EveryEndByReleaseAndPort) {
 TEST(UpgradeU3, LargePacketsScaleTheWriteTimeout) {
     const struct {
         unsigned int packet, timeout, scaled;
-    } rows[] = {{64, 1000, 897000}, {1000, 500, 29000},          {57344, 700, 1400}, {100000, 700, 700},
-                {0, 1, 57345},      {1, 2000000000, 2147483647}, {64, 0, 0}};
+    } rows[] = {{64, 1000, 897000}, {1000, 500, 29000}, {57344, 700, 1400},         {100000, 700, 700},
+                {64, 0, 0},         {0, 1, 57345},      {1, 2000000000, 2147483647}};
     Bytes bank = Pattern(10);
     for (const auto& row : rows) {
         ScriptedPort port;
@@ -91,7 +81,8 @@ TEST(UpgradeU3, AFailedWriteEndsTheTransferWithoutRestoring) {
     const Bytes firmware = Pattern(300);
     const Bytes whole = GroupOf(firmware, 100, 0, 2);
     const struct {
-        std::size_t before, taken, lines;
+        std::size_t before, taken;
+        int lines;
     } rows[] = {{0, 0, 1}, {4, 0, 2}, {104, 0, 3}, {204, 99, 4}, {304, 0, 5}, {304, 7, 5}};
     for (const auto& row : rows) {
         VirtualClock clock;
@@ -99,13 +90,11 @@ TEST(UpgradeU3, AFailedWriteEndsTheTransferWithoutRestoring) {
         ReleaseAsked(port);
         if (row.before != 0) port.Expect(Slice(whole, 0, row.before));
         port.FailWrite(1, row.taken);
-        TestPackage package("105", 3, firmware);
         LogCapture log;
-        EXPECT_FALSE(SendFW(port, package, 0));
-        const auto end = kSent.begin() + static_cast<std::ptrdiff_t>(row.lines);
+        EXPECT_FALSE(SendFW(port, TestPackage::Form::kOld, firmware));
         Lines lines;
-        for (const std::string& line : Lines(kSent.begin(), end))
-            lines.push_back("[SendBankFlashGeneric]" + line);
+        for (int i = 0; i < row.lines; ++i)
+            lines.push_back("[SendBankFlashGeneric]" + kSent.at(static_cast<std::size_t>(i)));
         EXPECT_EQ(log.Take(), (lines + Lines{"[SendBankFlashGeneric]Communication Error! exit...",
                                              "[SendFW]Upgrade Error"}));
         EXPECT_EQ(port.uiWPacketSize, 57344U);
