@@ -86,7 +86,7 @@ TEST_P(SerialUpgrades, BringWhatWasChosen) {
 INSTANTIATE_TEST_SUITE_P(
     Serial, SerialUpgrades,
     testing::Values(UpgradeCase{true, "106", "3", "1", "115200"}, UpgradeCase{true, "105", "3", "1", "57600"},
-                    UpgradeCase{true, "106", "3", "0", "115200"}, UpgradeCase{true, "106", "1", "2", "1200"},
+                    UpgradeCase{true, "106", "1", "0", "115200"}, UpgradeCase{true, "106", "3", "2", "1200"},
                     UpgradeCase{true, "105", "2", "0", "9600"}, UpgradeCase{false, "106", "3", "1", "9600"},
                     UpgradeCase{false, "105", "1", "0", "38400"},
                     UpgradeCase{false, "106", "2", "1", "115200"}),

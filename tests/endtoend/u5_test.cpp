@@ -153,6 +153,8 @@ TEST(U5, WithoutWaitsADataBankFails) {
                    "[SendFW]Upgrade Error", "[StartUpgrade_PSW2]Programming SW NOT OK!",
                    "[PrnCom_UpgradePrinter]Upgrade Error!"});
         EXPECT_TRUE(run.Has(c.either.front()) || run.Has(c.either.back())) << run.Text();
+        // Opening a serial line again discards what is still on its way.
+        if (c.line == Line::Serial) continue;
         const int banks = c.back ? 1 : 0;
         EXPECT_TRUE(
             printer.WaitUntil([&](const auto& model) { return model.Count(Exchange::DataBank) == banks; }));
