@@ -85,12 +85,6 @@ void Play(ScriptedPort& port, const std::string& script) {
     }
 }
 
-const std::map<char, const char*> kTags{{'U', "PrnCom_UpgradePrinter"},
-                                        {'A', "PrnCom_UpgradePrinter"},
-                                        {'M', "PrnCom_WriteModule"},
-                                        {'S', "PrnCom_ReadSetupData"},
-                                        {'T', "Test"}};
-
 /// Runs an operation by its letter: an upgrade, one with an anonymous package, a module, the setup header,
 /// the connection check. The package has no firmware: nothing is sent.
 bool RunOperation(char letter, PrinterComm& printer, CComPort* port) {
@@ -152,7 +146,10 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortAsItShould) {
             PrinterComm printer(3, 1);
             LogCapture log;
             EXPECT_FALSE(RunOperation(letter, printer, &port));
-            EXPECT_EQ(Join(log.Take(kTags.at(letter))),
+            EXPECT_EQ(Join(log.Take(letter == 'S'   ? "PrnCom_ReadSetupData"
+                                    : letter == 'T' ? "Test"
+                                    : letter == 'M' ? "PrnCom_WriteModule"
+                                                    : "PrnCom_UpgradePrinter")),
                       (letter == 'S' || letter == 'T' ? "" : "Begin|") + row.log);
             EXPECT_EQ(printer.iErrorCode, row.code);
             EXPECT_EQ(port.Calls("Close") != 0, row.script.find("close") != std::string::npos);
@@ -185,18 +182,16 @@ TEST(PrinterComm, OpensThePortThatTheSettingsName) {
         settings.iBaudrate = 9600;
         std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "%s", row.usb);
         LogCapture log;
-        for (const bool inits : {true, false}) {
-            for (const bool opens : {true, false}) {
-                ScriptedPort port(nullptr, row.type);
-                std::snprintf(port.szLastError, sizeof port.szLastError, "the reason");
-                port.OnInit(inits);
-                if (inits) port.OnOpen(opens);
-                const bool open = inits && opens;
-                EXPECT_EQ(PrinterComm(3, 1).OpenCommunicationPort(&port, &settings), open);
-                EXPECT_EQ(port.named, row.named);
-                EXPECT_EQ(port.uiTimeoutRX, open && row.type == COMMPORT_SERIAL ? 1000U : 500U);
-                EXPECT_EQ(Join(log.Take("OpenCommunicationPort")), row.log + (open ? "" : failed));
-            }
+        // Not named, named but not opened, opened.
+        for (const int steps : {0, 1, 2}) {
+            ScriptedPort port(nullptr, row.type);
+            std::snprintf(port.szLastError, sizeof port.szLastError, "the reason");
+            port.OnInit(steps > 0);
+            if (steps > 0) port.OnOpen(steps > 1);
+            EXPECT_EQ(PrinterComm(3, 1).OpenCommunicationPort(&port, &settings), steps > 1);
+            EXPECT_EQ(port.named, row.named);
+            EXPECT_EQ(port.uiTimeoutRX, steps > 1 && row.type == COMMPORT_SERIAL ? 1000U : 500U);
+            EXPECT_EQ(Join(log.Take("OpenCommunicationPort")), row.log + (steps > 1 ? "" : failed));
         }
     }
     CommPortSettings none;

@@ -93,11 +93,23 @@ inline Bytes SumsOf(const Bytes& data, std::size_t bankSize) {
     return PackedSums(sum, xorSum);
 }
 
-inline std::string Format(const char* text, int a, int b = 0, int c = 0) {
-    char line[200];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(line, sizeof line, text, a, b, c);
-#pragma GCC diagnostic pop
-    return line;
+/// What the bank engines write, as rows for a ScriptedPort.
+
+inline Bytes StartOf(int first, int last) {
+    return {0x1C, 0xFD, static_cast<unsigned char>(first), static_cast<unsigned char>(last)};
+}
+
+inline Bytes ProgramOf(int first, int last, const Bytes& sums) {
+    return Bytes{0x1C, 0xFF, static_cast<unsigned char>(first), static_cast<unsigned char>(last)} + sums;
+}
+
+/// The banks `first` to `last` of a firmware, framed.
+inline Bytes GroupOf(const Bytes& firmware, std::size_t bankSize, int first, int last) {
+    const Bytes data = Slice(firmware, static_cast<std::size_t>(first) * bankSize,
+                             static_cast<std::size_t>(last - first + 1) * bankSize);
+    return StartOf(first, last) + data + ProgramOf(first, last, SumsOf(data, bankSize));
+}
+
+inline ScriptedPort& ReleaseAsked(ScriptedPort& port, std::string_view release = "1.04") {
+    return port.Expect(ReleaseInquiry()).Answer(release);
 }

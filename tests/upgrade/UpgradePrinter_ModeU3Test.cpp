@@ -4,7 +4,7 @@
 
 #include "harness/LogCapture.h"
 #include "port/CommPortSettings.h"
-#include "upgrade/BankScript.h"
+#include "upgrade/TestPackage.h"
 
 namespace {
 
