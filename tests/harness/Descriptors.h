@@ -1,14 +1,10 @@
 #pragma once
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/select.h>
 #include <unistd.h>
 
 #include <memory>
 #include <utility>
-#include <vector>
 
 /// A descriptor that is closed with its owner.
 class OwnedDescriptor {
@@ -37,45 +33,3 @@ inline int OpenDescriptors() {
     while (const dirent* const entry = readdir(directory.get())) count += entry->d_name[0] != '.' ? 1 : 0;
     return count;
 }
-
-/// While it lives, no descriptor can be had.
-class NoMoreDescriptors {
- public:
-    NoMoreDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &was_);
-        const rlimit none{0, was_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    NoMoreDescriptors(const NoMoreDescriptors&) = delete;
-    NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
-    ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &was_); }
-
- private:
-    rlimit was_{};
-};
-
-/// While it lives, new descriptors have numbers that `select` cannot hold.
-class HighDescriptors {
- public:
-    HighDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &was_);
-        rlimit more = was_;
-        more.rlim_cur = more.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &more);
-        do {
-            fillers_.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
-        } while (fillers_.back().Get() != -1 && fillers_.back().Get() < FD_SETSIZE);
-    }
-    HighDescriptors(const HighDescriptors&) = delete;
-    HighDescriptors& operator=(const HighDescriptors&) = delete;
-    ~HighDescriptors() {
-        fillers_.clear();
-        setrlimit(RLIMIT_NOFILE, &was_);
-    }
-    /// False where the system does not allow so many.
-    bool Reached() const { return fillers_.back().Get() >= FD_SETSIZE; }
-
- private:
-    rlimit was_{};
-    std::vector<OwnedDescriptor> fillers_;
-};

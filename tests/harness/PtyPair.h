@@ -17,11 +17,9 @@ class PtyPair {
     PtyPair() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         grantpt(master_.Get());
         unlockpt(master_.Get());
-        char path[64] = {};
-        ptsname_r(master_.Get(), path, sizeof(path));
-        path_ = path;
+        ptsname_r(master_.Get(), path_, sizeof(path_));
     }
-    const char* Path() const { return path_.c_str(); }
+    const char* Path() const { return path_; }
 
     /// The line settings that the program made.
     termios Settings() const {
@@ -29,24 +27,16 @@ class PtyPair {
         tcgetattr(master_.Get(), &settings);
         return settings;
     }
-    bool Send(const std::string& text) {
-        return write(master_.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    }
     /// Sends and waits until the program can read all of it: the terminal hands bytes on at its leisure. Only
     /// while nobody reads.
     bool Deliver(const std::string& text) {
         const OwnedDescriptor other(open(Path(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-        int before = 0;
-        if (ioctl(other.Get(), FIONREAD, &before) != 0 || !Send(text)) return false;
-        for (int turn = 0; turn < 5000; ++turn) {
-            int now = 0;
-            if (ioctl(other.Get(), FIONREAD, &now) != 0) return false;
-            if (now >= before + static_cast<int>(text.size())) return true;
-            poll(nullptr, 0, 1);
-        }
-        return false;
+        const int due = Waiting(other) + static_cast<int>(text.size());
+        if (write(master_.Get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) return false;
+        for (int turn = 0; turn < 5000 && Waiting(other) < due; ++turn) poll(nullptr, 0, 1);
+        return Waiting(other) >= due;
     }
-    /// Reads `count` bytes, fewer when they do not come within some seconds.
+    /// Reads `count` bytes, fewer when nothing comes for `waitMs`.
     std::string Receive(std::size_t count, int waitMs = 5000) {
         std::string got(count, '\0');
         std::size_t used = 0;
@@ -62,6 +52,12 @@ class PtyPair {
     void HangUp() { master_.Reset(); }
 
  private:
+    static int Waiting(const OwnedDescriptor& line) {
+        int bytes = 0;
+        ioctl(line.Get(), FIONREAD, &bytes);
+        return bytes;
+    }
+
     OwnedDescriptor master_;
-    std::string path_;
+    char path_[64] = {};
 };

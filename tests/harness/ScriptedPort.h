@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -44,7 +44,7 @@ inline Bytes operator+(Bytes left, const Bytes& right) {
 /// free.
 class ScriptedPort final : public CComPort {
  public:
-    /// Settings in force when a write was made, with its bytes.
+    /// A write, with the settings in force when it was made.
     struct Sent {
         Bytes bytes;
         unsigned int uiTimeoutTX = 0;
@@ -60,7 +60,10 @@ class ScriptedPort final : public CComPort {
         uiTimeoutRX = 500;
         uiWPacketSize = 1000;
     }
-    ~ScriptedPort() { Done(); }
+    ~ScriptedPort() {
+        EndOpenSilence();
+        if (!rows_.empty()) Mismatch("the script was not played to its end");
+    }
 
     // ---- rows ----
 
@@ -71,8 +74,6 @@ class ScriptedPort final : public CComPort {
     ScriptedPort& Expect(const std::array<unsigned char, N>& bytes) {
         return Expect(BytesOf(bytes));
     }
-    /// So many bytes must be written next, whatever they are (see `sent`).
-    ScriptedPort& ExpectAny(std::size_t count) { return Add({Kind::ExpectAny, Bytes(count)}); }
     /// The next reads bring these bytes; one read brings at most what it asks (or 1024, `bReadsWhole`).
     ScriptedPort& Answer(Bytes bytes) { return Add({Kind::Answer, std::move(bytes)}); }
     ScriptedPort& Answer(std::string_view text) { return Answer(BytesOf(text)); }
@@ -84,9 +85,6 @@ class ScriptedPort final : public CComPort {
     ScriptedPort& FailWrite(int error = 1, std::size_t taken = 0) {
         return Add({Kind::FailWrite, Bytes(taken), error});
     }
-    /// The connection is lost: the next read or write fails, and so do those after it until it is opened
-    /// again.
-    ScriptedPort& Drop() { return Add({Kind::Drop}); }
     /// The next thing must be this operation, which gives `result`. Once an operation is named in a script,
     /// each call of it must be; the ones that never are succeed (see `Calls`).
     ScriptedPort& OnInit(bool result = true) { return AddCall("Init", result); }
@@ -97,22 +95,6 @@ class ScriptedPort final : public CComPort {
     ScriptedPort& OnSaveLocation(bool result = true) { return AddCall("SaveLocationCurrentDevice", result); }
     ScriptedPort& OnRestoreLocation(bool result = true) {
         return AddCall("RestoreAddrNumFrmLocatio", result);
-    }
-    /// A whole handshake byte by byte; HandshakeCommunication then is the real one from the start.
-    ScriptedPort& Handshake(unsigned char status = 0x12, std::string_view release = "1.00") {
-        bHandshakeOnTheWire = true;
-        return Expect(GenericConst::kSelectEscPos)
-            .Expect(BytesOf(GenericConst::kCancel) + BytesOf(GenericConst::kGetGsi))
-            .Answer(Bytes{status})
-            .Expect(BytesOf(GenericConst::kCancel) + BytesOf(GenericConst::kGetFirmwareRelease))
-            .Answer(release);
-    }
-
-    /// Reports rows that remain; true when there are none and nothing went wrong.
-    bool Done() {
-        while (!rows_.empty() && rows_.front().kind == Kind::SilenceUntilAsked) rows_.pop_front();
-        if (!rows_.empty()) Mismatch("the script was not played to its end");
-        return !bBroken_;
     }
 
     /// How often an operation was called, by its name ("ReOpen", "BackupPortInfo", ...).
@@ -126,11 +108,10 @@ class ScriptedPort final : public CComPort {
         return all;
     }
 
-    std::string named;       ///< what the last Init named, its values joined by ":" ("|" on USB)
-    std::vector<Sent> sent;  ///< every write that was made, taken or not
-    bool bHandshakeOnTheWire =
-        false;                 ///< HandshakeCommunication exchanges bytes instead of being a mere call
-    bool bReadsWhole = false;  ///< a read brings up to 1024 bytes whatever it asks, as on a serial line
+    std::string named;                 ///< what the last Init named, its values joined by ":" ("|" on USB)
+    std::vector<Sent> sent;            ///< every write that was made, taken or not
+    bool bHandshakeOnTheWire = false;  ///< the handshake exchanges bytes instead of being a mere call
+    bool bReadsWhole = false;          ///< a read brings up to 1024 bytes whatever it asks
 
     // ---- the port ----
 
@@ -142,15 +123,14 @@ class ScriptedPort final : public CComPort {
     bool Init(const char* host, int tcpPort) override {
         return Named(host + (":" + std::to_string(tcpPort)));
     }
-    bool Open() override { return Reconnect("Open"); }
+    bool Open() override { return Called("Open"); }
     bool Close() override { return Called("Close"); }
-    bool ReOpen() override { return Reconnect("ReOpen"); }
+    bool ReOpen() override { return Called("ReOpen"); }
     bool BackupPortInfo() override { return Called("BackupPortInfo"); }
     bool RestoreportInfo() override { return Called("RestoreportInfo"); }
     bool DumpPortInfo() override { return Called("DumpPortInfo"); }
     bool SaveLocationCurrentDevice() override { return Called("SaveLocationCurrentDevice"); }
     bool RestoreAddrNumFrmLocatio() override { return Called("RestoreAddrNumFrmLocatio"); }
-    void CleanTX() override { ++calls_["CleanTX"]; }
     void CleanRX() override {
         ++calls_["CleanRX"];
         DropStartedAnswer();
@@ -163,74 +143,51 @@ class ScriptedPort final : public CComPort {
     }
 
     unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
-        sent.push_back({len != 0 ? Bytes(buf, buf + len) : Bytes(), uiTimeoutTX, uiTimeoutRX, uiWPacketSize});
+        sent.push_back({{buf, buf + len}, uiTimeoutTX, uiTimeoutRX, uiWPacketSize});
         Note("write", sent.back().bytes);
         *err = 0;
         EndOpenSilence();
         for (unsigned int taken = 0; taken < len;) {
-            if (bBroken_ || bLost_) return Fail(err, 0);
-            if (rows_.empty()) return Surprise("a write after the end of the script", err);
+            if (bBroken_ || rows_.empty()) return Surprise("a write", err);
             Row& row = rows_.front();
-            switch (row.kind) {
-                case Kind::Expect:
-                case Kind::ExpectAny: {
-                    const std::size_t part = std::min<std::size_t>(len - taken, row.bytes.size() - row.used);
-                    const auto due = row.bytes.begin() + static_cast<std::ptrdiff_t>(row.used);
-                    const auto end = due + static_cast<std::ptrdiff_t>(part);
-                    const auto different = std::mismatch(due, end, buf + taken).first;
-                    if (row.kind == Kind::Expect && different != end) {
-                        return Surprise("a write that differs at byte " +
-                                            std::to_string(different - row.bytes.begin()) +
-                                            " of what was due",
-                                        err);
-                    }
-                    Use(row, part);
-                    taken += static_cast<unsigned int>(part);
-                    break;
-                }
-                case Kind::FailWrite: {
-                    taken += static_cast<unsigned int>(std::min<std::size_t>(row.bytes.size(), len - taken));
-                    Fail(err, row.number);
-                    rows_.pop_front();
-                    return taken;
-                }
-                case Kind::Drop:
-                    return Lose(err);
-                default:
-                    return Surprise("a write", err);
+            const std::size_t part = std::min<std::size_t>(len - taken, row.bytes.size() - row.used);
+            const auto due = row.bytes.begin() + static_cast<std::ptrdiff_t>(row.used);
+            const bool fails = row.kind == Kind::FailWrite;
+            if (!fails && (row.kind != Kind::Expect || !std::equal(buf + taken, buf + taken + part, due))) {
+                return Surprise("a write", err);
             }
+            taken += static_cast<unsigned int>(part);
+            if (fails) {
+                *err = static_cast<unsigned int>(row.number);
+                rows_.pop_front();
+                return taken;
+            }
+            Use(row, part);
         }
         return len;
     }
 
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override {
-        if (bBroken_ || bLost_) return Silent(err);
-        if (rows_.empty()) return Surprise("a read after the end of the script", err);
+        if (bBroken_) return Silent(err);
+        if (rows_.empty()) return Surprise("a read", err);
         Row& row = rows_.front();
-        switch (row.kind) {
-            case Kind::Answer: {
-                const std::size_t most = bReadsWhole ? std::size_t{kReadSlack} : std::size_t{len};
-                const std::size_t part = std::min(most, row.bytes.size() - row.used);
-                if (part != 0) std::memcpy(buf, row.bytes.data() + row.used, part);
-                Note("read", Bytes(buf, buf + part));
-                Use(row, part);
-                *err = 0;
-                return static_cast<unsigned int>(part);
-            }
-            case Kind::Silence:
-                if (--row.number <= 0) rows_.pop_front();
-                return Silent(err);
-            case Kind::SilenceUntilAsked:
-                return Silent(err);
-            case Kind::Drop:
-                return Lose(err);
-            default:
-                return Surprise("a read", err);
+        if (row.kind == Kind::Silence && --row.number <= 0) {
+            rows_.pop_front();
+            return Silent(err);
         }
+        if (row.kind == Kind::Silence || row.kind == Kind::SilenceUntilAsked) return Silent(err);
+        if (row.kind != Kind::Answer) return Surprise("a read", err);
+        const std::size_t part =
+            std::min(bReadsWhole ? std::size_t{kReadSlack} : len, row.bytes.size() - row.used);
+        std::copy_n(row.bytes.begin() + static_cast<std::ptrdiff_t>(row.used), part, buf);
+        Note("read", Bytes(buf, buf + part));
+        Use(row, part);
+        *err = 0;
+        return static_cast<unsigned int>(part);
     }
 
  private:
-    enum class Kind { Expect, ExpectAny, Answer, Silence, SilenceUntilAsked, FailWrite, Drop, Call };
+    enum class Kind { Expect, Answer, Silence, SilenceUntilAsked, FailWrite, Call };
     struct Row {
         Kind kind = Kind::Expect;
         Bytes bytes = {};
@@ -244,7 +201,7 @@ class ScriptedPort final : public CComPort {
         return *this;
     }
     ScriptedPort& AddCall(const char* operation, bool result) {
-        scripted_[operation] = true;
+        scripted_.insert(operation);
         return Add({Kind::Call, {}, result ? 1 : 0, operation});
     }
 
@@ -256,12 +213,12 @@ class ScriptedPort final : public CComPort {
 
     bool Called(const std::string& operation) {
         ++calls_[operation];
-        Note(operation.c_str(), {});
+        Note(operation, {});
         if (bBroken_) return false;
         DropStartedAnswer();
         if (scripted_.count(operation) == 0) return true;
         EndOpenSilence();
-        if (rows_.empty() || rows_.front().kind != Kind::Call || rows_.front().operation != operation) {
+        if (rows_.empty() || rows_.front().operation != operation) {
             Mismatch("a call of " + operation);
             return false;
         }
@@ -272,11 +229,6 @@ class ScriptedPort final : public CComPort {
     bool Named(const std::string& device) {
         named = device;
         return Called("Init");
-    }
-    bool Reconnect(const char* operation) {
-        const bool result = Called(operation);
-        if (result) bLost_ = false;
-        return result;
     }
 
     void EndOpenSilence() {
@@ -289,73 +241,51 @@ class ScriptedPort final : public CComPort {
     unsigned int Silent(unsigned int* err) {
         Note("read nothing", {});
         if (clock_ != nullptr) clock_->Advance(uiTimeoutRX);
-        return Fail(err, 1);
-    }
-    unsigned int Lose(unsigned int* err) {
-        rows_.pop_front();
-        bLost_ = true;
-        return Fail(err, 1);
-    }
-    static unsigned int Fail(unsigned int* err, int error) {
-        *err = static_cast<unsigned int>(error);
+        *err = 1;
         return 0;
     }
     unsigned int Surprise(const std::string& what, unsigned int* err) {
         Mismatch(what);
-        return Fail(err, 1);
+        *err = 1;
+        return 0;
     }
 
-    void Note(const char* what, const Bytes& bytes) {
-        std::string line = what;
-        transcript_.push_back(line.append(bytes.empty() ? "" : " ").append(Dump(bytes)));
-        if (transcript_.size() > kTranscriptLines) transcript_.pop_front();
+    void Note(const std::string& what, const Bytes& bytes) {
+        transcript_.push_back("\n    " + what + " " + Dump(bytes));
+        if (transcript_.size() > 40) transcript_.pop_front();
     }
 
     void Mismatch(const std::string& what) {
         if (bBroken_) return;
         bBroken_ = true;
-        std::string text = what + "\n  conversation so far:\n";
-        for (const std::string& line : transcript_) text += "    " + line + "\n";
-        text += "  due:\n";
-        for (std::size_t i = 0; i < rows_.size() && i < kRowsShown; ++i)
-            text += "    " + Describe(rows_[i]) + "\n";
-        if (rows_.empty()) text += "    nothing\n";
-        if (rows_.size() > kRowsShown) text += "    ... " + std::to_string(rows_.size()) + " rows in all\n";
-        ADD_FAILURE() << "ScriptedPort: " << text;
-    }
-
-    static std::string Describe(const Row& row) {
-        static const char* const names[] = {
-            "expect", "expect any", "answer", "silence", "silence until asked", "fail write", "drop", "call"};
-        const std::string used = row.used != 0 ? " (" + std::to_string(row.used) + " of them gone)" : "";
-        return names[static_cast<int>(row.kind)] + (row.operation.empty() ? "" : " " + row.operation) +
-               (row.bytes.empty() ? "" : " " + Dump(row.bytes) + used);
-    }
-
-    // The first bytes in hex and as text.
-    static std::string Dump(const Bytes& bytes) {
-        std::string hex;
-        std::string text;
-        for (std::size_t i = 0; i < bytes.size() && i < kBytesShown; ++i) {
-            char digits[4];
-            std::snprintf(digits, sizeof(digits), "%02X ", static_cast<unsigned int>(bytes[i]));
-            hex += digits;
-            text += bytes[i] >= 32 && bytes[i] < 127 ? static_cast<char>(bytes[i]) : '.';
+        static const char* const names[] = {"write",         "answer", "silence", "silence until asked",
+                                            "failing write", "call"};
+        std::string text = "ScriptedPort: " + what + "\n  conversation so far:";
+        for (const std::string& line : transcript_) text += line;
+        text += "\n  due (" + std::to_string(rows_.size()) + " rows):";
+        if (!rows_.empty()) {
+            const Row& row = rows_.front();
+            text = text + "\n    " + names[static_cast<int>(row.kind)] + " " + row.operation +
+                   Dump(row.bytes) + ", " + std::to_string(row.used) + " of them gone";
         }
-        if (bytes.empty()) return "";
-        return std::to_string(bytes.size()) + ": " + hex + (bytes.size() > kBytesShown ? "... " : "") + "|" +
-               text + "|";
+        ADD_FAILURE() << text;
     }
 
-    static constexpr std::size_t kTranscriptLines = 40;
-    static constexpr std::size_t kRowsShown = 6;
-    static constexpr std::size_t kBytesShown = 48;
+    // Their number and the first ones in hex.
+    static std::string Dump(const Bytes& bytes) {
+        std::string text = std::to_string(bytes.size()) + " bytes";
+        for (std::size_t i = 0; i < bytes.size() && i < 48; ++i) {
+            char digits[4];
+            std::snprintf(digits, sizeof(digits), " %02X", static_cast<unsigned int>(bytes[i]));
+            text += digits;
+        }
+        return text;
+    }
 
     VirtualClock* clock_;
     std::deque<Row> rows_;
     std::deque<std::string> transcript_;
     std::map<std::string, int> calls_;
-    std::map<std::string, bool> scripted_;
+    std::set<std::string> scripted_;
     bool bBroken_ = false;
-    bool bLost_ = false;
 };

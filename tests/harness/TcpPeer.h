@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include "harness/Descriptors.h"
 
@@ -29,9 +28,7 @@ class TcpConnection {
         got.resize(used);
         return got;
     }
-    bool Send(const std::string& text) {
-        return send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-    }
+    void Send(const std::string& text) { send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL); }
     /// True when the other side has closed and nothing is left to read.
     bool Ended() {
         char byte = 0;
@@ -48,7 +45,7 @@ class TcpConnection {
  private:
     bool Ready() const {
         pollfd event{fd_.Get(), POLLIN, 0};
-        return fd_.Get() != -1 && poll(&event, 1, 5000) == 1;
+        return poll(&event, 1, 5000) == 1;
     }
 
     OwnedDescriptor fd_;
@@ -69,8 +66,7 @@ class TcpListener {
     int Port() const { return port_; }
     TcpConnection Accept(int waitMs = 5000) {
         pollfd event{fd_.Get(), POLLIN, 0};
-        if (poll(&event, 1, waitMs) != 1) return TcpConnection();
-        return TcpConnection(accept(fd_.Get(), nullptr, nullptr));
+        return TcpConnection(poll(&event, 1, waitMs) == 1 ? accept(fd_.Get(), nullptr, nullptr) : -1);
     }
     void Close() { fd_.Reset(); }
 

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <numeric>
 #include <vector>
 
 #include "support/Clock.h"
 
-/// A clock that stands still until somebody waits: waits pass at once and are kept in order. Blocking calls on
-/// real descriptors last `blockingMs` at most, whatever they ask. In force from construction to destruction.
+/// A clock that stands still until somebody waits: waits pass at once and are kept in order. Blocking calls
+/// on real descriptors last `blockingMs` at most, whatever they ask. In force from construction to
+/// destruction.
 class VirtualClock final : public Clock {
  public:
     explicit VirtualClock(std::uint64_t startMs = 1700000000000) : nowUs_(startMs * 1000) { Install(this); }
@@ -22,9 +26,10 @@ class VirtualClock final : public Clock {
     void SleepMicroseconds(std::uint64_t us) override {
         nowUs_ += us;
         waits.push_back(us);
+        if (onWait) onWait();
     }
 
-    unsigned int BlockingTimeout(unsigned int ms) override { return ms < blockingMs ? ms : blockingMs; }
+    unsigned int BlockingTimeout(unsigned int ms) override { return std::min(ms, blockingMs); }
 
     /// Lets time pass without a wait of the program's, as a scripted read that times out does.
     void Advance(std::uint64_t ms) { nowUs_ += ms * 1000; }
@@ -32,13 +37,10 @@ class VirtualClock final : public Clock {
     std::uint64_t NowMs() const { return nowUs_ / 1000; }
 
     /// All waits since the start, in microseconds.
-    std::uint64_t WaitedUs() const {
-        std::uint64_t sum = 0;
-        for (const std::uint64_t wait : waits) sum += wait;
-        return sum;
-    }
+    std::uint64_t WaitedUs() const { return std::accumulate(waits.begin(), waits.end(), std::uint64_t{0}); }
 
     std::vector<std::uint64_t> waits;
+    std::function<void()> onWait;  ///< what happens elsewhere while the program waits
     unsigned int blockingMs = 20;
     bool readable = true;
 
