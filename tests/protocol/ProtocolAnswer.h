@@ -1,22 +1,26 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstdint>
-#include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "harness/LogCapture.h"
 #include "protocol/ProtocolRecord.h"
 #include "protocol/ProtocollFields.h"
 
+using Lines = std::vector<std::string>;
+
 /// An answer between its STX and its ETX, one text for each field as it stands on the wire, the tag first. A
 /// piece kSum becomes the answer sum of the pieces before it.
 using Pieces = std::vector<std::string>;
 
 inline const std::string kSum = "sum";
+inline const std::string kIntError = "FTYPE_VINT_VALUE Error";
+inline const std::string kStringError = "FTYPE_VSTRING_VALUE Error";
+inline const std::string kTextError = "FTYPE_STRING_VALUE Error";
+inline const std::string kChecksumError = "Checksum Error";
 
 inline std::string Line(const std::string& text) {
     return text + '\0';
@@ -26,15 +30,20 @@ inline std::string DataBytes(const std::string& payload) {
     return "<DATABYTES>" + payload + "</DATABYTES>";
 }
 
+inline std::uint64_t ByteSum(const std::string& bytes) {
+    std::uint64_t sum = 0;
+    for (const char c : bytes) sum += static_cast<unsigned char>(c);
+    return sum;
+}
+
 /// The bytes that the printer sends.
 inline std::string Bytes(const Pieces& pieces) {
     std::string bytes = "\x02";
-    unsigned int sum = 0;
+    std::uint64_t sum = 0;
     for (const std::string& piece : pieces) {
         const std::string sent = piece == kSum ? "<" + std::to_string(sum & 0xFFU) + ">" : piece;
         // An empty field counts for nothing.
-        if (sent != "<>")
-            for (const char c : sent) sum += static_cast<unsigned char>(c);
+        if (sent != "<>") sum += ByteSum(sent);
         bytes += sent;
     }
     return bytes + "\x03";
@@ -45,10 +54,19 @@ inline int Split(ProtocollFields& fields, const std::string& bytes) {
     return fields.CreateFields(answer.data(), static_cast<int>(answer.size()));
 }
 
+/// The lines of one operation, without their tag.
+inline Lines Said(const Lines& log, const std::string& tag) {
+    const std::string prefix = "[" + tag + "]";
+    Lines said;
+    for (const std::string& line : log)
+        if (line.compare(0, prefix.size(), prefix) == 0) said.push_back(line.substr(prefix.size()));
+    return said;
+}
+
 /// What became of an answer.
 struct Decoded {
     ProtocolRecord record;
-    std::vector<std::string> log;  ///< what the decoding said, as "[tag]text"
+    Lines log;  ///< what the decoding said, as "[tag]text"
     std::uint64_t dataErrors = 0;
 };
 
@@ -66,47 +84,62 @@ inline Decoded Decode(const Pieces& pieces) {
     return Decode(Bytes(pieces));
 }
 
-/// The log of a decoding, with the lines that frame the `lines` of operation `tag`.
-inline std::vector<std::string> LogOf(const std::string& tag, const std::vector<std::string>& lines) {
-    std::vector<std::string> log{"[CreateSetupItem]Current Protocoll Version : 100"};
-    const std::string prefix = "[" + tag + "]";
-    for (const std::string& line : lines) log.push_back(prefix + line);
-    return log;
-}
-
-/// A good answer made wrong at one place, and the line that says so.
+/// A good answer made wrong at one piece, by each of some texts in its place, and the last line that its
+/// decoder then says. kEnd in the place of a text ends the answer there.
 struct Fault {
     std::size_t piece;
-    std::string instead;
-    std::string line;  ///< "[tag]text", the last line of the log
-    /// Wrong by its type, so that the answer's end at this place has to say the same; otherwise by its value.
-    bool byType = true;
+    std::vector<std::string> instead;
+    std::string line;
 };
 
-inline Fault WrongValue(std::size_t piece, std::string instead, std::string line) {
-    return {piece, std::move(instead), std::move(line), false};
+inline const std::string kEnd = "end";
+
+/// What every piece that has to be of one type is tested with: another type, and the end of the answer.
+inline Fault TypeFault(char type, std::size_t piece) {
+    if (type == 'I') return {piece, {"<x>", kEnd}, kIntError};
+    if (type == 'S') return {piece, {"<1>", kEnd}, kStringError};
+    if (type == 'T') return {piece, {"<1>", "<x>", kEnd}, kTextError};
+    if (type == 'D') return {piece, {"<1>", kEnd}, "FTYPE_VDATABYTES Error"};
+    return {piece, {}, ""};
 }
 
-inline void ExpectRefused(const std::string& bytes, const std::string& line) {
+inline std::string Joined(const Lines& lines) {
+    std::string all;
+    for (const std::string& line : lines) all += (all.empty() ? "" : "|") + line;
+    return all;
+}
+
+inline void ExpectRefused(const std::string& tag, const std::string& bytes, const std::string& line) {
     const Decoded decoded = Decode(bytes);
     EXPECT_FALSE(decoded.record);
     EXPECT_EQ(decoded.record.type(), OBJTYPE_NONE);
-    ASSERT_FALSE(decoded.log.empty());
-    EXPECT_EQ(decoded.log.back(), line);
+    const Lines said = Said(decoded.log, tag);
+    EXPECT_EQ(said.empty() ? "" : said.back(), line);
 }
 
-/// The good answer gives a record; with each of the faults it gives none, and the fault's line ends the log.
-inline void ExpectFaults(const Pieces& good, const std::vector<Fault>& faults) {
-    ASSERT_TRUE(Decode(good).record);
-    for (const Fault& fault : faults) {
-        SCOPED_TRACE("piece " + std::to_string(fault.piece) + ": " + fault.instead);
+inline void ExpectFault(const std::string& tag, const Pieces& good, const Fault& fault) {
+    for (const std::string& instead : fault.instead) {
+        SCOPED_TRACE("piece " + std::to_string(fault.piece) + ": " + instead);
         Pieces wrong = good;
-        wrong.at(fault.piece) = fault.instead;
-        ExpectRefused(Bytes(wrong), fault.line);
-        if (!fault.byType) continue;
-        wrong.resize(fault.piece);
-        std::string cut = Bytes(wrong);
-        cut.pop_back();  // without its ETX, which would be the wrong field itself
-        ExpectRefused(cut, fault.line);
+        wrong.at(fault.piece) = instead;
+        if (instead == kEnd) wrong.resize(fault.piece);
+        std::string bytes = Bytes(wrong);
+        // Without the ETX, which would be the wrong field itself.
+        if (instead == kEnd) bytes.pop_back();
+        ExpectRefused(tag, bytes, fault.line);
     }
+}
+
+/// The decoder that logs as `tag` makes a record of number `type` of the good answer, logging the lines of
+/// `log` (joined by "|") and no other, and none of an answer with one of the faults. `types` has a letter for
+/// each piece behind the tag (TypeFault), "." for a type that the faults test.
+inline void ExpectDecoded(const std::string& tag, const Pieces& good, const std::string& types,
+                          unsigned int type, const std::string& log, const std::vector<Fault>& faults = {}) {
+    SCOPED_TRACE(testing::PrintToString(good));
+    const Decoded decoded = Decode(good);
+    ASSERT_TRUE(decoded.record);
+    EXPECT_EQ(decoded.record.type(), type);
+    EXPECT_EQ(Joined(Said(decoded.log, tag)), log);
+    for (const Fault& fault : faults) ExpectFault(tag, good, fault);
+    for (std::size_t i = 0; i < types.size(); ++i) ExpectFault(tag, good, TypeFault(types[i], i + 1));
 }

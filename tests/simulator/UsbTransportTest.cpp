@@ -1,10 +1,9 @@
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <string>
 #include <vector>
 
-#include "harness/ChildProcess.h"
+#include "port/UsbPortTest.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SynchronizedModel.h"
 #include "simulator/usb/UsbTransport.h"
@@ -12,11 +11,8 @@
 using simulator::Bytes;
 using simulator::ControlRequest;
 using simulator::SynchronizedModel;
-using simulator::UsbBus;
-using simulator::UsbDescription;
 using simulator::UsbIdentity;
 using simulator::UsbTransport;
-using testing::HasSubstr;
 
 namespace {
 
@@ -75,95 +71,57 @@ class EchoModel final : public simulator::DeviceModel {
     bool cut_ = false;
 };
 
-class UsbTransportTest : public testing::Test {
+class UsbTransportTest : public UsbPortTest {
  protected:
-    static UsbDescription At(const std::string& port) {
-        UsbDescription look;
-        look.port = port;
-        return look;
-    }
-
-    std::vector<std::string> Command(std::vector<std::string> operations) const {
-        operations.insert(operations.begin(), USB_CHILD);
-        return operations;
-    }
-
-    std::string Run(const std::vector<std::string>& operations) const {
-        ChildProcess child(Command(operations), bus.ChildEnvironment());
-        EXPECT_EQ(child.WaitForEnd(20000), 0) << child.Output();
-        return child.Output();
-    }
-
     simulator::ScaledClock clock{10, 1};
-    UsbBus bus;
     EchoModel model{"A1"};
     SynchronizedModel shared{model};
 };
 
 TEST_F(UsbTransportTest, BytesControlRequestsAndTimeReachTheModel) {
-    UsbTransport transport(bus, shared, At("1-1"));
+    UsbTransport transport(bus, shared, Printer("", "1-1"));
     transport.Start();
-    const std::string output =
-        Run({"init", "0205",    "1",    "open", "write", "hello", "read",  "64",   "control", "0x21", "9",
-             "8",    "control", "0x21", "1",    "8",     "write", "later", "read", "64",      "close"});
-    EXPECT_THAT(output, HasSubstr("data [hello]"));
-    EXPECT_THAT(output, HasSubstr("data [later]"));
-    EXPECT_THAT(output, HasSubstr("control=1"));
-    EXPECT_THAT(output, HasSubstr("LIBUSB_ERROR_PIPE\ncontrol=0"));
+    Expect("init 0205 1 open write hello read 64 control 0x21 9 8 control 0x21 1 8 write later read 64 close",
+           {"data [hello]", "control=1", "LIBUSB_ERROR_PIPE\ncontrol=0", "data [later]"});
     transport.Stop();
     EXPECT_EQ(model.heard, "hellolater");
     EXPECT_EQ(model.connections, "+--");
 }
 
+// A cut of the connection is seen as a restart, too.
 TEST_F(UsbTransportTest, AChangeOfIdentityIsARestartWithAnotherDeviceNumber) {
-    UsbTransport transport(bus, shared, At("1-1.4"));
+    UsbTransport transport(bus, shared, Printer("", "1-1.4"));
     transport.Start();
-    const std::string output =
-        Run({"init", "0205", "1", "open", "write", "reboot", "read", "64", "await", "F0F0|0205|A19", "init",
-             "0205", "9", "open", "write", "again", "read", "64"});
-    EXPECT_THAT(output, HasSubstr("write=6"));
-    EXPECT_THAT(output, HasSubstr("read=0 [Read timeout! No data read]"));
-    EXPECT_THAT(output, HasSubstr("data [again]"));
-    EXPECT_EQ(transport.Plugged(), 2);
-}
-
-TEST_F(UsbTransportTest, ACutIsSeenAsARestart) {
-    UsbTransport transport(bus, shared, At("1-1"));
-    transport.Start();
-    const std::string output = Run({"init", "0205", "1", "open", "write", "cut", "read", "64", "await",
-                                    "F0F0|0205|A1", "reopen", "write", "again", "read", "64"});
-    EXPECT_THAT(output, HasSubstr("read=0 [Read timeout! No data read]"));
-    EXPECT_THAT(output, HasSubstr("data [again]"));
-    EXPECT_EQ(transport.Plugged(), 2);
+    Expect(
+        "init 0205 1 open write cut read 64 await F0F0|0205|A1 reopen write reboot read 64 "
+        "await F0F0|0205|A19 init 0205 9 open write again read 64",
+        {"write=3", "read=0 [Read timeout! No data read]", "write=6", "read=0 [Read timeout! No data read]",
+         "data [again]"});
+    EXPECT_EQ(transport.Plugged(), 3);
 }
 
 TEST_F(UsbTransportTest, TwoPrintersStandSideBySide) {
     EchoModel second("B2");
     SynchronizedModel sharedSecond(second);
-    UsbTransport left(bus, shared, At("1-1.1"));
-    UsbTransport right(bus, sharedSecond, At("1-1.2"));
+    UsbTransport left(bus, shared, Printer("", "1-1.1"));
+    UsbTransport right(bus, sharedSecond, Printer("", "1-1.2"));
     left.Start();
     right.Start();
-    const std::string output = Run({"list", "1024", "-", "init", "0205", "2", "open", "write", "to B", "read",
-                                    "64", "init", "0205", "1", "open", "write", "to A", "read", "64"});
-    EXPECT_THAT(output, HasSubstr("F0F0|0205|A1\n"));
-    EXPECT_THAT(output, HasSubstr("F0F0|0205|B2\n"));
+    Run("init 0205 2 open write to-B read 64 init 0205 1 open write to-A read 64");
     left.Stop();
     right.Stop();
-    EXPECT_EQ(model.heard, "to A");
-    EXPECT_EQ(second.heard, "to B");
+    EXPECT_EQ(model.heard, "to-A");
+    EXPECT_EQ(second.heard, "to-B");
 }
 
 TEST_F(UsbTransportTest, AChildThatIsKilledLeavesTheInterfaceFree) {
-    UsbTransport transport(bus, shared, At("1-1"));
+    UsbTransport transport(bus, shared, Printer("", "1-1"));
     transport.Start();
     {
-        ChildProcess child(Command({"multiplier", "0", "init", "0205", "1", "open", "read", "64"}),
-                           bus.ChildEnvironment());
+        ChildProcess child(Command("multiplier 0 init 0205 1 open read 64"), bus.ChildEnvironment());
         ASSERT_TRUE(child.WaitForText("time-out 0 ms"));
     }
-    EXPECT_THAT(Run({"init", "0205", "1", "open", "write", "still here", "read", "64"}),
-                HasSubstr("data [still here]"));
+    Expect("init 0205 1 open write still-here read 64", {"data [still-here]"});
 }
 
 }  // namespace

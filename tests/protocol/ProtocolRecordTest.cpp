@@ -1,5 +1,7 @@
-// Answers that no printer sends: what they cost. This file counts what is allocated, so it is a program of
-// its own.
+// The owner of records, and what answers cost that no printer sends. This file counts what is allocated, so
+// it is a program of its own.
+
+#include <malloc.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,50 +9,39 @@
 
 #include "protocol/LogosIDList.h"
 #include "protocol/ProtocolAnswer.h"
+#include "protocol/ProtocollDataAvailable.h"
 #include "protocol/SetupItemTypeList.h"
+#include "protocol/ToolsData.h"
 
 namespace {
 
-// Each block is preceded by its size, in room that keeps it aligned.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
 std::size_t allocated = 0;
 std::size_t peak = 0;
-
-void* Allocate(std::size_t size) {
-    void* const block = std::malloc(size + kHeader);
-    if (block == nullptr) throw std::bad_alloc();
-    *static_cast<std::size_t*>(block) = size;
-    allocated += size;
-    peak = std::max(peak, allocated);
-    return static_cast<char*>(block) + kHeader;
-}
-
-void Release(void* pointer) {
-    if (pointer == nullptr) return;
-    void* const block = static_cast<char*>(pointer) - kHeader;
-    allocated -= *static_cast<std::size_t*>(block);
-    std::free(block);
-}
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-    return Allocate(size);
+    void* const block = std::malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    allocated += malloc_usable_size(block);
+    peak = std::max(peak, allocated);
+    return block;
 }
 void* operator new[](std::size_t size) {
-    return Allocate(size);
+    return operator new(size);
 }
-void operator delete(void* pointer) noexcept {
-    Release(pointer);
+void operator delete(void* block) noexcept {
+    allocated -= malloc_usable_size(block);
+    std::free(block);
 }
-void operator delete[](void* pointer) noexcept {
-    Release(pointer);
+void operator delete[](void* block) noexcept {
+    operator delete(block);
 }
-void operator delete(void* pointer, std::size_t) noexcept {
-    Release(pointer);
+void operator delete(void* block, std::size_t) noexcept {
+    operator delete(block);
 }
-void operator delete[](void* pointer, std::size_t) noexcept {
-    Release(pointer);
+void operator delete[](void* block, std::size_t) noexcept {
+    operator delete(block);
 }
 
 namespace {
@@ -81,62 +72,59 @@ std::string Repeated(const std::string& text, std::size_t times) {
     return all;
 }
 
-TEST(HostileAnswers, CostWhatTheyHoldNotWhatTheyAnnounce) {
+TEST(ProtocolRecord, IsMovedAndAskedForItsKind) {
+    ProtocolRecord record = Decode(Pieces{"<C40>", "<12>"}).record;
+    EXPECT_EQ(record.As<ToolsData>(), nullptr);
+    ProtocolRecord other(std::move(record));
+    ASSERT_NE(other.As<ProtocollDataAvailable>(), nullptr);
+    EXPECT_EQ(other.As<ProtocollDataAvailable>()->Available, 12U);
+    other = ProtocolRecord();
+    EXPECT_EQ(other.As<ProtocollDataAvailable>(), nullptr);
+}
+
+TEST(ProtocolRecord, CostsWhatItsAnswerHoldsNotWhatItAnnounces) {
     const struct {
-        const char* name;
         std::string head;
         std::string unit;
         std::string tail;
     } cases[] = {
-        {"header lines", "<C2>", Line("line"), ""},
-        {"setup identifiers", "<C3>", "<7>", "<0>"},
-        {"module list", "<C64>", Line("x"), ""},
-        {"logo kinds", "<C48>", "<1><2><BMP><Y><M1><6><7X8><9><10>", "<Y>"},
-        {"logo identifiers", "<C49>", "<7>", "<0>"},
-        {"links", "<C4><1>", "<H><1><2>", "<9>"},
-        {"list elements", "<C4><1><0><1>" + Line("d") + "<0><1><1><1>", Line("x"), "<0>"},
+        {"<C2>", Line("line"), ""},
+        {"<C3>", "<7>", "<0>"},
+        {"<C48>", "<1><2><BMP><Y><M1><6><7X8><9><10>", "<Y>"},
+        {"<C49>", "<7>", "<0>"},
+        {"<C4><1>", "<H><1><2>", "<9>"},
+        {"<C4><1><0><1>" + Line("d") + "<0><1><1><1>", Line("x"), "<0>"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        constexpr std::size_t kUnits = 1000;
-        const std::string body = Repeated(row.unit, kUnits) + row.tail;
+        const std::string body = Repeated(row.unit, 1000) + row.tail;
         const Cost honest = CostOf("\x02" + row.head + "<1000>" + body);
         for (const char* count : {"<1000000>", "<2147483647>", "<4294967295>", "<99999999999999999999>"}) {
             const Cost lying = CostOf("\x02" + row.head + count + body);
-            EXPECT_FALSE(lying.record) << count;
-            EXPECT_LE(lying.bytes, honest.bytes + honest.bytes / 8 + 1024) << count;
+            EXPECT_FALSE(lying.record) << row.head << count;
+            EXPECT_LE(lying.bytes, honest.bytes + honest.bytes / 8 + 1024) << row.head << count;
         }
     }
-    const Cost font = CostOf("\x02<C96><2147483647>" + DataBytes("1234") + "<0>");
-    EXPECT_FALSE(font.record);
-    EXPECT_LE(font.bytes, 8192U);
+    EXPECT_LE(CostOf("\x02<C96><2147483647>" + DataBytes("1234") + "<0>").bytes, 8192U);
 }
 
-TEST(HostileAnswers, FloodsOfSmallFieldsAreBounded) {
+TEST(ProtocolRecord, CostsASmallMultipleOfAnyAnswer) {
     constexpr std::size_t kFlood = std::size_t{4} * 1024 * 1024;
     constexpr std::size_t kMostPerField = 256;
-    for (const char* unit : {"\x02", "\x06", "<>", "<1>", "<C1>", "<H,D>"}) {
-        SCOPED_TRACE(unit);
-        const std::string flood = "\x02<C3>" + Repeated(unit, kFlood / std::string(unit).size());
-        EXPECT_LE(CostOf(flood).bytes, ProtocollFields::kMaxFields * kMostPerField);
-        const Cost few = CostOf(flood.substr(0, 10000));
-        EXPECT_LE(few.bytes, 10000 * kMostPerField);
+    for (const std::string unit : {"\x02", "<>", "<1>", "<H,D>"}) {
+        const std::string flood = "\x02<C3>" + Repeated(unit, kFlood / unit.size());
+        EXPECT_LE(CostOf(flood).bytes, ProtocollFields::kMaxFields * kMostPerField) << unit;
+        EXPECT_LE(CostOf(flood.substr(0, 10000)).bytes, 10000 * kMostPerField) << unit;
     }
-    ProtocollFields fields;
-    EXPECT_EQ(Split(fields, std::string(kFlood, '\x02')), static_cast<int>(ProtocollFields::kMaxFields));
-}
-
-TEST(HostileAnswers, LongTextsCostASmallMultiple) {
     const std::string text(std::size_t{16} * 1024 * 1024, '<');
-    for (const char* head : {"<C2><1>", "<C4><1><0><4>", "<C4><1><1>"})
-        EXPECT_LE(CostOf("\x02" + std::string(head) + Line(text)).bytes, text.size() * 6) << head;
+    for (const std::string head : {"<C2><1>", "<C4><1><0><4>", "<C4><1><1>"})
+        EXPECT_LE(CostOf("\x02" + head + Line(text)).bytes, text.size() * 6) << head;
     EXPECT_LE(CostOf("\x02<C1>" + text + ">").bytes, text.size() * 6);
     EXPECT_LE(CostOf("\x02<C112><U3>" + text + ";>").bytes, text.size() * 6);
 }
 
 // A list that sorts at each identifier, or an element that is compared with all before it, takes minutes
 // here.
-TEST(HostileAnswers, LongListsTakeNoTime) {
+TEST(ProtocolRecord, TakesNoTimeForLongLists) {
     constexpr int kMany = 250000;
     Pieces ids{"<C49>", "<250000>"};
     for (int i = kMany; i > 0; --i) ids.push_back("<" + std::to_string(i) + ">");
