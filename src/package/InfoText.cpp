@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 InfoText::InfoText(const char* text, std::size_t size) : text_(text, strnlen(text, size)) {}
 
@@ -15,6 +16,12 @@ void InfoText::AddP(const char* format, ...) {
     std::vsnprintf(piece.data(), piece.size(), format, arguments);
     va_end(arguments);
     text_ += piece.data();
+}
+
+void InfoText::AddFromFile(std::string_view text) {
+    std::replace_copy_if(
+        text.begin(), text.end(), std::back_inserter(text_),
+        [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; }, ' ');
 }
 
 void InfoText::Rule(char c) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 /// The description of a file while it is put together; only its hand-over to a caller's buffer is bounded.
 class InfoText {
@@ -14,6 +15,10 @@ class InfoText {
     /// Appends by printf rules; one piece holds at most 1023 characters.
     void AddP(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void Add(const char* text) { text_ += text; }
+
+    /// Appends a text that a file brought, with a blank for each control byte: the description goes to a
+    /// terminal, and no file gets to send it commands.
+    void AddFromFile(std::string_view text);
 
     /// Appends a line of 48 times `c`.
     void Rule(char c);

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -78,12 +77,9 @@ void AddFont(std::string_view record, InfoText& text) {
     constexpr std::size_t kNameLength = 16;
     constexpr std::size_t kCodeMark = 26;
     constexpr std::size_t kCode = 37;
-    std::string name(record.substr(kName, kNameLength));
-    name.resize(std::min(name.find('\0'), name.size()));
-    // The description goes to a terminal: no file gets to send it commands.
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; }, ' ');
-    text.AddP("  %s", name.c_str());
+    const std::string_view name = record.substr(kName, kNameLength);
+    text.Add("  ");
+    text.AddFromFile(name.substr(0, name.find('\0')));
     if (record.size() > kCode && record[kCodeMark] == 'N') {
         const int code = static_cast<unsigned char>(record[kCode]);
         text.AddP(" (Code: %d) (Code: %d)", code, code);  // kept: twice
@@ -210,7 +206,8 @@ bool ModuleData::DecodingBufferExtractInfo() {
                                       [&](const Scheme& each) { return each.mode == iEncodingMode; });
     if (scheme != std::end(kSchemes)) {
         const int length = iFileSize - kUnscrambled;
-        const bool inFile = length >= 0 && length <= iModuleLength - kHeaderSize;
+        const bool inFile =
+            iScrambleByte == 0 || (length >= 0 && length <= iModuleLength - kHeaderSize);  // 0: none is read
         if (!inFile || !scheme->descramble(iScrambleByte, pModuleBuffer.get(), kHeaderSize, length)) {
             return Fail("DecodingBufferExtractInfo", scheme->failure);
         }

@@ -1,6 +1,4 @@
 // The description of a package that the front end prints.
-#include <string>
-
 #include "package/InfoText.h"
 #include "package/ModuleData.h"
 #include "package/PSWFile.h"
@@ -29,8 +27,11 @@ void AddIdentity(PSWFile& file, InfoText& info) {
     info.Rule('*');
     info.Rule('*');
     if (const PSWHeaderPrinter* printer = file.GetHeaderPrinter()) {
-        info.AddP("Release PSW:    %s\n", printer->strReleasePSW);
-        info.AddP("Creation Date:  %s\n", printer->strCreationDate);
+        info.Add("Release PSW:    ");
+        info.AddFromFile(printer->strReleasePSW);
+        info.Add("\nCreation Date:  ");
+        info.AddFromFile(printer->strCreationDate);
+        info.Add("\n");
     }
     const auto upgrades = Of<PSWHeaderUpgrade>(file, HTYPE_UPGRADE);
     if (upgrades.size() == 1) {
