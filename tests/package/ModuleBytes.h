@@ -2,86 +2,43 @@
 
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "package/EncryptionMode1.h"
 #include "package/EncryptionPSW.h"
 #include "package/PackageBytes.h"
 
-/// A correct module file, from which a test departs in the points it names.
-class ModuleBytes {
- public:
-    explicit ModuleBytes(Bytes body) : body_(std::move(body)) {}
+/// The header lines of a module file; "#" stands for the right FILE_SIZE.
+inline const std::string kModuleLines =
+    "REL:1.00\nMOD_ID:D\nDATE:070324\nCODE:C1\nFILE_SIZE:#\nFACTORY:f\nNOTE:n\nENMODE:0\n";
 
-    /// Sets the value of a key, or adds the key; a null value takes it out.
-    ModuleBytes& Set(const std::string& key, const char* value) {
-        for (auto line = lines_.begin(); line != lines_.end(); ++line) {
-            if (line->first != key) continue;
-            line = lines_.erase(line);
-            break;
-        }
-        if (value != nullptr) lines_.emplace_back(key, value);
-        return *this;
-    }
-    ModuleBytes& Twice(const std::string& key) {
-        lines_.emplace_back(key, "again");
-        return *this;
-    }
-    ModuleBytes& Key(unsigned char key, int mode) {
-        key_ = key;
-        mode_ = mode;
-        return *this;
-    }
-    ModuleBytes& Mark(char mark) {
-        mark_ = mark;
-        return *this;
-    }
-    ModuleBytes& LineEnd(std::string end) {
-        lineEnd_ = std::move(end);
-        return *this;
-    }
+/// Those lines with one text replaced by another.
+inline std::string EditedLines(const std::string& from, const std::string& to) {
+    std::string lines = kModuleLines;
+    return lines.replace(lines.find(from), from.size(), to);
+}
 
-    /// The whole file. Its size less 12 is what "FILE_SIZE:" says, unless a test has set the key.
-    Bytes File() const {
-        const std::size_t size = 4102 + body_.size() + 18;
-        Bytes file = FromText("HEADER END" + std::string(1, mark_) + "\n");
-        bool sized = false;
-        for (const auto& [key, value] : lines_) {
-            file = file + FromText(key + value + lineEnd_);
-            sized = sized || key == "FILE_SIZE:";
-        }
-        if (!sized) file = file + FromText("FILE_SIZE:" + std::to_string(size - 12) + lineEnd_);
-        file.resize(4102, ' ');
-        file[4101] = key_;
-        file = file + Body();
-        file.resize(size, 0xE7);
-        return WithChecksums(file);
+inline Bytes WithChecksums(const Bytes& file) {
+    std::uint64_t sum = 0;
+    std::uint64_t mixed = 0;
+    for (std::size_t i = 0; i < file.size() - 12; ++i) {
+        sum += file[i + 6];
+        mixed += (i & 0xFFFF) ^ file[i + 6];
     }
+    return With(With(file, file.size() - 4, 2, sum), file.size() - 2, 2, mixed);
+}
 
-    static Bytes WithChecksums(Bytes file) {
-        std::uint64_t sum = 0;
-        std::uint64_t mixed = 0;
-        for (std::size_t i = 0; i < file.size() - 12; ++i) {
-            sum += file[i + 6];
-            mixed += (i & 0xFFFF) ^ file[i + 6];
-        }
-        return With(With(file, file.size() - 4, 2, sum), file.size() - 2, 2, mixed);
-    }
-
- private:
-    Bytes Body() const {
-        Bytes body = body_;
-        const auto length = static_cast<int>(body.size());
-        if (mode_ == 1) EncryptionMode1::EncryptionBuffer(key_, body.data(), 0, length);
-        if (mode_ == 0) EncryptionPSW::EncryptionBuffer(key_, body.data(), 0, length);
-        return body;
-    }
-
-    std::vector<std::pair<std::string, std::string>> lines_ = {
-        {"REL:", "1.00"}, {"MOD_ID:", "D"}, {"DATE:", "070324"}, {"CODE:", "C1"}};
-    Bytes body_;
-    unsigned char key_ = 0;
-    int mode_ = -1;
-    char mark_ = 'B';
-    std::string lineEnd_ = "\n";
-};
+/// A module file of these lines, its body scrambled with `key` by the scheme of mode 0 or 1.
+inline Bytes Module(std::string lines, Bytes body = {}, unsigned char key = 0, int mode = 0,
+                    char mark = 'B') {
+    const auto scramble = mode == 1 ? EncryptionMode1::EncryptionBuffer : EncryptionPSW::EncryptionBuffer;
+    scramble(key, body.data(), 0, static_cast<int>(body.size()));
+    const std::size_t size = 4102 + body.size() + 18;
+    const std::size_t fileSize = lines.find('#');
+    if (fileSize != std::string::npos) lines.replace(fileSize, 1, std::to_string(size - 12));
+    Bytes file = FromText("HEADER END" + (mark + ("\n" + lines)));
+    file.resize(4101, ' ');
+    file.push_back(key);
+    file = std::move(file) + body;
+    file.resize(size, 0xE7);
+    return WithChecksums(file);
+}

@@ -16,9 +16,7 @@ inline Bytes FromText(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-/// Bytes or lines, one behind the other.
-template <class Item>
-std::vector<Item> operator+(std::vector<Item> left, const std::vector<Item>& right) {
+inline Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
 }
@@ -27,23 +25,32 @@ inline ByteView View(const Bytes& bytes) {
     return {bytes.data(), bytes.size()};
 }
 
+/// The `length` bytes from `start`, all of which must be there.
+inline Bytes Slice(const Bytes& bytes, std::size_t start, std::size_t length) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(start);
+    return {begin, begin + static_cast<std::ptrdiff_t>(length)};
+}
+
+/// Bytes of which hardly two neighbours or two runs of 256 are alike.
+inline Bytes Counting(std::size_t size) {
+    Bytes bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256);
+    return bytes;
+}
+
 /// A header record of 32 bytes: the marker, then zeros.
 inline Bytes Record(char marker) {
-    Bytes record(32, 0);
-    record[0] = static_cast<unsigned char>(marker);
-    return record;
+    return FromText(marker + std::string(31, '\0'));
 }
 
 /// Writes `value` big-endian over `width` bytes at `offset`.
 inline Bytes With(Bytes bytes, std::size_t offset, std::size_t width, std::uint64_t value) {
-    for (std::size_t i = 0; i < width; ++i) {
-        bytes.at(offset + i) = static_cast<unsigned char>(value >> (8 * (width - 1 - i)) & 0xFF);
-    }
+    for (; width > 0; value >>= 8) bytes.at(offset + --width) = static_cast<unsigned char>(value & 0xFF);
     return bytes;
 }
 
 inline Bytes PrinterRecord(bool newForm, unsigned char key = 0) {
-    Bytes record = With(With(Record('P'), 23, 1, key), 24, 1, newForm ? '2' : '1');
+    const Bytes record = With(With(Record('P'), 23, 1, key), 24, 1, newForm ? '2' : '1');
     return With(With(record, 11, 3, 0x313233), 14, 6, 0x303730333234);  // release 123, date 070324
 }
 
@@ -65,7 +72,7 @@ inline Bytes OldBin(const Bytes& payload) {
     return With(Bytes{'@', 0, 0, 0, 2, 0, 0, 16}, 1, 3, payload.size()) + payload;
 }
 
-/// A file of these bytes in the temporary directory for as long as the object lives.
+/// A file of these bytes in the temporary directory for as long as the object lives; one at a time.
 class TemporaryFile {
  public:
     explicit TemporaryFile(const Bytes& bytes) {

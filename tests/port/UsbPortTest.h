@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,17 +20,33 @@ class UsbPortTest : public testing::Test {
         return look;
     }
 
-    /// A child that performs the operations.
-    static std::vector<std::string> Command(std::vector<std::string> operations) {
-        operations.insert(operations.begin(), USB_CHILD);
-        return operations;
+    /// A child that performs the operations, the words of a line.
+    static std::vector<std::string> Command(const std::string& operations) {
+        std::vector<std::string> command{USB_CHILD};
+        std::istringstream words(operations);
+        for (std::string word; words >> word;) command.push_back(word);
+        return command;
     }
 
     /// What a child printed, which has to end with `status`.
-    std::string Run(const std::vector<std::string>& operations, int status = 0) const {
+    std::string Run(const std::string& operations, int status = 0) const {
         ChildProcess child(Command(operations), bus.ChildEnvironment());
         EXPECT_EQ(child.WaitForEnd(20000), status) << child.Output();
         return child.Output();
+    }
+
+    static void ExpectInOrder(const std::string& output, const std::vector<std::string>& texts) {
+        std::size_t at = 0;
+        for (const std::string& text : texts) {
+            const std::size_t found = output.find(text, at);
+            ASSERT_NE(found, std::string::npos) << text << "\nis not in its place in\n" << output;
+            at = found + text.size();
+        }
+    }
+
+    /// A child that performs the operations prints these texts in this order.
+    void Expect(const std::string& operations, const std::vector<std::string>& texts, int status = 0) const {
+        ExpectInOrder(Run(operations, status), texts);
     }
 
     simulator::UsbBus bus;

@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -35,50 +33,35 @@ class PrintingClock final : public Clock {
     }
 };
 
-class Operations {
+class UsbChild {
  public:
-    explicit Operations(std::vector<std::string> words) : words_(words.begin(), words.end()) {}
+    explicit UsbChild(char** words) : words_(words) {}
 
     int Run() {
-        while (!words_.empty()) {
+        while (*words_ != nullptr) {
             const std::string name = Word();
-            const auto operation = table_.find(name);
-            if (operation == table_.end()) {
-                std::printf("unknown operation %s\n", name.c_str());
-                return 2;
-            }
-            const long result = operation->second();
+            const long result = operations_.at(name)();
             std::printf("%s=%ld [%s]\n", name.c_str(), result, port_->szLastError);
         }
+        std::printf("end\n");
         return 0;
     }
 
  private:
-    std::string Word() {
-        std::string word = words_.empty() ? "" : words_.front();
-        if (!words_.empty()) words_.pop_front();
-        return word;
-    }
-    unsigned int Number() { return static_cast<unsigned int>(std::strtoul(Word().c_str(), nullptr, 0)); }
+    const char* Word() { return *words_ == nullptr ? "" : *words_++; }
+    unsigned int Number() { return static_cast<unsigned int>(std::strtoul(Word(), nullptr, 0)); }
 
-    long NewPort() {
-        port_ = std::make_unique<CComPortUsb>(static_cast<int>(Number()));
-        return 1;
-    }
     long Init() {
-        const std::string pid = Word();
-        return port_->Init(pid.c_str(), Word().c_str());
+        const char* const pid = Word();
+        return port_->Init(pid, Word());
     }
     long InitWithVid() {
-        const std::string vid = Word();
-        const std::string pid = Word();
-        return port_->InitWithVid(vid.c_str(), pid.c_str(), Word().c_str());
+        const char* const vid = Word();
+        const char* const pid = Word();
+        return port_->InitWithVid(vid, pid, Word());
     }
-    long Write() {
-        const std::string text = Word();
-        return WriteBytes({text.begin(), text.end()});
-    }
-    long WriteBytes(const std::vector<unsigned char>& bytes) {
+    long Write(const std::string& text) {
+        const std::vector<unsigned char> bytes(text.begin(), text.end());
         unsigned int err = 9;
         const unsigned int sent = port_->Write(bytes.data(), static_cast<unsigned int>(bytes.size()), &err);
         std::printf("err %u\n", err);
@@ -101,10 +84,9 @@ class Operations {
     }
     /// list <bytes of the buffers> <vendor, or "-" for none>
     long List() {
-        const unsigned int size = Number();
+        std::vector<char> list(Number(), 'x');
+        std::vector<char> error(list.size(), '\0');
         const std::string vid = Word();
-        std::vector<char> list(size, 'x');
-        std::vector<char> error(size, '\0');
         const bool result = CComPortUsb::GetDeviceList(list.data(), list.size(), error.data(), error.size(),
                                                        vid == "-" ? nullptr : vid.c_str());
         std::printf("error [%s]\n{%s}\n", error.data(), list.data());
@@ -112,50 +94,47 @@ class Operations {
     }
     /// Waits until the list has the line.
     long Await() {
-        const std::string line = Word() + "\n";
+        const std::string line = Word();
         Clock* const clock = &Clock::Get();
         Clock::Install(nullptr);
         std::vector<char> list(8192);
         bool seen = false;
         for (int attempt = 0; attempt < 2000 && !seen; ++attempt) {
             CComPortUsb::GetDeviceList(list.data(), list.size(), nullptr, 0, line.substr(0, 4).c_str());
-            seen = std::strstr(list.data(), line.c_str()) != nullptr;
+            seen = std::string(list.data()).find(line + "\n") != std::string::npos;
             if (!seen) SleepMs(5);
         }
         Clock::Install(clock);
         return seen;
     }
-    long OpenNodes() {
-        long nodes = 0;
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    /// The devices that this program has open.
+    static long OpenNodes() {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::count_if(begin(all), end(all), [](const auto& entry) {
             std::error_code ignored;
-            if (std::filesystem::read_symlink(entry.path(), ignored).string().find("/bus/usb/") !=
-                std::string::npos)
-                ++nodes;
-        }
-        return nodes;
+            const std::string path = std::filesystem::read_symlink(entry.path(), ignored);
+            return path.find("/bus/usb/") != std::string::npos;
+        });
     }
     /// Leaves this program two file descriptors more than it has open.
     static long Starve() {
         const int next = dup(STDIN_FILENO);
         ::close(next);
-        const auto limit = static_cast<rlim_t>(next) + 2;
-        const rlimit limits{limit, limit};
+        const rlimit limits{static_cast<rlim_t>(next) + 2, static_cast<rlim_t>(next) + 2};
         return setrlimit(RLIMIT_NOFILE, &limits) == 0;
     }
     long Show() {
-        std::printf("in %02x out %02x claimed %d held %d\n", port_->uiEpIn, port_->uiEpOut,
-                    port_->bClaimed ? 1 : 0, port_->bListHeld ? 1 : 0);
+        std::printf("in %02x out %02x\n", port_->uiEpIn, port_->uiEpOut);
         return port_->DumpPortInfo();
     }
 
-    std::deque<std::string> words_;
+    char** words_;
     std::unique_ptr<CComPortUsb> port_ = std::make_unique<CComPortUsb>(1);
-    const std::map<std::string, std::function<long()>> table_{
-        {"multiplier", [this] { return NewPort(); }},
+    const std::map<std::string, std::function<long()>> operations_{
+        {"multiplier", [this] { return port_->iTimeMultiplier = static_cast<int>(Number()), 1; }},
         {"init", [this] { return Init(); }},
         {"init-vid", [this] { return InitWithVid(); }},
-        {"init-vendor", [this] { return port_->InitWithVid(Word().c_str()); }},
+        {"init-vendor", [this] { return port_->InitWithVid(Word()); }},
         {"find", [this] { return port_->FindDevice("F0F0", "0205", 1); }},
         {"open", [this] { return port_->Open(); }},
         {"close", [this] { return port_->Close(); }},
@@ -167,13 +146,13 @@ class Operations {
         {"find-place", [this] { return port_->RestoreAddrNumFrmLocatio(); }},
         {"packet", [this] { return port_->SetWPacketSize(Number()), 1; }},
         {"timeout", [this] { return port_->uiTimeoutRX = port_->uiTimeoutTX = Number(), 1; }},
-        {"write", [this] { return Write(); }},
-        {"write-zeros", [this] { return WriteBytes(std::vector<unsigned char>(Number())); }},
+        {"write", [this] { return Write(Word()); }},
+        {"zeros", [this] { return Write(std::string(Number(), '\0')); }},
         {"read", [this] { return Read(); }},
         {"control", [this] { return Control(); }},
         {"list", [this] { return List(); }},
         {"await", [this] { return Await(); }},
-        {"nodes", [this] { return OpenNodes(); }},
+        {"nodes", [] { return OpenNodes(); }},
         {"starve", [] { return Starve(); }},
         {"show", [this] { return Show(); }},
     };
@@ -181,13 +160,12 @@ class Operations {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int /*argc*/, char** argv) {
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 0));
     PrintingClock clock;
     Clock::Install(&clock);
     Log::SetLogEnable(1, true);
-    const int status = Operations({argv + 1, argv + argc}).Run();
-    std::printf("end\n");
+    const int status = UsbChild(argv + 1).Run();
     Clock::Install(nullptr);
     return status;
 }
