@@ -86,17 +86,17 @@ TEST(CommandLine, EchoesWhatItTookCutToItsLength) {
 TEST(CommandLine, FileNames) {
     // 1 a module, 0 a package, -1 refused
     const auto kind = [](const std::string& name, bool create = true) {
-        const std::string path = testing::TempDir() + name;
-        if (create) std::ofstream(path) << "x";
+        if (create) std::ofstream(name) << "x";
         int isMod = -1;
-        const bool accepted = parse_filename(path.c_str(), &isMod);
-        std::remove(path.c_str());
+        const bool accepted = parse_filename(name.c_str(), &isMod);
+        std::remove(name.c_str());
         return accepted ? isMod : -1;
     };
+    ASSERT_EQ(chdir(testing::TempDir().c_str()), 0);
     for (const char* name : {"a.mod", "a.Mod", "a.MOD"}) EXPECT_EQ(kind(name), 1) << name;
     for (const char* name : {"a.psw", "a.Psw", "a.PSW", "a.pfw", "a.Pfw", "a.PFW"})
         EXPECT_EQ(kind(name), 0) << name;
-    for (const char* name : {"a.mOd", "a.pSw", "a.PfW", "a.psw ", "a.psw.bak", "psw"})
+    for (const char* name : {".psw", "a.mOd", "a.pSw", "a.PfW", "a.psw ", "a.psw.bak", "psw"})
         EXPECT_EQ(kind(name), -1) << name;
     EXPECT_EQ(kind("missing.psw", false), -1);
 }

@@ -20,12 +20,8 @@ struct EngineRow {
 };
 
 constexpr EngineRow kEngines[] = {
-    {1, Make<UpgradePrinter_ModeU1>},
-    {2, Make<UpgradePrinter_ModeU2>},
-    {3, Make<UpgradePrinter_ModeU3>},
-    {4, Make<UpgradePrinter_ModeU4>},
-    {5, Make<UpgradePrinter_ModeU5>},
-    {6, Make<UpgradePrinter_ModeU6>},
+    {1, Make<UpgradePrinter_ModeU1>}, {2, Make<UpgradePrinter_ModeU2>}, {3, Make<UpgradePrinter_ModeU3>},
+    {4, Make<UpgradePrinter_ModeU4>}, {5, Make<UpgradePrinter_ModeU5>}, {6, Make<UpgradePrinter_ModeU6>},
 };
 
 }  // namespace
