@@ -55,7 +55,7 @@ bool BootChip::Obeys(int command, std::uint64_t now) {
 void BootChip::Answer(Bytes answer, std::uint64_t now) {
     const std::uint64_t due = now + options_.answerMs + extraMs_;
     answers_.Add(std::move(answer), due, false);
-    if (finishing_ && leaveAt_ == kNever) leaveAt_ = due + options_.leaveMs;
+    if (finishing_) LeaveAfter(due);
 }
 
 }  // namespace simulator

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <map>
 #include <string>
@@ -69,6 +70,8 @@ class BootChip : public BootDevice {
     void Violation(const std::string& text) { violations_.push_back(text); }
     /// The chip leaves its boot loader a while after the answer that follows.
     void Finish() { finishing_ = true; }
+    /// The chip leaves its boot loader a while after `now`.
+    void LeaveAfter(std::uint64_t now) { leaveAt_ = std::min(leaveAt_, now + options_.leaveMs); }
 
     /// Counts the command and plays the fault that is due. True when the chip is to do what it is told.
     bool Obeys(int command, std::uint64_t now);

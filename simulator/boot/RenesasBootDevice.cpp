@@ -84,9 +84,8 @@ RenesasBootDevice::RenesasBootDevice(RenesasBootOptions options)
       flash_(boot_.flashSize, 0xFF) {}
 
 void RenesasBootDevice::ConnectionChanged(bool connected, std::uint64_t now) {
-    static_cast<void>(connected);
-    static_cast<void>(now);
     received_.clear();
+    if (!connected && locked_ && boot_.userRestarts) LeaveAfter(now);
 }
 
 /// The size of the command at the front of what was received; 0 while that cannot be said.

@@ -12,6 +12,7 @@ struct RenesasBootOptions : BootChipOptions {
     bool newDialect = false;               ///< refuses the first security command and wants the second
     unsigned unitSize = 256;               ///< bytes of one programming unit
     std::uint32_t flashSize = 512 * 1024;  ///< of the user area, which ends at FFFFFFFF
+    bool userRestarts = false;             ///< a user switches it off and on once it is locked and let go of
 };
 
 /// The boot loader of a Renesas chip: takes its commands in their order only, checks each byte, address and

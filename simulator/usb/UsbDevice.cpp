@@ -110,6 +110,11 @@ void UsbDevice::QueueIn(const Bytes& data) {
     Pump();
 }
 
+bool UsbDevice::IsHeardLater() const {
+    const Lock lock(*mutex_);
+    return claimedBy_ != nullptr && !input_.empty();
+}
+
 void UsbDevice::Disconnect() {
     const Lock lock(*mutex_);
     gone_ = true;

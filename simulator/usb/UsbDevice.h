@@ -44,6 +44,9 @@ class UsbDevice : public std::enable_shared_from_this<UsbDevice> {
     /// Says `data` as one transfer.
     void QueueIn(const Bytes& data);
 
+    /// Whether a host that has interface 0 has not fetched yet all that was said.
+    bool IsHeardLater() const;
+
     /// What the host did to interfaces and kernel drivers, in order ("detach 0", "claim 0", "release 0").
     std::vector<std::string> Log() const;
 

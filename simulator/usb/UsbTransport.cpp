@@ -16,6 +16,9 @@ using Lock = std::unique_lock<std::recursive_mutex>;
 /// transport may have changed its mind.
 constexpr unsigned int kLongestWaitMs = 20;
 
+/// What a host that is slow by the model's clock gets to fetch what a leaving device has said to it.
+constexpr std::uint64_t kGraceMs = 30000;
+
 }  // namespace
 
 UsbTransport::UsbTransport(UsbBus& bus, DeviceModel& model, UsbDescription look)
@@ -71,7 +74,10 @@ std::uint64_t UsbTransport::Turn() {
 
 void UsbTransport::FollowIdentity(std::uint64_t now) {
     const std::optional<UsbIdentity> identity = model_.OnUsb(now);
-    if (device_ != nullptr && identity != device_->Description().identity) Unplug();
+    const bool leaves = device_ != nullptr && identity != device_->Description().identity;
+    leaveAt_ = leaves ? std::min(leaveAt_, now) : DeviceModel::kNever;
+    const bool lingers = leaves && device_->IsHeardLater() && now - leaveAt_ < kGraceMs;
+    if (leaves && !lingers) Unplug();
     if (device_ == nullptr && identity) PlugIn(*identity);
 }
 

@@ -41,6 +41,7 @@ class UsbTransport {
     DeviceModel& model_;
     UsbDescription look_;
     std::shared_ptr<UsbDevice> device_;
+    std::uint64_t leaveAt_ = DeviceModel::kNever;  ///< since when the model wants to leave the bus
     int plugged_ = 0;
     bool stop_ = true;
     std::condition_variable_any changed_;

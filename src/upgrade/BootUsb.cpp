@@ -55,15 +55,16 @@ void BootUsb::Install(BootUsb* usb) {
 
 std::string BootUsb::WaitForDevice(const char* vid, std::int64_t limitMs) {
     const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
-    // The turns are counted too: a clock that cannot be read must not make the wait endless.
+    // The turns are counted too: a clock that cannot be read, or is set back, neither makes the wait endless
+    // nor ends it.
     for (std::int64_t turnsMs = 0;; turnsMs += kTurnMs) {
         std::string list;
         if (Get().ListDevices(vid, list)) {
             std::string name = FirstLine(list);
             if (!name.empty()) return name;
         }
-        const std::uint64_t passed = GenericFunctions::GetCurrentTimeMsec() - began;
-        if (limitMs <= turnsMs || passed >= static_cast<std::uint64_t>(limitMs)) return {};
+        const auto passed = static_cast<std::int64_t>(GenericFunctions::GetCurrentTimeMsec() - began);
+        if (limitMs <= turnsMs || passed >= limitMs) return {};
         SleepMs(kTurnMs);
     }
 }

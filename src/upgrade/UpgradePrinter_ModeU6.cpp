@@ -106,8 +106,8 @@ bool UpgradePrinter_ModeU6::SendRecord(BootPort& boot, const unsigned char* reco
         Log::WriteLog(kTag, "Read FW Release Error");  // kept: the text of the release inquiries
         return false;
     }
-    if (size < kAcknowledged.size() ||
-        !std::equal(kAcknowledged.begin(), kAcknowledged.end(), answer.begin())) {
+    // Kept: a shorter answer is judged with the zeros of the buffer behind it.
+    if (!std::equal(kAcknowledged.begin(), kAcknowledged.end(), answer.begin())) {
         Log::WriteLog(kTag, "Silicon Laboratory answer Error NACK");
         return false;
     }

@@ -43,14 +43,12 @@ class SerialCarrier final : public Carrier {
 class UsbCarrier final : public Carrier {
  public:
     UsbCarrier(simulator::UsbBus& bus, simulator::DeviceModel& model, const simulator::UsbDescription& look)
-        : bus_(bus), transport_(bus, model, look) {
+        : transport_(bus, model, look) {
         transport_.Start();
     }
     std::vector<std::string> Words() const override { return {"-t", "usb", "-d", "ANY"}; }
-    ChildProcess::Environment Environment() const override { return bus_.ChildEnvironment(); }
 
  private:
-    simulator::UsbBus& bus_;
     simulator::UsbTransport transport_;
 };
 
@@ -107,8 +105,9 @@ Printer::Printer(const simulator::PrinterOptions& options, const simulator::UsbD
             break;
         case simulator::Line::Usb:
             carrier_ = std::make_unique<UsbCarrier>(bus_.emplace(), shared_, look);
-            break;
+            return;
     }
+    if (options.bootDevice) bootCarrier_ = std::make_unique<UsbCarrier>(bus_.emplace(), shared_, look);
 }
 
 RunResult Printer::Run(std::vector<std::string> words) {
@@ -116,7 +115,7 @@ RunResult Printer::Run(std::vector<std::string> words) {
         const std::vector<std::string> port = carrier_->Words();
         words.insert(words.end(), port.begin(), port.end());
     }
-    return RunProgram(words, carrier_->Environment(), start_);
+    return RunProgram(words, bus_ ? bus_->ChildEnvironment() : ChildProcess::Environment{}, start_);
 }
 
 bool Printer::WaitUntil(const std::function<bool(const simulator::PrinterModel&)>& holds) {

@@ -54,21 +54,22 @@ struct Start {
 RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment = {},
                      const Start& start = {});
 
-/// Carries a printer model to the program: which words name it, and what the program needs around it.
+/// Carries a printer model to the program.
 class Carrier {
  public:
     Carrier() = default;
     Carrier(const Carrier&) = delete;
     Carrier& operator=(const Carrier&) = delete;
     virtual ~Carrier() = default;
+    /// The words that name the model's port.
     virtual std::vector<std::string> Words() const = 0;
-    virtual ChildProcess::Environment Environment() const { return {}; }
 };
 
 /// A simulated printer on its line, running until the object goes. One at a time.
 class Printer {
  public:
-    /// `look` is that of a printer on USB, which has a bus of its own.
+    /// A printer on USB, and one with a boot device, has a bus of its own; `look` is how it shows itself
+    /// there.
     explicit Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look = {},
                      const Start& start = {});
 
@@ -79,7 +80,7 @@ class Printer {
     /// The device as `-d` takes it.
     std::string Device() const { return carrier_->Words().back(); }
 
-    /// The bus of a printer on USB, for what else is plugged in.
+    /// The bus of a printer that has one, for what else is plugged in.
     simulator::UsbBus& Bus() { return bus_.value(); }
 
     /// Reads the model while no transport uses it.
@@ -101,6 +102,7 @@ class Printer {
     simulator::SynchronizedModel shared_{model_};
     std::optional<simulator::UsbBus> bus_;
     std::unique_ptr<Carrier> carrier_;
+    std::unique_ptr<Carrier> bootCarrier_;  ///< of a boot device whose printer is not on USB
 };
 
 /// A file in the test's own folder, removed with the object.
