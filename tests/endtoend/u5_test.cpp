@@ -176,8 +176,8 @@ TEST(U5, APackageOfFewerThanThreeBanksIsRefusedBeforeAnythingIsSent) {
 struct AnswerCase {
     const char* name;
     Line line;
+    int bank;  ///< the data bank whose answer it is, from 1
     Fault fault;
-    int bank;           ///< the data bank whose answer it is, from 1
     const char* line1;  ///< null: the bank counts as programmed
 };
 
@@ -216,20 +216,20 @@ TEST_P(U5Answers, DecideWhetherTheNextBankFollows) {
 }
 
 const AnswerCase kAnswers[] = {
-    {"WrongIdentifier", Line::Serial, Fault::Says(Exchange::DataBank, {0x33}), 1,
+    {"WrongIdentifier", Line::Serial, 1, Fault::Says(Exchange::DataBank, {0x33}),
      "Answer Error(0x33) : ID Module Error"},
-    {"EraseErrorOfTheSecond", Line::Ethernet, Fault::Says(Exchange::DataBank, {0x88}), 2,
+    {"EraseErrorOfTheSecond", Line::Ethernet, 2, Fault::Says(Exchange::DataBank, {0x88}),
      "Answer Error(0x88) : Clear Flash Error"},
-    {"FlashError", Line::Usb, Fault::Says(Exchange::DataBank, {0x00, 0x77, 0x33}), 1,
+    {"FlashError", Line::Usb, 1, Fault::Says(Exchange::DataBank, {0x00, 0x77, 0x33}),
      "Answer Error(0x77) : Program Flash Error"},
-    {"OwnChecksumError", Line::Serial, Fault::Says(Exchange::DataBank, {0x99}), 2,
+    {"OwnChecksumError", Line::Serial, 2, Fault::Says(Exchange::DataBank, {0x99}),
      "Answer Error(0x99) : Generic Error"},
-    {"ModulesChecksumErrorIsNone", Line::Serial, Portions({{0x95}, {0x95, 0x12}, {0xAA}}), 1, nullptr},
-    {"InPortionsOnUsb", Line::Usb, Portions({{0x95}, {0xAA}}), 2, nullptr},
-    {"Late", Line::Ethernet, Fault::Late(Exchange::DataBank, 30000), 2, nullptr},
-    {"NeverOnSerial", Line::Serial, Fault::Silence(Exchange::DataBank), 1, "Wait Answer Error"},
-    {"NeverOnEthernet", Line::Ethernet, Fault::Silence(Exchange::DataBank), 2, "Wait Answer Error"},
-    {"NeverOnUsb", Line::Usb, Fault::Silence(Exchange::DataBank), 1, "Wait Answer Error"},
+    {"ModulesChecksumErrorIsNone", Line::Serial, 1, Portions({{0x95}, {0x95, 0x12}, {0xAA}}), nullptr},
+    {"InPortionsOnUsb", Line::Usb, 2, Portions({{0x95}, {0xAA}}), nullptr},
+    {"Late", Line::Ethernet, 2, Fault::Late(Exchange::DataBank, 30000), nullptr},
+    {"NeverOnSerial", Line::Serial, 1, Fault::Silence(Exchange::DataBank), "Wait Answer Error"},
+    {"NeverOnEthernet", Line::Ethernet, 2, Fault::Silence(Exchange::DataBank), "Wait Answer Error"},
+    {"NeverOnUsb", Line::Usb, 1, Fault::Silence(Exchange::DataBank), "Wait Answer Error"},
 };
 
 INSTANTIATE_TEST_SUITE_P(U5, U5Answers, testing::ValuesIn(kAnswers), testing::PrintToStringParamName());
