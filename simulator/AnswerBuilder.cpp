@@ -1,7 +1,5 @@
 #include "simulator/AnswerBuilder.h"
 
-#include <numeric>
-
 namespace simulator {
 
 namespace {
@@ -31,22 +29,6 @@ AnswerBuilder& AnswerBuilder::Line(const std::string& text) {
     return *this;
 }
 
-AnswerBuilder& AnswerBuilder::Data(const Bytes& payload) {
-    Append("<DATABYTES>");
-    bytes_.insert(bytes_.end(), payload.begin(), payload.end());
-    Append("</DATABYTES>");
-    return *this;
-}
-
-AnswerBuilder& AnswerBuilder::Control(unsigned char byte) {
-    bytes_.push_back(byte);
-    return *this;
-}
-
-AnswerBuilder& AnswerBuilder::Sum() {
-    return Number(std::accumulate(bytes_.begin() + 1, bytes_.end(), 0ULL) & 0xFF);
-}
-
 Bytes AnswerBuilder::Frame() const {
     Bytes frame = bytes_;
     frame.push_back(kEndOfText);
@@ -55,8 +37,8 @@ Bytes AnswerBuilder::Frame() const {
 
 Bytes AnswerBuilder::Refusal(int request, int code) {
     AnswerBuilder answer(request);
-    answer.Control(kRefused);
-    if (code >= 0) answer.Field("ERR" + std::to_string(code));
+    answer.bytes_.push_back(kRefused);
+    answer.Field("ERR" + std::to_string(code));
     return answer.Frame();
 }
 

@@ -19,16 +19,11 @@ class AnswerBuilder {
     AnswerBuilder& Number(unsigned long long value);
     /// A text line with its ending zero byte.
     AnswerBuilder& Line(const std::string& text);
-    AnswerBuilder& Data(const Bytes& payload);
-    /// A control byte (06 or 15).
-    AnswerBuilder& Control(unsigned char byte);
-    /// The byte sum of all from the tag on, as the last field of the answers that carry one.
-    AnswerBuilder& Sum();
 
     /// The answer with its ETX.
     Bytes Frame() const;
 
-    /// A refusal: NACK and, unless negative, an error code.
+    /// A refusal: NACK and an error code.
     static Bytes Refusal(int request, int code);
 
  private:

@@ -34,7 +34,6 @@ class BankReceiver {
 
     /// The banks, one after another.
     const Bytes& Data() const { return data_; }
-    unsigned char First() const { return first_; }
     std::size_t Banks() const { return banks_; }
 
  private:

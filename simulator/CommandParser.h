@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstdint>
-
-#include "simulator/DeviceModel.h"
+#include "simulator/PrinterOptions.h"
 
 namespace simulator {
 
@@ -12,14 +10,7 @@ enum class Request {
     None,        ///< they begin none
     Cancel,
     Select,
-    Status,
-    ExtendedStatus,
-    Release,
-    ProtocolVersion,
-    SetupHeader,
-    DataAvailable,
-    UpgradeInfo,
-    ModulesList,
+    Inquiry,       ///< `Asked()` tells which
     StartBanks,    ///< 4 bytes: first and last bank at 2 and 3
     ProgramBanks,  ///< 8 bytes; it has its place only behind the banks
     BootRenesas,
@@ -29,15 +20,17 @@ enum class Request {
 /// Cuts the host's bytes into requests.
 class CommandParser {
  public:
-    /// Takes one byte more. After any result but Incomplete, `Bytes()` holds what came and `Clear` has to
+    /// Takes one byte more. After any result but Incomplete, `Collected()` holds what came and `Clear` has to
     /// follow.
     Request Take(unsigned char byte);
 
+    Exchange Asked() const { return asked_; }
     const Bytes& Collected() const { return bytes_; }
     void Clear() { bytes_.clear(); }
 
  private:
     Bytes bytes_;
+    Exchange asked_ = Exchange::Status;
 };
 
 }  // namespace simulator

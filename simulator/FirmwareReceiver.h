@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "simulator/BankReceiver.h"
 #include "simulator/PrinterOptions.h"

@@ -20,29 +20,6 @@ constexpr unsigned char kModuleSumsWrong = 0x95;
 constexpr unsigned char kModuleWrong = 0x44;
 const std::string kBootEntered = "BOOT_RST";
 
-std::optional<Exchange> InquiryOf(Request request) {
-    switch (request) {
-        case Request::Status:
-            return Exchange::Status;
-        case Request::ExtendedStatus:
-            return Exchange::ExtendedStatus;
-        case Request::Release:
-            return Exchange::Release;
-        case Request::ProtocolVersion:
-            return Exchange::ProtocolVersion;
-        case Request::SetupHeader:
-            return Exchange::SetupHeader;
-        case Request::DataAvailable:
-            return Exchange::DataAvailable;
-        case Request::UpgradeInfo:
-            return Exchange::UpgradeInfo;
-        case Request::ModulesList:
-            return Exchange::ModulesList;
-        default:
-            return std::nullopt;
-    }
-}
-
 bool Programs(const Fault* fault) {
     if (fault == nullptr || fault->ownAnswer || fault->cutAfter) return true;
     return std::any_of(fault->answers.begin(), fault->answers.end(), [](const Bytes& answer) {
@@ -332,7 +309,6 @@ void PrinterModel::Violation(std::uint64_t now, const std::string& text) {
 }
 
 void PrinterModel::Event(std::uint64_t now, const std::string& text) {
-    events_.push_back(text);
     if (options_.onEvent) options_.onEvent(now, text);
 }
 
@@ -347,8 +323,10 @@ std::vector<std::string> PrinterModel::Violations() const {
 // Requests
 
 void PrinterModel::OnRequest(Request request, std::uint64_t now) {
-    if (const auto inquiry = InquiryOf(request)) return OnInquiry(*inquiry, now);
     switch (request) {
+        case Request::Inquiry:
+            OnInquiry(parser_.Asked(), now);
+            break;
         case Request::Cancel:
             answers_.DropInquiries();
             break;

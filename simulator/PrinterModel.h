@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,7 +39,6 @@ class PrinterModel final : public DeviceModel {
     /// What the host did that a printer would not have stood, the boot device's part included. Tests expect
     /// none.
     std::vector<std::string> Violations() const;
-    const std::vector<std::string>& Events() const { return events_; }
     /// The firmware last programmed, all banks in order; empty before.
     const Bytes& FlashImage() const { return firmware_.Flash(); }
     /// The modules programmed, each as it was sent, in order.
@@ -118,7 +116,6 @@ class PrinterModel final : public DeviceModel {
     std::vector<Bytes> modules_;
     std::unique_ptr<BootDevice> boot_;
     std::vector<std::string> violations_;
-    std::vector<std::string> events_;
 };
 
 }  // namespace simulator

@@ -16,6 +16,7 @@ namespace {
 
 const std::string kReleaseMark = "FIRMWARE ";
 constexpr char kRecordStart = '$';
+constexpr std::uint32_t kFirmwareVariant = 7;
 
 /// Bytes that look like nothing in particular and are the same each time.
 class Noise {
@@ -127,22 +128,22 @@ bool IsAfterFirmware(char letter) {
 
 }  // namespace
 
-Bytes MakeFirmware(const std::string& release, std::size_t size, std::uint32_t variant) {
+Bytes MakeFirmware(const std::string& release, std::size_t size) {
     Bytes firmware;
     Append(firmware, kReleaseMark + Pointed(release) + "\n");
     const std::size_t named = firmware.size();
     firmware.resize(size);
-    Noise(variant).Fill(firmware, named);
+    Noise(kFirmwareVariant).Fill(firmware, named);
     return firmware;
 }
 
-Bytes MakeRecords(const std::string& release, unsigned records, std::uint32_t variant) {
-    Noise noise(variant);
+Bytes MakeRecords(const std::string& release, unsigned records) {
+    Noise noise(kFirmwareVariant);
     Bytes all;
     for (unsigned i = 0; i < records; ++i) {
         constexpr unsigned char kFirst[] = {62, 63, 0, 253};
         const std::size_t n = i < sizeof kFirst ? kFirst[i] : 1U + noise.Next() % 253U;
-        Bytes content = i == 0 ? MakeFirmware(release, n, variant) : Bytes(n);
+        Bytes content = i == 0 ? MakeFirmware(release, n) : Bytes(n);
         if (i != 0) noise.Fill(content, 0);
         all.push_back(kRecordStart);
         all.push_back(static_cast<unsigned char>(n));
@@ -164,20 +165,6 @@ std::string ReleaseOf(const Bytes& firmware) {
     const std::size_t end = start.find('\n');
     if (start.rfind(kReleaseMark, 0) != 0 || end == std::string::npos) return {};
     return start.substr(kReleaseMark.size(), end - kReleaseMark.size());
-}
-
-std::vector<Bytes> SplitRecords(const Bytes& firmware) {
-    std::vector<Bytes> records;
-    std::size_t at = 0;
-    while (at < firmware.size()) {
-        if (firmware[at] != kRecordStart || at + 1 == firmware.size()) return {};
-        const std::size_t size = firmware[at + 1] + std::size_t{2};
-        if (size > firmware.size() - at) return {};
-        const auto from = firmware.begin() + static_cast<std::ptrdiff_t>(at);
-        records.emplace_back(from, from + static_cast<std::ptrdiff_t>(size));
-        at += size;
-    }
-    return records;
 }
 
 namespace {
@@ -203,8 +190,7 @@ std::string ModuleHeader(const ModuleSample& sample) {
     const std::size_t fileSize = sample.bodySize + ModuleImage::kOutsideBody;
     std::string header = "M1\nENDIAN:B\nREL:" + sample.release + "\nMOD_ID:" + sample.kind +
                          "\nDATE:21/11/2026\nCODE:" + sample.code +
-                         "\nFILE_SIZE:" + std::to_string(fileSize) + "\nFACTORY:" + sample.factory +
-                         "\nNOTE:" + sample.note + "\n";
+                         "\nFILE_SIZE:" + std::to_string(fileSize) + "\nFACTORY:SIMULATED\nNOTE:SAMPLE\n";
     if (sample.encodingMode >= 0) header += "ENMODE:" + std::to_string(sample.encodingMode) + "\n";
     header.resize(ModuleImage::kHeader, ' ');
     header[ModuleImage::kKeyByte] = static_cast<char>(sample.key);

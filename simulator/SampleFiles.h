@@ -17,8 +17,6 @@ struct ModuleSample {
     unsigned char key = 0x5A;  ///< 0: body not scrambled
     std::string release = "1.00";
     std::string code = "FNT-001";
-    std::string factory = "SIMULATED";
-    std::string note = "SAMPLE";
     std::size_t bodySize = 6000;  ///< of what is scrambled; fonts have their "FNT:" records in it
     std::uint32_t variant = 1;    ///< the rest of the body follows from it
 };
@@ -49,20 +47,17 @@ struct PackageSample {
 namespace SampleFiles {
 
 /// Firmware of `size` bytes that names its release ("106" as "1.06") at its start, and nothing in it repeats.
-Bytes MakeFirmware(const std::string& release, std::size_t size, std::uint32_t variant = 7);
+Bytes MakeFirmware(const std::string& release, std::size_t size);
 
 /// Firmware for the Silicon Labs boot loader: `records` records ("$", n, n bytes) of which the first names
 /// the release; lengths that fill a report exactly, need two, and are empty come first.
-Bytes MakeRecords(const std::string& release, unsigned records, std::uint32_t variant = 7);
+Bytes MakeRecords(const std::string& release, unsigned records);
 
 /// The firmware of the sample package for that boot loader.
 Bytes SampleRecords();
 
 /// The release that firmware of one of the two kinds names ("1.06"); empty for other bytes.
 std::string ReleaseOf(const Bytes& firmware);
-
-/// `bytes` cut into records as a boot loader takes them; empty when they are none.
-std::vector<Bytes> SplitRecords(const Bytes& firmware);
 
 Bytes MakeModule(const ModuleSample& sample);
 

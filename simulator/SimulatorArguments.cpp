@@ -80,7 +80,7 @@ struct Word {
 
 using Arguments = SimulatorArguments;
 
-const std::array<Word, 25> kWords{{
+const std::array<Word, 23> kWords{{
     {"tcp", "PORT", "listen on 127.0.0.1 (0: any free port); what it does without a word is --tcp 9100",
      [](Arguments& a, const std::string& v) { a.tcpPort = static_cast<std::uint16_t>(Number(v, 65535)); }},
     {"serial", nullptr, "a pseudo-terminal; its path is printed",
@@ -119,12 +119,8 @@ const std::array<Word, 25> kWords{{
      [](Arguments& a, const std::string& v) {
          a.printer.bankCount = static_cast<unsigned>(Number(v, 65535));
      }},
-    {"records-size", "BYTES", "of the firmware that a printer of U6 waits for (the sample's)",
-     [](Arguments& a, const std::string& v) { a.recordsSize = Number(v, INT_MAX); }},
     {"usb-serial", "TEXT", "serial number on USB (SIM0001)",
      [](Arguments& a, const std::string& v) { a.printer.usb.serial = v; }},
-    {"usb-serial-in-code-phase", "TEXT", "the same after the code group of U5",
-     [](Arguments& a, const std::string& v) { a.printer.serialInCodePhase = v; }},
     {"program-ms", "MS", "time to program firmware (1500)",
      [](Arguments& a, const std::string& v) { a.printer.programMs = Number(v, kMostMs); }},
     {"module-ms", "MS", "time to program a module (800)",

@@ -17,7 +17,6 @@ struct SimulatorArguments {
     std::optional<std::string> samples;
     bool help = false;
     unsigned int rate = 1;
-    std::size_t recordsSize = 0;  ///< of the firmware that a printer of U6 waits for; 0: the sample's
 
     /// Reads the words. Throws std::invalid_argument with a line for the user.
     static SimulatorArguments Parse(int count, char** words);

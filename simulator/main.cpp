@@ -22,7 +22,7 @@ namespace simulator {
 
 namespace {
 
-std::unique_ptr<BootDevice> MakeBootDevice(const std::string& mode, std::size_t recordsSize) {
+std::unique_ptr<BootDevice> MakeBootDevice(const std::string& mode) {
     if (mode == "U2" || mode == "U4") {
         RenesasBootOptions renesas;
         // The procedure of U4 has no security step: its boot loaders are those that want none.
@@ -31,7 +31,7 @@ std::unique_ptr<BootDevice> MakeBootDevice(const std::string& mode, std::size_t 
     }
     if (mode != "U6") return nullptr;
     SiliconLabsBootOptions options;
-    options.firmwareSize = recordsSize;
+    options.firmwareSize = SampleFiles::SampleRecords().size();
     return std::make_unique<SiliconLabsBootDevice>(options);
 }
 
@@ -86,11 +86,7 @@ sigset_t BlockSignals() {
 int RunPrinter(SimulatorArguments arguments) {
     const sigset_t signals = BlockSignals();
     const ScaledClock clock(arguments.rate, 1);
-    const std::size_t records =
-        arguments.recordsSize != 0 ? arguments.recordsSize : SampleFiles::SampleRecords().size();
-    arguments.printer.bootDevice = [mode = arguments.printer.mode, records] {
-        return MakeBootDevice(mode, records);
-    };
+    arguments.printer.bootDevice = [mode = arguments.printer.mode] { return MakeBootDevice(mode); };
     arguments.printer.onEvent = [](std::uint64_t, const std::string& event) { Say(event); };
 
     PrinterModel printer(arguments.printer);

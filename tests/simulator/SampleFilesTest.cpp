@@ -1,7 +1,6 @@
 #include "simulator/SampleFiles.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <memory>
@@ -10,101 +9,83 @@
 #include "package/PSWFile.h"
 #include "package/PSWHeaderBin.h"
 #include "package/PSWHeaderModule.h"
-#include "package/PSWHeaderPrinter.h"
 #include "package/PSWHeaderUpgrade.h"
 
 namespace {
 
 using simulator::Bytes;
-using simulator::ModuleSample;
+using testing::ElementsAre;
 namespace SampleFiles = simulator::SampleFiles;
 
-class SampleFilesTest : public testing::Test {
- protected:
-    void SetUp() override {
-        folder_ =
-            testing::TempDir() + "samples-" + testing::UnitTest::GetInstance()->current_test_info()->name();
-        paths_ = SampleFiles::WriteAll(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
-    std::string folder_;
-    std::vector<std::string> paths_;
-};
-
-TEST_F(SampleFilesTest, AllLoad) {
-    int packages = 0;
-    int modules = 0;
-    for (const std::string& path : paths_) {
-        if (std::filesystem::path(path).extension() == ".mod") {
-            ModuleData module;
-            EXPECT_TRUE(module.LoadModuleFromFile(path.c_str())) << path;
-            ++modules;
-        } else {
-            PSWFile package;
-            EXPECT_TRUE(package.LoadPSWFromFile(path.c_str(), true)) << path;
-            ++packages;
-        }
-    }
-    EXPECT_EQ(packages, 7);
-    EXPECT_EQ(modules, 4);
+std::unique_ptr<PSWFile> Load(const Bytes& bytes) {
+    const std::string path = testing::TempDir() + "sample-package";
+    std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
+    std::fwrite(bytes.data(), 1, bytes.size(), file.get());
+    file.reset();
+    auto package = std::make_unique<PSWFile>();
+    EXPECT_TRUE(package->LoadPSWFromFile(path.c_str(), true));
+    std::filesystem::remove(path);
+    return package;
 }
 
-TEST_F(SampleFilesTest, NewPackageDeliversItsFirmwareAndModules) {
-    for (const char* name : {"sample.pfw", "sample-even.pfw", "sample-plain.pfw"}) {
-        PSWFile package;
-        ASSERT_TRUE(package.LoadPSWFromFile((folder_ + "/" + name).c_str(), true));
-        PSWHeaderModule* software = package.GetHeaderModuleSoftware();
-        ASSERT_NE(software, nullptr);
-        const Bytes firmware = SampleFiles::MakeFirmware("106", std::size_t{8} * 4096);
-        EXPECT_EQ(Bytes(software->pData.get(), software->pData.get() + software->uiDataSize), firmware)
-            << name;
-        EXPECT_EQ(software->iNumBank, 8);
-        EXPECT_EQ(software->uiBankDim, 4096U);
-        EXPECT_EQ(package.GetHeaderPrinter()->iGSILow, 0x5D) << name;
+template <class Header>
+Bytes DataOf(const Header& header, std::size_t size) {
+    return {header.pData.get(), header.pData.get() + size};
+}
 
-        const std::unique_ptr<std::vector<PSWHeader*>> headers(package.GetHeaders(HTYPE_MODULE));
+TEST(SampleFiles, AllThatIsWrittenLoads) {
+    const std::string folder = testing::TempDir() + "sample-files";
+    std::vector<std::string> kinds;
+    for (const std::string& path : SampleFiles::WriteAll(folder)) {
+        ModuleData module;
+        PSWFile package;
+        kinds.push_back(std::filesystem::path(path).extension());
+        EXPECT_TRUE(kinds.back() == ".mod" ? module.LoadModuleFromFile(path.c_str())
+                                           : package.LoadPSWFromFile(path.c_str(), true))
+            << path;
+    }
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), ".mod"), 4);
+    EXPECT_EQ(kinds.size(), 11U);
+    std::filesystem::remove_all(folder);
+}
+
+TEST(SampleFiles, PackagesDeliverTheirFirmwareAndModules) {
+    const Bytes firmware = SampleFiles::MakeFirmware("106", std::size_t{8} * 4096);
+    for (const unsigned char key : Bytes{0, 0x37, 0x42}) {
+        simulator::PackageSample sample;
+        sample.key = key;
+        sample.modules = SampleFiles::UsualModules();
+        const auto package = Load(SampleFiles::MakePackage(sample));
+        const PSWHeaderModule* software = package->GetHeaderModuleSoftware();
+        ASSERT_NE(software, nullptr);
+        EXPECT_EQ(DataOf(*software, software->uiDataSize), firmware);
+        const std::unique_ptr<std::vector<PSWHeader*>> headers(package->GetHeaders(HTYPE_MODULE));
         std::vector<Bytes> found;
         for (PSWHeader* header : *headers) {
             const auto* module = static_cast<PSWHeaderModule*>(header);
-            if (module != software)
-                found.emplace_back(module->pData.get(), module->pData.get() + module->uiDataSize);
+            if (module != software) found.push_back(DataOf(*module, module->uiDataSize));
         }
-        const auto embedded = SampleFiles::UsualModules();
-        ASSERT_EQ(found.size(), embedded.size()) << name;
-        for (std::size_t i = 0; i < found.size(); ++i) EXPECT_EQ(found[i], embedded[i].image) << name << i;
+        EXPECT_THAT(found,
+                    ElementsAre(sample.modules[0].image, sample.modules[1].image, sample.modules[2].image));
 
-        std::vector<PSWCOMPONENTS> components(static_cast<std::size_t>(package.pswComponents.Size()));
-        for (std::size_t i = 0; i < components.size(); ++i)
-            components[i] = package.pswComponents.Get(static_cast<int>(i));
-        EXPECT_THAT(components, testing::ElementsAre(0U, 0x2002U, 0x2004U, 0U, 0x3008U)) << name;
-    }
-}
-
-TEST_F(SampleFilesTest, OldPackageDeliversItsFirmware) {
-    for (const char* name : {"old.psw", "old-even.psw"}) {
-        PSWFile package;
-        ASSERT_TRUE(package.LoadPSWFromFile((folder_ + "/" + name).c_str(), true));
-        const PSWHeaderBin* bin = package.GetHeaderBin();
-        EXPECT_EQ(package.iPswType, 0);
-        EXPECT_EQ(bin->iNumBanks, 8);
-        EXPECT_EQ(bin->uiBinSize, 4096U);
-        EXPECT_EQ(Bytes(bin->pData.get(), bin->pData.get() + bin->uiBinLength),
-                  SampleFiles::MakeFirmware("106", std::size_t{8} * 4096))
-            << name;
-        const std::unique_ptr<std::vector<PSWHeader*>> upgrade(package.GetHeaders(HTYPE_UPGRADE));
+        sample = {};
+        sample.key = key;
+        sample.newForm = false;
+        const auto old = Load(SampleFiles::MakePackage(sample));
+        EXPECT_EQ(DataOf(*old->GetHeaderBin(), old->GetHeaderBin()->uiBinLength), firmware);
+        EXPECT_EQ(old->GetHeaderBin()->iNumBanks, 8);
+        const std::unique_ptr<std::vector<PSWHeader*>> upgrade(old->GetHeaders(HTYPE_UPGRADE));
         ASSERT_EQ(upgrade->size(), 1U);
         const auto* ids = static_cast<PSWHeaderUpgrade*>(upgrade->front());
-        EXPECT_EQ(ids->iIDFamily, 12);
-        EXPECT_EQ(ids->iIDModel, 3);
-        EXPECT_EQ(ids->iIDCustomization, 1);
+        EXPECT_THAT((std::vector<int>{ids->iIDFamily, ids->iIDModel, ids->iIDCustomization}),
+                    ElementsAre(12, 3, 1));
     }
 }
 
-TEST(SampleModules, LoadToWhatIsSentToAPrinter) {
+TEST(SampleFiles, ModulesLoadToWhatIsSentToAPrinter) {
     for (const int mode : {-1, 0, 1}) {
         for (const unsigned char key : Bytes{0x00, 0x5A, 0x35}) {
-            ModuleSample sample;
+            simulator::ModuleSample sample;
             sample.encodingMode = mode;
             sample.key = key;
             const Bytes file = SampleFiles::MakeModule(sample);
@@ -118,24 +99,18 @@ TEST(SampleModules, LoadToWhatIsSentToAPrinter) {
     }
 }
 
-TEST(SampleRecords, CoverTheReportsEdgesAndNameTheirRelease) {
+TEST(SampleFiles, RecordsCoverTheReportsEdgesAndNameTheirRelease) {
     const Bytes firmware = SampleFiles::SampleRecords();
-    const std::vector<Bytes> records = SampleFiles::SplitRecords(firmware);
-    ASSERT_EQ(records.size(), 40U);
-    std::size_t total = 0;
-    for (const Bytes& record : records) {
-        EXPECT_EQ(record[0], '$');
-        EXPECT_EQ(record.size(), record[1] + std::size_t{2});
-        total += record.size();
+    std::vector<std::size_t> sizes;
+    for (std::size_t at = 0; at + 1 < firmware.size(); at += sizes.back()) {
+        ASSERT_EQ(firmware[at], '$');
+        sizes.push_back(firmware[at + 1] + std::size_t{2});
     }
-    EXPECT_EQ(total, firmware.size());
-    EXPECT_EQ(records[0].size(), 64U);
-    EXPECT_EQ(records[1].size(), 65U);
-    EXPECT_EQ(records[2].size(), 2U);
+    EXPECT_EQ(sizes.size(), 40U);
+    EXPECT_THAT(std::vector<std::size_t>(sizes.begin(), sizes.begin() + 3), ElementsAre(64U, 65U, 2U));
     EXPECT_EQ(SampleFiles::ReleaseOf(firmware), "1.06");
     EXPECT_EQ(SampleFiles::ReleaseOf(SampleFiles::MakeFirmware("210", 100)), "2.10");
     EXPECT_EQ(SampleFiles::ReleaseOf(Bytes(100)), "");
-    EXPECT_TRUE(SampleFiles::SplitRecords(Bytes(firmware.begin(), firmware.end() - 1)).empty());
 }
 
 }  // namespace
