@@ -2,8 +2,7 @@
 // wants to be upgraded.
 
 #include <algorithm>
-#include <cstdio>
-#include <iterator>
+#include <memory>
 #include <string>
 
 #include "protocol/FieldWalk.h"

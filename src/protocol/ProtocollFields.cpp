@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
+#include <memory>
 #include <string>
 
 #include "protocol/Commands.h"
@@ -38,9 +38,7 @@ void LogField(const char* tag, const ProtocollFieldInfo& field) {
 /// The number of an error field such as "<ERR23>"; 101 when it has none.
 int ErrorCodeOf(const ProtocollFieldInfo& field) {
     constexpr int kNoNumber = 101;
-    // No code is longer; the bound keeps the removal below from growing with the square of a hostile text.
-    constexpr std::size_t kLongest = 256;
-    std::string code = WithoutDelimiters(field.strText.c_str()).substr(0, kLongest);
+    std::string code = WithoutDelimiters(field.strText.c_str());
     GenericFunctions::RemoveStrFromString(code.data(), "ERR");
     return GenericFunctions::ParseInt(code.c_str(), kNoNumber);
 }

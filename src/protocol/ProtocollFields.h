@@ -53,11 +53,10 @@ class ProtocollFields {
     static void DeleteToolAnswer(char** answer);
 
     /// Makes the record that the answer describes in `version` of the protocol (1.00 when null) and tells its
-    /// kind in
-    /// `*type`. `*dataErrors`, which may be missing, grows by one for each value of a setup item outside its
-    /// range. The caller owns the record and deletes it by its kind (DeleteSetupItem, or ProtocolRecord from
-    /// the start). Null on any failure, with 0 in `*type`; a protocol version that the program does not speak
-    /// is null with the version's kind (kept).
+    /// kind in `*type`. `*dataErrors`, which may be missing, grows by one for each value of a setup item
+    /// outside its range. The caller owns the record and deletes it by its kind (DeleteSetupItem, or
+    /// ProtocolRecord from the start). Null on any failure, with 0 in `*type`; a protocol version that the
+    /// program does not speak is null with the version's kind (kept).
     void* CreateSetupItem(std::uint64_t* dataErrors, const ProtocollVersion* version, OBJTYPE* type);
     void* CreateSetupItem_Prot100(std::uint64_t* dataErrors, OBJTYPE* type);
 
