@@ -119,28 +119,27 @@ TEST(CommandLine, Devices) {
     const std::string overlong(1000, 'n');
     const std::string cut(511, 'n');
     const struct {
+        std::string text, name;
         COMMPORTTYPE kind;
-        std::string text;
         bool valid;
-        std::string name;
         int number = kLeft, flow = kLeft;
     } rows[] = {
-        {COMMPORT_ETHERNET, "192.168.1.5:9100", true, "192.168.1.5", 9100},
-        {COMMPORT_ETHERNET, "h:9100:7", true, "h", 9100},
-        {COMMPORT_ETHERNET, overlong + ":1", true, cut, 1},
-        {COMMPORT_ETHERNET, "192.168.1.5", false, ""},
-        {COMMPORT_ETHERNET, "h:", false, ""},
-        {COMMPORT_ETHERNET, "h:x", false, ""},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200:SW", true, "/dev/ttyS0", 115200, 2},
-        {COMMPORT_SERIAL, "/dev/ttyS0:9600:HW", true, "/dev/ttyS0", 9600, 1},
-        {COMMPORT_SERIAL, overlong + ":7:NONE", true, cut, 7, 0},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200:XON", false, "/dev/ttyS0", 115200},  // written all the same
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200:", false, "/dev/ttyS0", 115200},
-        {COMMPORT_SERIAL, "/dev/ttyS0:fast:HW", false, ""},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200", false, ""},
-        {COMMPORT_USB, "F0F0|0205|A1", true, "F0F0|0205|A1"},
-        {COMMPORT_USB, overlong, true, cut},
-        {COMMPORT_USB, "", false, ""},
+        {"192.168.1.5:9100", "192.168.1.5", COMMPORT_ETHERNET, true, 9100},
+        {"h:9100:7", "h", COMMPORT_ETHERNET, true, 9100},
+        {overlong + ":1", cut, COMMPORT_ETHERNET, true, 1},
+        {"192.168.1.5", "", COMMPORT_ETHERNET, false},
+        {"h:", "", COMMPORT_ETHERNET, false},
+        {"h:x", "", COMMPORT_ETHERNET, false},
+        {"/dev/ttyS0:115200:SW", "/dev/ttyS0", COMMPORT_SERIAL, true, 115200, 2},
+        {"/dev/ttyS0:9600:HW", "/dev/ttyS0", COMMPORT_SERIAL, true, 9600, 1},
+        {overlong + ":7:NONE", cut, COMMPORT_SERIAL, true, 7, 0},
+        {"/dev/ttyS0:115200:XON", "/dev/ttyS0", COMMPORT_SERIAL, false, 115200},  // written all the same
+        {"/dev/ttyS0:115200:", "/dev/ttyS0", COMMPORT_SERIAL, false, 115200},
+        {"/dev/ttyS0:fast:HW", "", COMMPORT_SERIAL, false},
+        {"/dev/ttyS0:115200", "", COMMPORT_SERIAL, false},
+        {"F0F0|0205|A1", "F0F0|0205|A1", COMMPORT_USB, true},
+        {overlong, cut, COMMPORT_USB, true},
+        {"", "", COMMPORT_USB, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);

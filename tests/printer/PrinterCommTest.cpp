@@ -47,7 +47,7 @@ const std::map<char, Question> kQuestions{
     {'V', {BytesOf(Commands::Cmd_CommandGetProtVer), Frame("<C1><1.00>")}},
     {'D', {BytesOf(Commands::Cmd_CommandDataAvailable), Frame("<C40><255>")}},
     {'I', {BytesOf(Commands::Cmd_CommandUpgradeInfo), Frame("<C112><U3><><12;3;1>")}},
-    {'M', {BytesOf(Commands::Cmd_CommandModulesList), Frame(std::string("<C64><2>DSK\0FNT-1\0", 19))}},
+    {'M', {BytesOf(Commands::Cmd_CommandModulesList), Frame(std::string("<C64><2>DSK\0FNT-1\0", 18))}},
     {'H', {BytesOf(Commands::Cmd_CommandGetHeaderSetup), {}}},
 };
 

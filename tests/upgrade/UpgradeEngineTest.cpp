@@ -118,7 +118,8 @@ TEST(UpgradeEngine, OrderAndWaitsOfEach) {
         const Outcome outcome = RunFlow(Case{row.mode, 3, 3});
         EXPECT_TRUE(outcome.result) << row.mode;
         EXPECT_EQ(outcome.events, row.events);
-        EXPECT_EQ(outcome.log, kStart + (row.mode == 1 ? "|Send Fw...|Send FW:1" : kTaken + kWait));
+        const std::string log = row.mode == 1 ? "|Send Fw...|Send FW:1" : kTaken + kWait;
+        EXPECT_EQ(outcome.log, kStart + log);
         const std::string events = RunFlow(Case{row.mode, 3, 0}).events;
         EXPECT_EQ(events.substr(events.rfind("end@")), row.endWithout) << row.mode;
     }
@@ -170,19 +171,19 @@ TEST(UpgradeEngine, ComponentMaskContentsAndFailures) {
 }
 
 TEST(UpgradeEngine, OldPackagesBringFirmwareAlone) {
-    const std::string start = "START Upgrade PSW1|";
+    const std::string sends = "START Upgrade PSW1|Send Fw...|Send FW:";
     for (const int mode : {1, 2, 3, 4, 5, 6}) {
         for (const bool sent : {true, false}) {
             const Outcome outcome = RunFlow(Case{mode, 3, 1, {0}, COMMPORT_SERIAL, sent}, false);
             EXPECT_EQ(outcome.result, sent);
             EXPECT_EQ(outcome.events, "SendFW@0 end@0") << mode;
             const std::string result = mode != 1 ? "{0}" : sent ? "1" : "0";
-            EXPECT_EQ(outcome.log, start + "Send Fw...|Send FW:" + result);
+            EXPECT_EQ(outcome.log, sends + result);
         }
         const Outcome outcome = RunFlow(Case{mode, 2}, false);
         EXPECT_FALSE(outcome.result);
         EXPECT_EQ(outcome.events, "end@0");
-        EXPECT_EQ(outcome.log, start + "Upgrade FW not enabled in command line arguments ");
+        EXPECT_EQ(outcome.log, "START Upgrade PSW1|Upgrade FW not enabled in command line arguments ");
     }
 }
 
