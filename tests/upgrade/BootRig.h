@@ -2,14 +2,13 @@
 
 #include <memory>
 #include <string>
-#include <vector>
+#include <utility>
 
+#include "TestPackage.h"
 #include "harness/LogCapture.h"
 #include "harness/ModelPort.h"
 #include "harness/ScriptedPort.h"
 #include "harness/VirtualClock.h"
-#include "package/PSWFile.h"
-#include "package/PSWHeaderBin.h"
 #include "port/CommPortSettings.h"
 #include "protocol/UpgradeDataInfo.h"
 #include "simulator/boot/RenesasBootDevice.h"
@@ -29,30 +28,14 @@ inline simulator::RenesasBootOptions BootOptions(const std::string& release, boo
     options.bootRelease = release;
     options.newDialect = newDialect;
     options.unitSize = 16;
-    options.flashSize = 512 * 1024;
     return options;
 }
 
 /// A boot loader that the engine can upgrade: engine U4 does not secure it.
-inline simulator::RenesasBootOptions BootOptions(Chip chip) {
-    return BootOptions(chip == Chip::U2 ? "1.00" : "0.99");
-}
-
-/// Fills `package` with a firmware of the old form.
-inline void SetFirmware(PSWFile& package, const simulator::Bytes& firmware) {
-    auto bin = std::make_unique<PSWHeaderBin>();
-    bin->uiBinLength = firmware.size();
-    bin->pData = std::make_unique<unsigned char[]>(firmware.size());
-    std::copy(firmware.begin(), firmware.end(), bin->pData.get());
-    bin->iNumBanks = 1;
-    bin->uiBinSize = firmware.size();
-    package.Add(bin.release());
-}
-
-inline simulator::Bytes Counting(std::size_t size) {
-    simulator::Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256);
-    return bytes;
+inline simulator::RenesasBootOptions BootOptions(Chip chip, std::vector<simulator::BootFault> faults = {}) {
+    simulator::RenesasBootOptions options = BootOptions(chip == Chip::U2 ? "1.00" : "0.99");
+    options.faults = std::move(faults);
+    return options;
 }
 
 /// One boot device, its port, and the engine on it.
@@ -61,12 +44,12 @@ struct RenesasRig {
         : device(options), port(clock, device), engine(MakeEngine(chip, timem)) {}
 
     bool Connect() { return engine->InitConnectRenesasDevice(port, name.c_str(), err, unitSize); }
-    int Program(const simulator::Bytes& firmware, int size) {
-        PSWFile package;
-        SetFirmware(package, firmware);
+    int Program(const Bytes& firmware, int size) {
+        TestPackage package("106", 1, firmware);
         UpgradeDataInfo info;
         CommPortSettings settings;
-        return engine->StartUpgradeUsb(info, port, name.c_str(), package, settings, nullptr, nullptr, size);
+        return engine->StartUpgradeUsb(info, port, name.c_str(), package.file, settings, nullptr, nullptr,
+                                       size);
     }
 
     VirtualClock clock;
@@ -76,4 +59,32 @@ struct RenesasRig {
     std::string name = "045B|0025|BOOT1";
     BTPRGERROR err = BTPRG_RELEASE_UNAVAILABLE;
     int unitSize = -1;
+};
+
+/// A whole SendFW on a printer whose conversation is a script, with the boot device on a bus of its own.
+template <class Device, class Options>
+struct BootRun {
+    BootRun(std::shared_ptr<UpgradeEngine> upgrade, COMMPORTTYPE type, const Options& options,
+            const Bytes& firmware)
+        : printer(&clock, type),
+          device(options),
+          bus(clock, device),
+          engine(std::move(upgrade)),
+          package("106", 1, firmware) {}
+
+    /// False, or true, with the lines of "SendFW".
+    std::pair<bool, Lines> SendFW() {
+        LogCapture log;
+        const bool sent = engine->SendFW(info, printer, package.file, settings, nullptr, nullptr);
+        return {sent, log.Take("SendFW")};
+    }
+
+    VirtualClock clock;
+    ScriptedPort printer;
+    Device device;
+    ModelBus bus;
+    std::shared_ptr<UpgradeEngine> engine;
+    TestPackage package;
+    UpgradeDataInfo info;
+    CommPortSettings settings;
 };
