@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,21 @@ using testing::IsEmpty;
 
 namespace {
 
-using UsbSearchTest = UsbPortTest;
+class UsbSearchTest : public UsbPortTest {
+ protected:
+    static UsbDescription Driven(const std::set<int>& undetachable) {
+        UsbDescription look = Printer();
+        look.interfaces = {{{0x01, 0x82}, "usblp"}, {{0x03}, "usbhid"}, {{0x84}, "usbhid"}};
+        look.faults.undetachable = undetachable;
+        return look;
+    }
+
+    static UsbDescription Spoilt(bool simulator::UsbFaults::*fault) {
+        UsbDescription look = Printer();
+        look.faults.*fault = true;
+        return look;
+    }
+};
 
 TEST_F(UsbSearchTest, AddressNumberIsTheLastCharacterAndSerialTextsAreComparedWhole) {
     const struct {
@@ -58,82 +73,66 @@ TEST_F(UsbSearchTest, EndpointsComeInEitherOrderAndAreUsedInTheirDirectionOnly) 
         look.interfaces[0].endpoints = each.endpoints;
         int received = 0;
         const auto printer = bus.Plug(look, {[&](const unsigned char*, std::size_t) { ++received; }, {}, {}});
+        if (!each.written) printer->QueueIn({'x'});  // for a write that reads
         Expect("init 0205 1 show open write hello read 8",
-               {each.shown, each.written ? "write=5 []" : "err 1\nwrite=0 [Write Error]",
-                "read=0 [Read timeout! No data read]"});
+               {each.shown, each.written ? "write=5 []" : "err 1\nwrite=0 [Write Error]"});
         EXPECT_EQ(received, each.written ? 1 : 0);
         bus.Unplug(printer);
     }
 }
 
-TEST_F(UsbSearchTest, KernelDriversLeaveAndEveryFailureHasItsLine) {
-    UsbDescription driven = Printer();
-    driven.interfaces = {{{0x01, 0x82}, "usblp"}, {{0x03}, "usbhid"}, {{0x84}, "usbhid"}};
-    UsbDescription keepsFirst = driven;
-    keepsFirst.faults.undetachable = {0};
-    UsbDescription keepsOthers = driven;
-    keepsOthers.faults.undetachable = {1, 2};
-    UsbDescription cannotOpen = Printer();
-    cannotOpen.faults.cannotOpen = true;
-    UsbDescription noSerial = Printer();
-    noSerial.faults.noSerial = true;
-    UsbDescription stringsStall = Printer();
-    stringsStall.faults.stringsStall = true;
-    UsbDescription cannotClaim = Printer();
-    cannotClaim.faults.cannotClaim = true;
-    UsbDescription unconfigured = Printer();
-    unconfigured.faults.unconfigured = true;
-    const std::string init = "init 0205 1 ";
-    const std::string initVid = "init-vid F0F0 0205 ABC1 ";
-    const std::string initVendor = "init-vendor F0F0 ";
+const std::pair<const char*, const char*> kSearches[] = {{"init 0205 1", "[FindDevice]"},
+                                                         {"init-vid F0F0 0205 ABC1", "[FindDeviceWithVid]"},
+                                                         {"init-vendor F0F0", "[FindDeviceWithVid]"}};
+
+TEST_F(UsbSearchTest, EveryFailureHasItsLine) {
     const struct {
-        const UsbDescription& look;
-        std::string operations;
-        std::vector<std::string> expected;
-        std::vector<std::string> done = {};  // to interfaces and drivers, where that matters
+        UsbDescription look;
+        const char* error;
+        const char* outcomes;  // of the searches: + found, r found and reported, f failed, x ends the program
     } cases[] = {
-        {driven, init + "open", {"open=1 []"}, {"detach 0", "detach 1", "detach 2", "claim 0", "release 0"}},
-        {driven, initVid + "open", {"open=1 []"}, {"detach 0", "claim 0", "release 0"}},
-        {driven, initVendor + "open", {"open=1 []"}, {"detach 0", "claim 0", "release 0"}},
-        {keepsFirst,
-         init,
-         {"[FindDevice]libusb_detach_kernel_driver error\n", "=0 [libusb_detach_kernel_driver error]"}},
-        {keepsFirst, initVid, {"[FindDeviceWithVid]libusb_detach_kernel_driver error\n", "=0 [libusb"}},
-        {keepsFirst, initVendor, {"[FindDeviceWithVid]libusb_detach_kernel_driver error\n", "=0 [libusb"}},
-        {keepsOthers,
-         init,
-         {"[FindDevice]libusb_detach_kernel_driver error interface index 1\n",
-          "[FindDevice]libusb_detach_kernel_driver error interface index 2\n",
-          "=1 [libusb_detach_kernel_driver error interface index 2]"},
-         {"detach 0"}},
-        {cannotOpen, init, {"[FindDevice]Couldn't open device\n", "=0 [Couldn't open device]"}},
-        {cannotOpen, initVid, {"[FindDeviceWithVid]Couldn't open device\n", "=0 [Couldn't open device]"}},
-        {cannotOpen, initVendor, {"[FindDeviceWithVid]Couldn't open device\n", "=0 [Couldn't open device]"}},
-        {noSerial, init, {"[FindDevice]Coudn't get serial string\n", "=0 [Coudn't get serial string]"}},
-        {noSerial,
-         initVid,
-         {"[FindDeviceWithVid]Coudn't get serial string\n", "=1 [Coudn't get serial string]"}},
-        {stringsStall, init, {"[FindDevice]Coudn't get serial string\n", "=0 [Coudn't get serial string]"}},
-        {stringsStall, initVendor, {"=1 []"}},
-        {cannotClaim,
-         init + "open",
-         {"[Open]libusb_claim_interface error\n", "open=0 [libusb_claim_interface error]"}},
-        {cannotClaim, init + "zeros 5", {"zeros=0 [Write Error---> error to reinit device]"}},
-        {cannotClaim, initVid + "zeros 5", {"err 1\nzeros=0 [Write Error---> error to oen device]"}},
-        {unconfigured, initVid, {"=1 []"}},
-        {unconfigured, initVendor, {"=1 []"}},
+        {Spoilt(&simulator::UsbFaults::cannotOpen), "Couldn't open device", "fff"},
+        {Spoilt(&simulator::UsbFaults::noSerial), "Coudn't get serial string", "fr+"},
+        {Spoilt(&simulator::UsbFaults::stringsStall), "Coudn't get serial string", "fr+"},
+        {Driven({0}), "libusb_detach_kernel_driver error", "fff"},
+        {Driven({1}), "libusb_detach_kernel_driver error interface index 1", "r++"},
+        {Spoilt(&simulator::UsbFaults::unconfigured), "Error getting usb config descriptor : -5 \n", "x++"},
     };
     for (const auto& each : cases) {
         const auto printer = bus.Plug(each.look);
-        std::vector<std::string> expected = each.expected;
-        expected.emplace_back("nodes=0");  // no device stayed open
-        Expect(each.operations + " close nodes", expected);
-        EXPECT_TRUE(each.done.empty() || printer->Log() == each.done) << each.operations;
+        for (std::size_t i = 0; i < 3; ++i) {
+            SCOPED_TRACE(testing::Message() << kSearches[i].first << " " << each.error);
+            const char outcome = each.outcomes[i];
+            const std::string search = kSearches[i].first;
+            const std::string name = search.substr(0, search.find(' '));
+            const std::string error = outcome == '+' ? "" : each.error;
+            const std::string logged = error.empty() ? "" : kSearches[i].second + error + "\n";
+            if (outcome == 'x') {
+                EXPECT_THAT(Run(search, 255), testing::EndsWith(error));
+            } else {  // what failed is closed at once, what was found in the end
+                Expect(search + " nodes close nodes",
+                       {logged, name + (outcome == 'f' ? "=0 [" : "=1 [") + error + "]",
+                        outcome == 'f' ? "nodes=0" : "nodes=1", "nodes=0"});
+            }
+        }
         bus.Unplug(printer);
     }
-    bus.Plug(unconfigured);
-    const std::string output = Run(init, 255);
-    EXPECT_EQ(output.substr(output.find("Error getting")), "Error getting usb config descriptor : -5 \n");
+}
+
+TEST_F(UsbSearchTest, KernelDriversLeaveBeforeTheInterfaceIsClaimed) {
+    UsbDescription look = Driven({});
+    for (const auto& search : kSearches) {
+        const auto printer = bus.Plug(look);
+        Expect(search.first + std::string(" open"), {"open=1 []"});
+        std::vector<std::string> expected{"detach 0", "claim 0", "release 0"};
+        if (&search == kSearches) expected.insert(expected.begin() + 1, {"detach 1", "detach 2"});
+        EXPECT_EQ(printer->Log(), expected);
+        bus.Unplug(printer);
+    }
+    look.faults.cannotClaim = true;
+    bus.Plug(look);
+    Expect("init 0205 1 open close nodes",
+           {"[Open]libusb_claim_interface error\n", "open=0 [libusb_claim_interface error]", "nodes=0"});
 }
 
 TEST_F(UsbSearchTest, OfTwoAlikeTheFirstOfTheListIsTakenAndASecondSearchReleasesIt) {

@@ -20,8 +20,6 @@ namespace {
 /// "cut" asks for its connection to be cut, "later" is answered after some time.
 class EchoModel final : public simulator::DeviceModel {
  public:
-    explicit EchoModel(std::string serial) : identity_{0xF0F0, 0x0205, std::move(serial)} {}
-
     void Receive(const unsigned char* data, std::size_t size, std::uint64_t now) override {
         const std::string text(data, data + size);
         heard += text;
@@ -64,7 +62,7 @@ class EchoModel final : public simulator::DeviceModel {
     std::string connections;
 
  private:
-    UsbIdentity identity_;
+    UsbIdentity identity_{0xF0F0, 0x0205, "A1"};
     std::uint64_t backAt_ = 0;
     std::uint64_t dueAt_ = kNever;
     Bytes answer_;
@@ -73,55 +71,34 @@ class EchoModel final : public simulator::DeviceModel {
 
 class UsbTransportTest : public UsbPortTest {
  protected:
+    UsbTransportTest() { transport.Start(); }
+
     simulator::ScaledClock clock{10, 1};
-    EchoModel model{"A1"};
+    EchoModel model;
     SynchronizedModel shared{model};
+    UsbTransport transport{bus, shared, Printer("", "1-1.4")};
 };
 
-TEST_F(UsbTransportTest, BytesControlRequestsAndTimeReachTheModel) {
-    UsbTransport transport(bus, shared, Printer("", "1-1"));
-    transport.Start();
+TEST_F(UsbTransportTest, CarriesTheModelThroughCutsAndRestarts) {
     Expect("init 0205 1 open write hello read 64 control 0x21 9 8 control 0x21 1 8 write later read 64 close",
            {"data [hello]", "control=1", "LIBUSB_ERROR_PIPE\ncontrol=0", "data [later]"});
-    transport.Stop();
     EXPECT_EQ(model.heard, "hellolater");
-    EXPECT_EQ(model.connections, "+--");
-}
-
-// A cut of the connection is seen as a restart, too.
-TEST_F(UsbTransportTest, AChangeOfIdentityIsARestartWithAnotherDeviceNumber) {
-    UsbTransport transport(bus, shared, Printer("", "1-1.4"));
-    transport.Start();
+    EXPECT_EQ(model.connections, "+-");
+    // Another identity is a restart, and so is a cut of the connection.
     Expect(
         "init 0205 1 open write cut read 64 await F0F0|0205|A1 reopen write reboot read 64 "
         "await F0F0|0205|A19 init 0205 9 open write again read 64",
-        {"write=3", "read=0 [Read timeout! No data read]", "write=6", "read=0 [Read timeout! No data read]",
-         "data [again]"});
+        {"write=3", "read=0 [Read timeout! No data read]", "reopen=1", "write=6",
+         "read=0 [Read timeout! No data read]", "data [again]"});
     EXPECT_EQ(transport.Plugged(), 3);
 }
 
-TEST_F(UsbTransportTest, TwoPrintersStandSideBySide) {
-    EchoModel second("B2");
-    SynchronizedModel sharedSecond(second);
-    UsbTransport left(bus, shared, Printer("", "1-1.1"));
-    UsbTransport right(bus, sharedSecond, Printer("", "1-1.2"));
-    left.Start();
-    right.Start();
-    Run("init 0205 2 open write to-B read 64 init 0205 1 open write to-A read 64");
-    left.Stop();
-    right.Stop();
-    EXPECT_EQ(model.heard, "to-A");
-    EXPECT_EQ(second.heard, "to-B");
-}
-
 TEST_F(UsbTransportTest, AChildThatIsKilledLeavesTheInterfaceFree) {
-    UsbTransport transport(bus, shared, Printer("", "1-1"));
-    transport.Start();
     {
         ChildProcess child(Command("multiplier 0 init 0205 1 open read 64"), bus.ChildEnvironment());
         ASSERT_TRUE(child.WaitForText("time-out 0 ms"));
     }
-    Expect("init 0205 1 open write still-here read 64", {"data [still-here]"});
+    Expect("init 0205 1 open write hello read 64", {"data [hello]"});
 }
 
 }  // namespace
