@@ -254,22 +254,6 @@ TEST(U1, OnEthernetNineInquiriesWithoutAReleaseAreAnUnprogrammedBank) {
         faults.push_back(Fault::Silence(Exchange::Release).OnceUpgraded().At(inquiry));
     Printer printer{On(Line::Ethernet, faults)};
     const RunResult run = Upgrade(printer, Firmware());
-    ExpectRun(
-        run, true,
-        {Sent("Read FW Release Error"), Sent("Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED"),
-         Sent("Upgrade Return Status: 0"), kService, "[SendFW]Error on sending banks. This is the 1/3 try.",
-         Sent("New FW Release :1.06"), Sent("Upgrade Return Status: 1")});
-    EXPECT_EQ(run.Count(Sent("Read FW Release Error")), 9) << run.Text();
-    EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::BankGroup); }), 2);
-    printer.ExpectNoViolations();
-}
-
-TEST(U1, OnEthernetAReleaseIsOfFourBytes) {
-    const auto says = [](const std::string& text, int inquiry) {
-        return Fault::Says(Exchange::Release, {text.begin(), text.end()}).OnceUpgraded().At(inquiry);
-    };
-    Printer printer{On(Line::Ethernet, {says("1.0", 2), says("1.06 ", 4)})};
-    const RunResult run = Upgrade(printer, Firmware());
     std::vector<std::string> lines(9, Sent("Read FW Release Error"));
     lines.insert(lines.end(),
                  {Sent("Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED"), Sent("Upgrade Return Status: 0"),
