@@ -167,15 +167,17 @@ TEST(ModuleData, KindsHaveTheirCodeAndLine) {
         {"d", 0x8000, "", "OTHER MODULE:"},
     };
     const std::string dashes = std::string(48, '-') + "\n";
+    const auto described = [&](const std::string& type, const std::string& line) {
+        return dashes + "Type:       " + type + "\nRelease:    1.00\nFactory:    f\nNote:       n\n" +
+               "Code:       C1\n" + dashes + "\n" + line + "\n";
+    };
     for (const auto& kind : kinds) {
         ModuleData module;
         ASSERT_TRUE(Load(module, Module(EditedLines("ID:D", std::string("ID:") + kind.letter))));
         EXPECT_EQ(module.GetModuleID(), kind.id) << kind.letter;
         char text[8192] = "replaced";
         module.GetFileInfo(text, sizeof text);
-        EXPECT_EQ(text, dashes + "Type:       " + kind.type +
-                            "\nRelease:    1.00\nFactory:    f\nNote:       n\nCode:       C1\n" + dashes +
-                            "\n" + kind.line + "\n");
+        EXPECT_EQ(text, described(kind.type, kind.line));
         module.GetFileInfo(text, 6);
         EXPECT_STREQ(text, "-----");
     }

@@ -113,9 +113,9 @@ TEST(PSWFile, ListsWhatThePackageDelivers) {
         ASSERT_TRUE(Load(package, file + OldBin(kPayload))) << each.kinds;
         EXPECT_EQ(package.iPswType, each.newForm ? 1 : 0);
         EXPECT_EQ(package.iContentMask, each.content) << each.kinds;
-        std::vector<PSWCOMPONENTS> values;
-        for (int i = 0; i < package.pswComponents.Size(); ++i) values.push_back(package.pswComponents.Get(i));
-        EXPECT_EQ(values, each.components) << each.kinds;
+        ASSERT_EQ(package.pswComponents.Size(), static_cast<int>(each.components.size())) << each.kinds;
+        for (int i = 0; i < package.pswComponents.Size(); ++i)
+            EXPECT_EQ(package.pswComponents.Get(i), each.components[static_cast<std::size_t>(i)]) << i;
     }
 }
 

@@ -79,7 +79,7 @@ TEST_F(ComPortUsbTest, OnlyWholeLinesThatFitAreListed) {
 }
 
 TEST_F(ComPortUsbTest, ASerialTextMakesOneLineWhateverItHolds) {
-    const std::string serial = "A\nF0F0|0205|\x1b[2J\x07\xff" + std::string("1\0\0", 3);
+    const std::string serial = "A\nF0F0|0205|\x1b[2J\x07\x7f" + std::string("1\0\0", 3);
     const auto printer = bus.Plug(Printer(serial));
     Expect("list 1024 - init-vid F0F0 0205 A?F0F0|0205|?[2J??1 init 0205 1",
            {"{F0F0|0205|A?F0F0|0205|?[2J??1\n}", "init-vid=1", "init=1"});
@@ -164,16 +164,16 @@ TEST_F(ComPortUsbTest, WritesGoOutInPiecesOfThePacketSizeWithAPauseAfterEachKilo
 
 TEST_F(ComPortUsbTest, TimeOutsAreScaledWithoutOverflowAndANegativeMultiplierLeavesThem) {
     bus.Plug(Printer(), Recorder());
-    for (const auto& [multiplier, timeout, scaled] :
-         std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"1", "700", "700"},
-             {"4", "700", "2800"},
-             {"2", "0x80000000", "4294967295"},
-             {"2147483647", "4294967295", "4294967295"},
-             {"-3", "700", "700"}})
-        Expect("multiplier " + multiplier + " init 0205 1 open timeout " + timeout + " zeros 8 read 64",
-               {"time-out " + scaled + " ms\n", "zeros=8 []", "time-out " + scaled + " ms\n",
-                "err 1 data []\nread=0 [Read timeout! No data read]"});
+    const auto expect = [&](const std::string& multiplier, const std::string& ms, const std::string& scaled) {
+        const std::string shown = "time-out " + scaled + " ms\n";
+        Expect("multiplier " + multiplier + " init 0205 1 open timeout " + ms + " zeros 8 read 64",
+               {shown, "zeros=8 []", shown, "err 1 data []\nread=0 [Read timeout! No data read]"});
+    };
+    expect("1", "700", "700");
+    expect("4", "700", "2800");
+    expect("2", "0x80000000", "4294967295");
+    expect("2147483647", "4294967295", "4294967295");
+    expect("-3", "700", "700");
 }
 
 TEST_F(ComPortUsbTest, MultiplierZeroWaitsWithoutLimitAndNeverPauses) {
@@ -266,6 +266,13 @@ TEST_F(ComPortUsbTest, ReOpenLooksForAnAddressNumberOfThePrinterVendor) {
     EXPECT_THAT(bootDevice->Log(), ElementsAre("claim 0", "release 0"));
     // Named by its vendor alone, it is looked for with empty texts.
     Expect("init-vendor 045B open reopen", {"reopen=0 []"});
+}
+
+TEST_F(ComPortUsbTest, ClosingAndListingEndTheLibrary) {
+    bus.Plug(Printer());
+    const std::string output = Run("files list 1024 - files init 0205 1 open close files init 0205 1");
+    const std::size_t first = output.find("files=");
+    EXPECT_EQ(Count(output, output.substr(first, output.find('\n', first) - first)), 3U) << output;
 }
 
 TEST_F(ComPortUsbTest, OperationsOutOfOrderFailWithTheirLine) {

@@ -107,13 +107,13 @@ class UsbChild {
         Clock::Install(clock);
         return seen;
     }
-    /// The devices that this program has open.
-    static long OpenNodes() {
+    /// How many files whose path holds `part` this program has open.
+    static long OpenFiles(const char* part) {
         const std::filesystem::directory_iterator all("/proc/self/fd");
-        return std::count_if(begin(all), end(all), [](const auto& entry) {
+        return std::count_if(begin(all), end(all), [part](const auto& entry) {
             std::error_code ignored;
             const std::string path = std::filesystem::read_symlink(entry.path(), ignored);
-            return path.find("/bus/usb/") != std::string::npos;
+            return path.find(part) != std::string::npos;
         });
     }
     /// Leaves this program two file descriptors more than it has open.
@@ -152,7 +152,8 @@ class UsbChild {
         {"control", [this] { return Control(); }},
         {"list", [this] { return List(); }},
         {"await", [this] { return Await(); }},
-        {"nodes", [] { return OpenNodes(); }},
+        {"nodes", [] { return OpenFiles("/bus/usb/"); }},
+        {"files", [] { return OpenFiles(""); }},
         {"starve", [] { return Starve(); }},
         {"show", [this] { return Show(); }},
     };

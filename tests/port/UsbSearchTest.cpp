@@ -26,6 +26,21 @@ class UsbSearchTest : public UsbPortTest {
         look.faults.*fault = true;
         return look;
     }
+
+    /// + found, r found and reported, f failed, x ends the program.
+    void ExpectOutcome(const std::string& search, const std::string& tag, const std::string& error,
+                       char outcome) const {
+        const std::string result = search.substr(0, search.find(' ')) + (outcome == 'f' ? "=0 [" : "=1 [");
+        if (outcome == 'x') {
+            EXPECT_THAT(Run(search, 255), testing::EndsWith(error));
+        } else if (outcome == 'f') {  // what failed is closed at once
+            Expect(search + " nodes", {tag + error + "\n", result + error + "]", "nodes=0"});
+        } else {
+            const std::string reported = outcome == 'r' ? error : "";
+            Expect(search + " nodes close nodes",
+                   {outcome == 'r' ? tag + error + "\n" : "", result + reported + "]", "nodes=1", "nodes=0"});
+        }
+    }
 };
 
 TEST_F(UsbSearchTest, AddressNumberIsTheLastCharacterAndSerialTextsAreComparedWhole) {
@@ -89,7 +104,7 @@ TEST_F(UsbSearchTest, EveryFailureHasItsLine) {
     const struct {
         UsbDescription look;
         const char* error;
-        const char* outcomes;  // of the searches: + found, r found and reported, f failed, x ends the program
+        const char* outcomes;  // of the searches
     } cases[] = {
         {Spoilt(&simulator::UsbFaults::cannotOpen), "Couldn't open device", "fff"},
         {Spoilt(&simulator::UsbFaults::noSerial), "Coudn't get serial string", "fr+"},
@@ -102,18 +117,7 @@ TEST_F(UsbSearchTest, EveryFailureHasItsLine) {
         const auto printer = bus.Plug(each.look);
         for (std::size_t i = 0; i < 3; ++i) {
             SCOPED_TRACE(testing::Message() << kSearches[i].first << " " << each.error);
-            const char outcome = each.outcomes[i];
-            const std::string search = kSearches[i].first;
-            const std::string name = search.substr(0, search.find(' '));
-            const std::string error = outcome == '+' ? "" : each.error;
-            const std::string logged = error.empty() ? "" : kSearches[i].second + error + "\n";
-            if (outcome == 'x') {
-                EXPECT_THAT(Run(search, 255), testing::EndsWith(error));
-            } else {  // what failed is closed at once, what was found in the end
-                Expect(search + " nodes close nodes",
-                       {logged, name + (outcome == 'f' ? "=0 [" : "=1 [") + error + "]",
-                        outcome == 'f' ? "nodes=0" : "nodes=1", "nodes=0"});
-            }
+            ExpectOutcome(kSearches[i].first, kSearches[i].second, each.error, each.outcomes[i]);
         }
         bus.Unplug(printer);
     }
