@@ -1,9 +1,11 @@
 #pragma once
 
 #include <dirent.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <memory>
+#include <string>
 #include <utility>
 
 /// A descriptor that is closed with its owner.
@@ -32,4 +34,18 @@ inline int OpenDescriptors() {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc/self/fd"), closedir);
     while (const dirent* const entry = readdir(directory.get())) count += entry->d_name[0] != '.' ? 1 : 0;
     return count;
+}
+
+/// Reads `count` bytes, fewer when nothing comes for `waitMs` or the other side has closed.
+inline std::string ReceiveFrom(const OwnedDescriptor& from, std::size_t count, int waitMs) {
+    std::string got(count, '\0');
+    std::size_t used = 0;
+    pollfd event{from.Get(), POLLIN, 0};
+    while (used < count && poll(&event, 1, waitMs) == 1) {
+        const ssize_t bytes = read(from.Get(), got.data() + used, count - used);
+        if (bytes <= 0) break;
+        used += static_cast<std::size_t>(bytes);
+    }
+    got.resize(used);
+    return got;
 }

@@ -37,18 +37,7 @@ class PtyPair {
         return Waiting(other) >= due;
     }
     /// Reads `count` bytes, fewer when nothing comes for `waitMs`.
-    std::string Receive(std::size_t count, int waitMs = 5000) {
-        std::string got(count, '\0');
-        std::size_t used = 0;
-        pollfd event{master_.Get(), POLLIN, 0};
-        while (used < count && poll(&event, 1, waitMs) == 1) {
-            const ssize_t bytes = read(master_.Get(), got.data() + used, count - used);
-            if (bytes <= 0) break;
-            used += static_cast<std::size_t>(bytes);
-        }
-        got.resize(used);
-        return got;
-    }
+    std::string Receive(std::size_t count, int waitMs = 5000) { return ReceiveFrom(master_, count, waitMs); }
     void HangUp() { master_.Reset(); }
 
  private:

@@ -17,37 +17,18 @@ class TcpConnection {
     bool Accepted() const { return fd_.Get() != -1; }
 
     /// Reads `count` bytes, fewer when the connection ends before.
-    std::string Receive(std::size_t count) {
-        std::string got(count, '\0');
-        std::size_t used = 0;
-        while (used < count && Ready()) {
-            const ssize_t bytes = recv(fd_.Get(), got.data() + used, count - used, 0);
-            if (bytes <= 0) break;
-            used += static_cast<std::size_t>(bytes);
-        }
-        got.resize(used);
-        return got;
-    }
+    std::string Receive(std::size_t count) { return ReceiveFrom(fd_, count, kWaitMs); }
     void Send(const std::string& text) { send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL); }
     /// True when the other side has closed and nothing is left to read.
     bool Ended() {
         char byte = 0;
-        return Ready() && recv(fd_.Get(), &byte, 1, MSG_PEEK) <= 0;
+        pollfd event{fd_.Get(), POLLIN, 0};
+        return poll(&event, 1, kWaitMs) == 1 && recv(fd_.Get(), &byte, 1, MSG_PEEK) <= 0;
     }
     void Close() { fd_.Reset(); }
-    /// Closes so that the other side's next send fails.
-    void Abort() {
-        const linger reset{1, 0};
-        setsockopt(fd_.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
-        Close();
-    }
 
  private:
-    bool Ready() const {
-        pollfd event{fd_.Get(), POLLIN, 0};
-        return poll(&event, 1, 5000) == 1;
-    }
-
+    static constexpr int kWaitMs = 5000;
     OwnedDescriptor fd_;
 };
 

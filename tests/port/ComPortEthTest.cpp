@@ -154,7 +154,8 @@ TEST(ComPortEth, AReadTimeoutClosesAndTheNextWriteConnects) {
     EXPECT_STREQ(line.port.szLastError, "EthRead Error");
     EXPECT_TRUE(line.peer.Ended());
     EXPECT_EQ(Put(line.port, "again", line.err), 5U);
-    EXPECT_EQ(line.listener.Accept().Receive(5), "again");
+    line.peer = line.listener.Accept();
+    EXPECT_EQ(line.peer.Receive(5), "again");
     EXPECT_EQ(log.Take(), Lines{});
     line.port.SetTimeoutRX(0);
     Get(line.port, 10, line.err);  // no wait, not one without end

@@ -52,6 +52,17 @@ TEST(CommPortSettings, IsValidWhenTheDeviceOfItsTypeIsNamed) {
     }
 }
 
+TEST(ReadPacer, WaitsForTheRestOfAnEmptyTurn) {
+    VirtualClock clock;
+    ReadPacer pacer;
+    clock.Advance(5);
+    pacer.AfterRead(0);
+    clock.Advance(ReadPacer::kTurnMs);
+    pacer.AfterRead(0);
+    pacer.AfterRead(1);
+    EXPECT_EQ(clock.waits, std::vector<std::uint64_t>{(ReadPacer::kTurnMs - 5) * 1000});
+}
+
 TEST(DescriptorWait, RefusesWhatSelectCannotHold) {
     EXPECT_FALSE(WaitForDescriptor(FD_SETSIZE, DescriptorEvent::Writable, 0));
     EXPECT_FALSE(WaitForDescriptor(-1, DescriptorEvent::Writable, 0));
@@ -59,17 +70,16 @@ TEST(DescriptorWait, RefusesWhatSelectCannotHold) {
 
 TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
     const struct {
-        unsigned int length;
+        unsigned int length, err;
         int wait, failure;  // failure: what the write after the expected ones reports; -1 when there is none
         std::vector<std::size_t> packets;
-        unsigned int err;
         const char* line;
-    } rows[] = {{0, 5, -1, {0}, 0, "End"},
-                {30, 5, -1, {10, 10, 10}, 0, "End"},
-                {31, 0, -1, {10, 10, 10, 1}, 0, "End"},
-                {11, -1, -1, {10, 1}, 0, "End"},
-                {20, 5, 7, {10, 10, 10}, 7, "Error Write (7)"},
-                {20, 5, 0, {10, 10, 10}, 1, "Error Write (0)"}};  // short is a failure, reported or not
+    } rows[] = {{0, 0, 5, -1, {0}, "End"},
+                {30, 0, 5, -1, {10, 10, 10}, "End"},
+                {31, 0, 0, -1, {10, 10, 10, 1}, "End"},
+                {11, 0, -1, -1, {10, 1}, "End"},
+                {20, 7, 5, 7, {10, 10, 10}, "Error Write (7)"},
+                {20, 1, 5, 0, {10, 10, 10}, "Error Write (0)"}};  // short is a failure, reported or not
     for (const auto& row : rows) {
         VirtualClock clock;
         LogCapture log;
@@ -124,7 +134,7 @@ TEST(ReadAll, CollectsExactlyWhatWasAsked) {
 TEST(ReadAll, EndsByItsOwnTimeoutWithoutSpinning) {
     for (const int turns : {0, 1, 10}) {
         VirtualClock clock;
-        clock.readable = turns != 0;  // a clock that cannot be read has run out
+        clock.readable = turns != 1;  // a clock that cannot be read has run out
         RawPort port(false);
         unsigned char buffer[4];
         unsigned int err = 0;
