@@ -52,7 +52,7 @@ void ExpectFields(const Bytes& record, std::size_t size, const std::string& fiel
     std::istringstream words(fields);
     std::string name;
     for (std::string value; words >> name >> value; values.append(value).append(" "))
-        lines.push_back(name + ": " + value);
+        lines.emplace_back(name).append(": ").append(value);
     const Bytes file = Bytes(7, 'x') + Slice(record, 0, size);
     Header header;
     LogCapture log;

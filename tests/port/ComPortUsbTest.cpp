@@ -90,12 +90,13 @@ TEST_F(ComPortUsbTest, ASerialTextMakesOneLineWhateverItHolds) {
 
 TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) {
     const auto printer = bus.Plug(Printer("ABC1", "1-1.2"));
-    bus.Plug(Printer("ABC5", "1-1.3"));
+    for (const char* const port : {"1-1.1", "1-1.3"}) bus.Plug(Printer("ABC5", port));
     std::shared_ptr<simulator::UsbDevice> again;
     const std::string output = RunWithChange(
-        "init 0205 1 open backup save close await F0F0|0205|NEW7 find-place show reopen restore show", [&] {
+        "init 0205 1 open backup save close await F0F0|0205|NEW9 find-place show reopen restore show", [&] {
             bus.Unplug(printer);
             again = bus.Plug(Printer("NEW7", "1-1.2"));
+            bus.Plug(Printer("NEW9", "1-1.4"));  // the last of the list is another, whatever its order
         });
     ExpectInOrder(
         output,
@@ -149,12 +150,12 @@ TEST_F(ComPortUsbTest, SavingLooksForOneCharacterAndReportsWhatItCannotRead) {
 
 TEST_F(ComPortUsbTest, WritesGoOutInPiecesOfThePacketSizeWithAPauseAfterEachKilobyte) {
     bus.Plug(Printer(), Recorder());
-    const std::string output = Run("multiplier 3 init 0205 1 open zeros 1036");
-    std::vector<std::size_t> sizes(16, 64);
-    sizes.push_back(12);
+    const std::string output = Run("multiplier 3 init 0205 1 open zeros 1024 zeros 100");
+    std::vector<std::size_t> sizes(17, 64);
+    sizes.push_back(36);
     EXPECT_EQ(received, sizes);
     EXPECT_EQ(Count(output, "sleep 3000 us"), 1U);
-    EXPECT_EQ(Count(output, "time-out 3000 ms"), 17U);
+    EXPECT_EQ(Count(output, "time-out 3000 ms"), 18U);
     received.clear();
     const std::string pieces =
         Run("init 0205 1 open packet 600 zeros 2400 zeros 599 packet 0 zeros 2000 zeros 0");
