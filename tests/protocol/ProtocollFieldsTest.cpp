@@ -68,7 +68,7 @@ TEST(CreateFields, KnowsTheTagByPlaceAndForm) {
     ProtocollFields fields;
     for (const std::string field :
          {"<C1>", "<C12>", "<C1xy>", "<C1234>", "<C12345>", "<C>", "<CX>", "<D12>"}) {
-        Split(fields, "\x02" + field + field);
+        Split(fields, Bytes({field, field}));
         const bool isTag = field[1] == 'C' && field[2] == '1' && field.size() <= 6;
         EXPECT_EQ(fields.Fields()[1]->iType, isTag ? FTYPE_VCMDID_VALUE : FTYPE_VSTRING_VALUE) << field;
         EXPECT_EQ(fields.Fields()[2]->iType, FTYPE_VSTRING_VALUE) << field;

@@ -172,17 +172,11 @@ TEST(SetupItemDecoder, CountsValuesOutOfRangeAndKeepsTheItem) {
 }
 
 TEST(SetupItemDecoder, ReadsDatesAsLocalTime) {
-    const Lines wrong{Line("0124-06-15 10:20:30"),
-                      "<0124>",
-                      "<a>",
-                      "<0124-13-15 10:20:30>",
-                      "<0124-00-15 10:20:30>",
-                      "<0124-06-32 10:20:30>",
-                      "<0124-06-15 24:20:30>",
-                      "<0124-06-15 10:60:30>",
-                      "<0124-06-15 10:20:3>",
-                      "<-124-06-15 10:20:30>",
-                      "<9999-06-15 10:20:30>"};
+    Lines wrong{Line("0124-06-15 10:20:30")};
+    for (const char* bad : {"<0124>", "<a>", "<0124-13-15 10:20:30>", "<0124-00-15 10:20:30>",
+                            "<0124-06-32 10:20:30>", "<0124-06-15 24:20:30>", "<0124-06-15 10:60:30>",
+                            "<0124-06-15 10:20:3>", "<-124-06-15 10:20:30>", "<9999-06-15 10:20:30>"})
+        wrong.emplace_back(bad);
     ExpectDecoded(kDateTime, kDateItem, "...TI", 20,
                   "Begin|Description : Name|Additional Description : |"
                   "Current Date / Time Value (dd/MM/yyyy HH:mm:ss):15-06-2024 10:20:30",
