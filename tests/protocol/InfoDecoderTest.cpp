@@ -164,9 +164,6 @@ TEST(UpgradeDataInfo, RefusedTextsLeaveTheIdentity) {
     EXPECT_FALSE(info.SetUpgradeDeviceIDs(nullptr));
     EXPECT_THAT((std::vector<int>{info.iFamilyID, info.iModelID, info.iCustomizationID}),
                 ElementsAre(7, 8, -9));
-    EXPECT_TRUE(info.SetUpgradeMode("U4"));
-    EXPECT_FALSE(info.SetUpgradeMode(""));
-    EXPECT_EQ(info.iUpgradeMode, UPGRADEMODE_NONE);
     EXPECT_TRUE(info.SetUpgradeConfigurationSettings(std::string(100000, 's').c_str()));
     EXPECT_EQ(std::string(info.strConfigurationSettings), std::string(511, 's'));
 }

@@ -101,15 +101,4 @@ TEST(LogoDecoder, ReadsALogoWithItsImage) {
     EXPECT_EQ(Decode(other).record.As<LogoItem>()->iType, 1);
 }
 
-TEST(LogoDecoder, AsksForTheFrameWhenCalledByItself) {
-    for (const auto& [bytes, line] :
-         {std::pair("\x15", "FTYPE_STX Error"), {"\x02<5>", "FTYPE_VCMDID_VALUE Error"}}) {
-        ProtocollFields fields;
-        Split(fields, bytes);
-        LogCapture log;
-        EXPECT_EQ(fields.CreateLogoData_Prot100(nullptr, nullptr), nullptr);
-        EXPECT_THAT(log.Take(kLogoTag), ElementsAre(line));
-    }
-}
-
 }  // namespace

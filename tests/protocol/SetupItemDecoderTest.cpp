@@ -56,17 +56,6 @@ TEST(SetupItemDecoder, ReadsTheFrame) {
     EXPECT_EQ(decoded.log.back(), "[CreateSetupItem_Prot100]End");
     EXPECT_EQ(decoded.record.As<SetupItemTypeNumeric>()->uiID, 77U);
     EXPECT_EQ(decoded.record.As<SetupItemTypeNumeric>()->iType, PROT_TYPE_NUMERIC);
-    // Called by itself, the decoder asks for STX and tag too.
-    for (const auto& [bytes, line] :
-         {std::pair("\x06", "FTYPE_STX Error"), {"\x02<4>", "FTYPE_VCMDID_VALUE Error"}}) {
-        ProtocollFields fields;
-        Split(fields, bytes);
-        LogCapture log;
-        OBJTYPE type = OBJTYPE_LOGO_ITEM;
-        EXPECT_EQ(fields.CreateSetupItemType_Prot100(nullptr, &type), nullptr);
-        EXPECT_EQ(type, OBJTYPE_NONE);
-        EXPECT_THAT(log.Take(kFrame), ElementsAre("Begin", line));
-    }
 }
 
 TEST(SetupItemDecoder, ReadsTheViewsOfLinks) {
@@ -235,19 +224,33 @@ TEST(SetupItemDecoder, AdvancesTheCallersIndexAndSum) {
     Split(fields, "\x02<C4>" + body + "<9>");
     int index = 2;
     std::uint64_t sum = 1000;
-    OBJTYPE type = OBJTYPE_NONE;
     const std::unique_ptr<SetupItemTypeNumeric> item(
-        fields.ExtractIDInfo_TypeNumeric_Prot100(index, sum, nullptr, &type));
+        fields.ExtractIDInfo_TypeNumeric_Prot100(index, sum, nullptr, nullptr));
     ASSERT_NE(item, nullptr);
     EXPECT_EQ(index, 9);
     EXPECT_EQ(sum, 1000 + ByteSum(body));
-    EXPECT_EQ(type, OBJTYPE_ITEM_NUMERIC);
     // The kind is told with the description, even when the item then fails.
+    OBJTYPE type = OBJTYPE_NONE;
     index = 2;
     EXPECT_EQ(fields.ExtractIDInfo_TypeString_Prot100(index, sum, nullptr, &type), nullptr);
     EXPECT_EQ(type, OBJTYPE_ITEM_STRING);
     for (int outside : {-1, 10, 1000000})
         EXPECT_EQ(fields.ExtractIDInfo_TypeList_Prot100(outside, sum, nullptr, nullptr), nullptr);
+}
+
+TEST(SetupItemDecoder, AsksForTheFrameWhenCalledByItselfAsTheLogoDecoderDoes) {
+    for (const auto& [bytes, line] :
+         {std::pair("\x06", "FTYPE_STX Error"), {"\x02<4>", "FTYPE_VCMDID_VALUE Error"}}) {
+        ProtocollFields fields;
+        Split(fields, bytes);
+        LogCapture log;
+        OBJTYPE type = OBJTYPE_LOGO_ITEM;
+        EXPECT_EQ(fields.CreateSetupItemType_Prot100(nullptr, &type), nullptr);
+        EXPECT_EQ(fields.CreateLogoData_Prot100(nullptr, nullptr), nullptr);
+        EXPECT_EQ(type, OBJTYPE_NONE);
+        EXPECT_THAT(log.Take(), ElementsAre("[" + kFrame + "]Begin", "[" + kFrame + "]" + line,
+                                            std::string("[CreateLogoData_Prot100]") + line));
+    }
 }
 
 }  // namespace
