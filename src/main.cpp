@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -291,6 +292,8 @@ bool parse_device(const char* text, COMMPORTTYPE kind, CommPortSettings* setting
 int main(int argc, char** argv) {
     // A run that is cut short leaves every line it printed, also in a pipe or a file.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    // A reader of the log that goes away must not end the program in the middle of a bank.
+    std::signal(SIGPIPE, SIG_IGN);
     parse_args(argc, argv);
     if (enable_debug != 0) Log::SetLogEnable(1, true);
     if (usbdevlist != 0) ListUsbPrinters();

@@ -291,6 +291,14 @@ TEST(Ethernet, APackageEndsWithTheFirstModuleThatIsRefused) {
     EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::BankGroup); }), 0);
 }
 
+TEST(Ethernet, AReaderOfTheLogThatGoesAwayEndsNothing) {
+    endtoend::Start start;
+    start.by = {"bash", "-c", "\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}"};
+    Printer printer{PrinterOptions(), {}, start};
+    EXPECT_EQ(Download(printer, SampleFiles::MakeModule({})).status, RunResult::kSuccess);
+    EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Modules().size(); }), 1U);
+}
+
 TEST(Ethernet, TheSetupHeaderIsPrinted) {
     PrinterOptions options;
     options.setupLines = {"First line", "Second line"};
