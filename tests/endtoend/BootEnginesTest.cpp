@@ -24,36 +24,36 @@ namespace {
 
 /// What is tried: the procedure, where the printer is, what its boot device does, and how the run ends.
 struct Case {
-    std::string name;
-    std::string mode;
+    std::string name;  ///< begins with the procedure
     Line line = Line::Usb;
     bool newForm = false;
-    Lines lines = {};
     bool upgraded = true;
-    std::vector<BootFault> faults = {};
-    std::string bootRelease = "1.00";  ///< of U2
     bool newDialect = false;
-    std::uint64_t bootDelayMs = 2000;
     bool claimable = true;
     bool userRestarts = true;  ///< of U4
+    Lines lines = {};
+    std::vector<BootFault> faults = {};
+    std::string bootRelease = "1.00";  ///< of U2
+    std::uint64_t bootDelayMs = 2000;
+
+    std::string Mode() const { return name.substr(0, 2); }
 };
 
 void PrintTo(const Case& each, std::ostream* out) {
     *out << each.name;
 }
 
-/// `name` begins with the procedure.
 Case Upgrades(const std::string& name, Line line, bool newForm) {
-    if (name[1] == '6')
-        return {name, "U6", line, newForm, {"[SendFW]Found Silicon Lab device.", "[SendFW]Bank 60 "}};
-    return {name,
-            name.substr(0, 2),
-            line,
-            newForm,
-            {"[EnterUSBBootDirectModeOnUSB]Correct response, the device is in USB Boot Direct mode!",
-             "[InitConnectRenesasDevice]Connecting operations executed!",
-             "[StartUpgradeUsb]Sending bank 32/64 (50%)", "[StartUpgradeUsb]Bank 64 successfully sent!",
-             "[StartUpgradeUsb]Sending Lock Bit Enable command"}};
+    Case each{name, line, newForm};
+    if (each.Mode() == "U6") {
+        each.lines = {"[SendFW]Found Silicon Lab device.", "[SendFW]Bank 60 "};
+    } else {
+        each.lines = {"[EnterUSBBootDirectModeOnUSB]Correct response, the device is in USB Boot Direct mode!",
+                      "[InitConnectRenesasDevice]Connecting operations executed!",
+                      "[StartUpgradeUsb]Sending bank 32/64 (50%)",
+                      "[StartUpgradeUsb]Sending Lock Bit Enable command"};
+    }
+    return each;
 }
 
 Case OfRelease(const std::string& name, const std::string& release, bool newDialect) {
@@ -64,7 +64,10 @@ Case OfRelease(const std::string& name, const std::string& release, bool newDial
 }
 
 Case Fails(const std::string& name, Line line, Lines lines, std::vector<BootFault> faults = {}) {
-    return {name, name.substr(0, 2), line, line != Line::Usb, std::move(lines), false, std::move(faults)};
+    Case each{name, line, line != Line::Usb, false};
+    each.lines = std::move(lines);
+    each.faults = std::move(faults);
+    return each;
 }
 
 Case Unclaimable(const std::string& name, Line line, Lines lines) {
@@ -81,7 +84,7 @@ Case NeverComing(const std::string& name, const std::string& text) {
 
 PackageSample PackageOf(const Case& each) {
     PackageSample sample = endtoend::Package(each.newForm, 0x37, "106", 4);
-    if (each.mode != "U6") return sample;
+    if (each.Mode() != "U6") return sample;
     sample.firmware = simulator::SampleFiles::MakeRecords(sample.release, 60);
     sample.banks = 1;
     sample.bankSize = sample.firmware.size();
@@ -90,7 +93,7 @@ PackageSample PackageOf(const Case& each) {
 
 PrinterOptions OptionsOf(const Case& each, std::size_t firmwareSize) {
     PrinterOptions options;
-    options.mode = each.mode;
+    options.mode = each.Mode();
     options.line = each.line;
     options.bootDelayMs = each.bootDelayMs;
     if (options.mode == "U6") {

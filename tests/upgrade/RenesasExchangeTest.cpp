@@ -18,16 +18,16 @@ const Bytes kFirmware = Pattern(2 * kUnit);
 
 struct Dialect {
     const char* name;
-    Chip chip;
     const char* release;
+    Chip chip;
     bool isNew;
 };
 
-const Dialect kDialects[] = {{"U4", Chip::U4, "0.99", false},
-                             {"U2 release 0.99", Chip::U2, "0.99", false},
-                             {"U2 release 1.00", Chip::U2, "1.00", false},
-                             {"U2 release 1.10", Chip::U2, "1.10", false},
-                             {"U2 new dialect", Chip::U2, "1.00", true}};
+const Dialect kDialects[] = {{"U4", "0.99", Chip::U4, false},
+                             {"U2 release 0.99", "0.99", Chip::U2, false},
+                             {"U2 release 1.00", "1.00", Chip::U2, false},
+                             {"U2 release 1.10", "1.10", Chip::U2, false},
+                             {"U2 new dialect", "1.00", Chip::U2, true}};
 
 /// A command, its log line, its bytes, the answer that is accepted (bytes that do not matter are AA), which
 /// of its bytes matter, how long it is collected (0: one read, which sees a byte too many), what is then
