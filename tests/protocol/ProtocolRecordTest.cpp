@@ -20,7 +20,8 @@ std::size_t peak = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: beside an allocation of its own the compiler would take `free` for the wrong partner of `new`.
+__attribute__((noinline)) void* operator new(std::size_t size) {
     void* const block = std::malloc(size);
     if (block == nullptr) throw std::bad_alloc();
     allocated += malloc_usable_size(block);
@@ -30,7 +31,7 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
     return operator new(size);
 }
-void operator delete(void* block) noexcept {
+__attribute__((noinline)) void operator delete(void* block) noexcept {
     allocated -= malloc_usable_size(block);
     std::free(block);
 }
