@@ -4,6 +4,10 @@
 
 namespace simulator {
 
+std::vector<unsigned char> UsbInterface::OutAndIn() {
+    return {0x01, 0x82};
+}
+
 namespace {
 
 constexpr unsigned char kSerialIndex = 3;

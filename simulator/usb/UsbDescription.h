@@ -10,8 +10,10 @@
 namespace simulator {
 
 struct UsbInterface {
-    std::vector<unsigned char> endpoints{0x01, 0x82};  ///< bulk endpoint addresses in descriptor order
-    std::string kernelDriver;                          ///< empty: none is bound
+    std::vector<unsigned char> endpoints = OutAndIn();  ///< bulk endpoint addresses in descriptor order
+    std::string kernelDriver;                           ///< empty: none is bound
+
+    static std::vector<unsigned char> OutAndIn();
 };
 
 /// What goes wrong with a device on demand.
