@@ -11,15 +11,11 @@ namespace {
 using simulator::RenesasBootDevice;
 using simulator::SiliconLabsBootDevice;
 
-const std::vector<Bytes> kToProgramming{{0x55},
-                                        {0x10, 4, '7', '6', '0', '8', 0x17},
-                                        {0x11, 1, 0, 0xEE},
-                                        {0x3F, 7, 0, 0, 0x04, 0xB0, 2, 8, 4, 0xF8},
-                                        {0x06},
-                                        {0x40},
-                                        {0x4D},
-                                        {0x62},
-                                        {0x43}};
+// clang-format off
+const std::vector<Bytes> kToProgramming{
+    {0x55}, {0x10, 4, '7', '6', '0', '8', 0x17}, {0x11, 1, 0, 0xEE}, {0x3F, 7, 0, 0, 0x04, 0xB0, 2, 8, 4, 0xF8},
+    {0x06}, {0x40}, {0x4D}, {0x62}, {0x43}};
+// clang-format on
 
 /// What a chip noticed of these commands, and its last answer.
 std::pair<std::size_t, Bytes> Hears(const std::vector<Bytes>& commands, const std::string& release = "0.99") {

@@ -69,17 +69,18 @@ TEST(RenesasEntry, WaitsTenSecondsTimesTheMultiplierAlsoWithoutAClock) {
     }
 }
 
+/// A run whose printer is yet to be scripted.
+struct SendRun : BootRun<Device, RenesasBootOptions> {
+    SendRun(Chip chip, COMMPORTTYPE type, const RenesasBootOptions& options,
+            const Bytes& firmware = kFirmware)
+        : BootRun(MakeEngine(chip), type, options, firmware) {}
+};
+
 /// A run whose printer enters its boot loader.
-struct LineRun : BootRun<Device, RenesasBootOptions> {
-    explicit LineRun(COMMPORTTYPE type, std::vector<BootFault> faults = {}, int timem = 1,
-                     int vendor = 0x045B)
-        : BootRun(MakeEngine(Chip::U4, timem), type, OptionsOf(std::move(faults), vendor), kFirmware) {
+struct LineRun : SendRun {
+    explicit LineRun(COMMPORTTYPE type, const RenesasBootOptions& options = BootOptions(Chip::U4))
+        : SendRun(Chip::U4, type, options) {
         printer.OnReOpen().OnHandshake().Expect(kEnterBoot).Answer("BOOT_RST").OnClose();
-    }
-    static RenesasBootOptions OptionsOf(std::vector<BootFault> faults, int vendor) {
-        RenesasBootOptions options = BootOptions(Chip::U4, std::move(faults));
-        options.usb.vendor = static_cast<std::uint16_t>(vendor);
-        return options;
     }
 };
 
@@ -97,7 +98,10 @@ TEST(RenesasRun, ABootDeviceIsWaitedForFortySecondsTimesTheMultiplierWhateverThe
     enum class Time { kRuns, kUnreadable, kIsSetBack };
     for (const Time time : {Time::kRuns, Time::kUnreadable, Time::kIsSetBack}) {
         for (const int timem : {0, 1, 2}) {
-            LineRun run(COMMPORT_SERIAL, {}, timem, 0x045C);
+            RenesasBootOptions other = BootOptions(Chip::U4);
+            other.usb.vendor = 0x045C;
+            LineRun run(COMMPORT_SERIAL, other);
+            run.engine->iTimem = timem;
             run.bus.bLists = timem != 1;
             run.bus.before = run.bus.bLists ? "\n" : "045B|0025|BOOT1\n";  // a failed list is not looked at
             run.clock.readable = time != Time::kUnreadable;
@@ -132,41 +136,33 @@ TEST(RenesasRun, OfTwoBootDevicesTheFirstIsTakenAndOneThatCannotBeOpenedEndsIt) 
 
 TEST(RenesasRun, AFirmwareThatDoesNotFitTheUnitsIsAnUpgradeError) {
     for (const unsigned char size : Bytes{48, 0}) {
-        LineRun run(COMMPORT_SERIAL, {BootFault::Says(Device::kUnitSize, {0x37, 2, 0, size, 0})});
+        const BootFault says = BootFault::Says(Device::kUnitSize, {0x37, 2, 0, size, 0});
+        LineRun run(COMMPORT_SERIAL, BootOptions(Chip::U4, {says}));
         EXPECT_EQ(run.SendFW(), std::make_pair(false, Lines{"Upgrade Error"}));
         EXPECT_EQ(run.device.Count(Device::kAreaSelection), 0);
     }
 }
 
-/// A run that ends on the printer's line.
-struct EarlyRun : BootRun<Device, RenesasBootOptions> {
-    EarlyRun(Chip chip, COMMPORTTYPE type, const Bytes& firmware = kFirmware)
-        : BootRun(MakeEngine(chip), type, BootOptions(chip), firmware) {}
-    ~EarlyRun() { EXPECT_EQ(bus.polls, 0); }
-};
-
 TEST(RenesasRun, WithoutHandshakeEntryOrFirmwareItEndsBeforeTheBootDeviceIsLookedFor) {
-    EarlyRun deaf(Chip::U4, COMMPORT_SERIAL);
-    deaf.printer.OnReOpen().OnHandshake(false);
-    EXPECT_EQ(deaf.SendFW(), std::make_pair(false, Lines{"Handshake Communication Error"}));
-
-    EarlyRun silent(Chip::U4, COMMPORT_SERIAL);
-    silent.printer.OnReOpen().OnHandshake().Expect(kEnterBoot).SilenceUntilAsked().OnClose();
-    EXPECT_FALSE(silent.SendFW().first);
-
-    EarlyRun broken(Chip::U4, COMMPORT_SERIAL);
-    broken.printer.OnReOpen().OnHandshake().FailWrite().OnClose();
-    EXPECT_FALSE(broken.SendFW().first);
-
-    EarlyRun empty(Chip::U4, COMMPORT_SERIAL, {});
-    empty.printer.OnClose();
-    EXPECT_EQ(empty.SendFW(), std::make_pair(false, Lines{"Upgrade file wrong or incomplete:"}));
+    const auto ends = [](const Lines& lines, void (*script)(ScriptedPort&),
+                         const Bytes& firmware = kFirmware) {
+        SendRun run(Chip::U4, COMMPORT_SERIAL, BootOptions(Chip::U4), firmware);
+        script(run.printer);
+        EXPECT_EQ(run.SendFW(), std::make_pair(false, lines));
+        EXPECT_EQ(run.bus.polls, 0);
+    };
+    ends({"Handshake Communication Error"}, [](ScriptedPort& port) { port.OnReOpen().OnHandshake(false); });
+    ends({}, [](ScriptedPort& port) { port.OnReOpen().OnHandshake().FailWrite().OnClose(); });
+    ends({}, [](ScriptedPort& port) {
+        port.OnReOpen().OnHandshake().Expect(kEnterBoot).SilenceUntilAsked().OnClose();
+    });
+    ends({"Upgrade file wrong or incomplete:"}, [](ScriptedPort& port) { port.OnClose(); }, {});
 }
 
 TEST(RenesasRun, U2IsRefusedOffUsbWithPackagesOfBothForms) {
     for (const COMMPORTTYPE type : {COMMPORT_SERIAL, COMMPORT_ETHERNET}) {
         for (const bool newForm : {true, false}) {
-            EarlyRun run(Chip::U2, type);
+            SendRun run(Chip::U2, type, BootOptions(Chip::U2));
             PSWComponents components;
             LogCapture log;
             const auto start =
@@ -186,13 +182,11 @@ TEST(RenesasRun, OnUsbThePrintersOwnPortIsUsedAndOnlyAReleaseThatCannotBeAskedFo
         std::vector<BootFault> faults;
         Lines lines;
     };
+    const std::string message =
+        "Impossible to retrieve bootloader release. Please contact Quorva Technical Service at its web site "
+        "or support mail address.";
     const Case cases[] = {
-        {8,
-         {},
-         {"Init Renesas connection Error(10)",
-          "Impossible to retrieve bootloader release. Please contact Quorva Technical Service at its web "
-          "site or "
-          "support mail address."}},
+        {8, {}, {"Init Renesas connection Error(10)", message}},
         {0, {BootFault::Silence(Device::kRelease)}, {"Init Renesas connection Error(1)"}},
         {0, {}, {}},
     };
