@@ -6,13 +6,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstring>
 #include <memory>
-#include <string>
 #include <vector>
 
-#include "harness/ChildProcess.h"
+#include "bench/BusBench.h"
 #include "package/PSWFile.h"
 #include "package/PSWHeaderBin.h"
 #include "port/ComPortUsb.h"
@@ -34,7 +31,6 @@ constexpr std::uint16_t kRenesas = 0x045B;
 constexpr std::uint16_t kSiliconLabs = 0x10C4;
 constexpr std::uint16_t kProduct = 0x0001;
 constexpr unsigned int kTimeoutMs = 5000;
-constexpr const char* kInChild = "--on-the-emulated-bus";
 
 /// Leaves out the waits between the phases of an upgrade and keeps the pauses inside a transfer.
 class PhaselessClock final : public Clock {
@@ -214,25 +210,13 @@ void PlugSiliconLabs(simulator::UsbBus& bus) {
     *device = bus.Plug(look, std::move(handlers));
 }
 
-int RunOnEmulatedBus(int argc, char** argv) {
-    simulator::UsbBus bus;
+void PlugDevices(simulator::UsbBus& bus) {
     PlugRenesas(bus);
     PlugSiliconLabs(bus);
-    std::vector<std::string> words(argv, argv + argc);
-    words[0] = "/proc/self/exe";
-    words.emplace_back(kInChild);
-    ChildProcess child(words, bus.ChildEnvironment());
-    const int status = child.WaitForEnd();
-    std::fputs(child.Output().c_str(), stdout);
-    return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2 || std::strcmp(argv[argc - 1], kInChild) != 0) return RunOnEmulatedBus(argc, argv);
-    --argc;
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return RunBenchmarksOnBus(argc, argv, PlugDevices);
 }

@@ -4,12 +4,9 @@
 #include <benchmark/benchmark.h>
 #include <libusb-1.0/libusb.h>
 
-#include <cstdio>
-#include <cstring>
-#include <string>
 #include <vector>
 
-#include "harness/ChildProcess.h"
+#include "bench/BusBench.h"
 #include "port/ComPortUsb.h"
 #include "simulator/usb/UsbBus.h"
 
@@ -19,7 +16,6 @@ constexpr unsigned int kPiece = 57344;  // of a firmware transfer
 constexpr unsigned int kSize = 16 * kPiece;
 constexpr unsigned short kVendor = 0xF0F0;
 constexpr unsigned short kProduct = 0x0205;
-constexpr const char* kInChild = "--on-the-emulated-bus";
 
 void CountBytes(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * std::int64_t{kSize});
@@ -58,26 +54,14 @@ void BulkTransferLoop(benchmark::State& state) {
 BENCHMARK(BulkTransferLoop)->UseRealTime();
 BENCHMARK(WriteThroughPort)->Arg(0)->Arg(1)->UseRealTime();
 
-int RunOnEmulatedBus(int argc, char** argv) {
-    simulator::UsbBus bus;
+void PlugPrinter(simulator::UsbBus& bus) {
     simulator::UsbDescription printer;
     printer.identity = {kVendor, kProduct, "BENCH1"};
     bus.Plug(printer);
-    std::vector<std::string> words(argv, argv + argc);
-    words[0] = "/proc/self/exe";
-    words.emplace_back(kInChild);
-    ChildProcess child(words, bus.ChildEnvironment());
-    const int status = child.WaitForEnd();
-    std::fputs(child.Output().c_str(), stdout);
-    return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2 || std::strcmp(argv[argc - 1], kInChild) != 0) return RunOnEmulatedBus(argc, argv);
-    --argc;
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return RunBenchmarksOnBus(argc, argv, PlugPrinter);
 }
