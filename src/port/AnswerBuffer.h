@@ -14,17 +14,17 @@ class AnswerBuffer {
     /// No printer's answer comes near this: a peer that sends more is not answering.
     static constexpr std::size_t kMaxSize = std::size_t{16} * 1024 * 1024;
 
-    /// Where the next read puts up to kReadSize bytes. Null when the answer has outgrown
-    /// kMaxSize or memory is out.
+    /// Where the next read puts up to kReadSize bytes. Null when the answer has outgrown kMaxSize or memory
+    /// is out.
     unsigned char* Room();
 
     /// Takes over the `bytes` that a read put at `Room()`. True when the answer is complete.
     bool Add(std::size_t bytes);
 
-    std::size_t Size() const { return uiUsed_; }
+    std::size_t Size() const { return used_; }
 
     /// Hands the answer over, to be released with `free`.
-    unsigned char* Release() { return pData_.release(); }
+    unsigned char* Release() { return data_.release(); }
 
  private:
     struct Free {
@@ -36,9 +36,9 @@ class AnswerBuffer {
     bool PassOver(const Pattern& pattern);
     bool HasEtxFrom(std::size_t position) const;
 
-    std::unique_ptr<unsigned char, Free> pData_;
-    std::size_t uiCapacity_ = 0;
-    std::size_t uiUsed_ = 0;
+    std::unique_ptr<unsigned char, Free> data_;
+    std::size_t capacity_ = 0;
+    std::size_t used_ = 0;
     Awaited awaited_ = Awaited::DataBytesBegin;
-    std::size_t uiScanFrom_ = 0;  ///< where what is awaited may begin at the earliest
+    std::size_t scanFrom_ = 0;  ///< where what is awaited may begin at the earliest
 };

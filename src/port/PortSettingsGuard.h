@@ -8,30 +8,30 @@ class PortSettingsGuard {
  public:
     explicit PortSettingsGuard(CComPort& port)
         : port_(port),
-          uiTimeoutTX_(port.uiTimeoutTX),
-          uiTimeoutRX_(port.uiTimeoutRX),
-          uiWPacketSize_(port.uiWPacketSize) {}
+          timeoutTX_(port.uiTimeoutTX),
+          timeoutRX_(port.uiTimeoutRX),
+          packetSize_(port.uiWPacketSize) {}
     PortSettingsGuard(const PortSettingsGuard&) = delete;
     PortSettingsGuard& operator=(const PortSettingsGuard&) = delete;
     ~PortSettingsGuard() {
-        if (bActive_) Restore();
+        if (active_) Restore();
     }
 
     /// Puts the remembered values back now; may be called again after further changes. The end of the scope
     /// puts them back once more unless the guard was dismissed.
     void Restore() {
-        port_.uiTimeoutTX = uiTimeoutTX_;
-        port_.uiTimeoutRX = uiTimeoutRX_;
-        port_.uiWPacketSize = uiWPacketSize_;
+        port_.uiTimeoutTX = timeoutTX_;
+        port_.uiTimeoutRX = timeoutRX_;
+        port_.uiWPacketSize = packetSize_;
     }
 
     /// Leaves the port as it is at the end of the scope, where the changed values are to stay.
-    void Dismiss() { bActive_ = false; }
+    void Dismiss() { active_ = false; }
 
  private:
     CComPort& port_;
-    const unsigned int uiTimeoutTX_;
-    const unsigned int uiTimeoutRX_;
-    const unsigned int uiWPacketSize_;
-    bool bActive_ = true;
+    const unsigned int timeoutTX_;
+    const unsigned int timeoutRX_;
+    const unsigned int packetSize_;
+    bool active_ = true;
 };
