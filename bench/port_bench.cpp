@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string>
 #include <thread>
 #include <vector>
 

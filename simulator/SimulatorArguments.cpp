@@ -3,7 +3,6 @@
 #include <getopt.h>
 
 #include <array>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <vector>

@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <umockdev.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>

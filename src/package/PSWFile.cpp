@@ -1,8 +1,6 @@
 #include "package/PSWFile.h"
 
 #include <algorithm>
-#include <array>
-#include <climits>
 #include <cstdint>
 
 #include "package/EncryptionPSW.h"

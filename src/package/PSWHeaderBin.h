@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "package/PSWHeader.h"
 
 /// The payload of a package: the last record, and the bytes behind it.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "package/PSWHeader.h"
 
 /// A font of a package.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "package/PSWHeader.h"
 
 /// A module inside a package. Its bytes are a complete module file, save for kind 6, the firmware itself.

@@ -93,8 +93,8 @@ bool CComPortEth::OpenPort() {
     return false;
 }
 
-// Each step of a connection returns what failed, or null. A failed one may leave the
-// socket for OpenPort to close.
+// Each step of a connection returns what failed, or null. A failed one may leave the socket for OpenPort to
+// close.
 const char* CComPortEth::Connect() {
     iSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (iSocket == -1) return "Error to create new socket";
@@ -198,8 +198,8 @@ unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned
         SetPortText(szLastError, "EthRead Error");
         *err = 1;
     }
-    // A read of no bytes says nothing about the connection; otherwise it is over and the
-    // next call connects again.
+    // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects
+    // again.
     if (received == -1 || len != 0) Close();
     return 0;
 }

@@ -39,12 +39,12 @@ class CComPortRs232 final : public CComPort {
     int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
     bool HandshakeCommunication() override;
 
-    /// Closes and opens again with the parameters in force, after a Close with the
-    /// device that Init last named.
+    /// Closes and opens again with the parameters in force, after a Close with the device that Init last
+    /// named.
     bool ReOpen() override;
 
-    /// Keeps the device, rate and flow control, and puts them back. Always true;
-    /// without a copy nothing changes.
+    /// Keeps the device, rate and flow control, and puts them back. Always true; without a copy nothing
+    /// changes.
     bool BackupPortInfo() override;
     bool RestoreportInfo() override;
 

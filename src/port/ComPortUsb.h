@@ -15,9 +15,8 @@ struct UsbSearch;
 /// bulk IN endpoint, and control transfers.
 ///
 /// Constructed -> Init/InitWithVid (device found and opened, kernel driver detached) -> Open (interface
-/// claimed)
-/// -> transfers -> Close. Every Init initialises libusb once more, and only Close exits, once (kept: libusb
-/// counts them; the devices and the handle of the Init before are released all the same).
+/// claimed) -> transfers -> Close. Every Init initialises libusb once more, and only Close exits, once (kept:
+/// libusb counts them; the devices and the handle of the Init before are released all the same).
 ///
 /// The address number of a device is the last character of its serial-number text.
 class CComPortUsb final : public CComPort {

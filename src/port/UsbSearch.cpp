@@ -1,6 +1,5 @@
 #include "port/UsbSearch.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 

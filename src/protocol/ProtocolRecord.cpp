@@ -1,7 +1,5 @@
 #include "protocol/ProtocolRecord.h"
 
-#include <memory>
-
 #include "protocol/InfoItemPrnDeviceInfo.h"
 #include "protocol/InfoItemPrnHeadInfo.h"
 #include "protocol/InfoItemPrnLifeInfo.h"

@@ -134,8 +134,8 @@ void GenericFunctions::RemovecharsFromString(char* text, char c) {
 
 bool GenericFunctions::RemoveStrFromString(char* text, const char* part) {
     if (text == nullptr || part == nullptr || *part == '\0') return false;
-    // What is kept never ends in `part`: taking an occurrence off as it completes
-    // removes the joined ones too.
+    // What is kept never ends in `part`: taking an occurrence off as it completes removes the joined ones
+    // too.
     const std::size_t length = std::strlen(part);
     std::size_t kept = 0;
     for (std::size_t i = 0; text[i] != '\0'; ++i) {

@@ -56,16 +56,16 @@ class GenericFunctions {
     /// As ParseInt; false where that gives the default, and `*value` is then untouched.
     static bool ParseCheckInt(const char* text, int* value);
 
-    /// The floating number that the text begins with; `defaultValue` when there is
-    /// none or it is out of range.
+    /// The floating number that the text begins with; `defaultValue` when there is none or it is out of
+    /// range.
     static float ParseFloat(const char* text, float defaultValue);
 
     /// Stores the runs of digits of the text as numbers, at most `max`; returns how many. A sign is skipped,
     /// a number that an int cannot hold becomes the greatest int.
     static int ExtractIntFromString(const char* text, int* values, int max);
 
-    /// Splits the text in place at any of the delimiters and appends a pointer to
-    /// each part that is not empty.
+    /// Splits the text in place at any of the delimiters and appends a pointer to each part that is not
+    /// empty.
     static void splitModify(char* text, const char* delimiters, std::vector<char*>& parts);
 
     /// Four bytes as a little-endian number.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdarg>
-#include <cstring>
 #include <ctime>
 #include <iterator>
 

@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "port/ComPort.h"
 #include "support/Clock.h"

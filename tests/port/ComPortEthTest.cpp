@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/time.h>
 
 #include <chrono>
 #include <csignal>
