@@ -1,6 +1,8 @@
 // The front end: options, what the run does, the verdict.
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -80,6 +82,14 @@ int NumberOf(const char* word) {
 [[noreturn]] void EndRun(const char* line) {
     std::puts(line);
     std::exit(kFailure);
+}
+
+/// A standard stream that was closed before the run is opened on nothing. Left closed, its number would go to
+/// the printer's port, and every line printed would be sent to the printer.
+void OccupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1 && open("/dev/null", O_RDWR) != stream) std::_Exit(kFailure);
+    }
 }
 
 [[noreturn]] void ListUsbPrinters() {
@@ -290,6 +300,7 @@ bool parse_device(const char* text, COMMPORTTYPE kind, CommPortSettings* setting
 }
 
 int main(int argc, char** argv) {
+    OccupyStandardStreams();
     // A run that is cut short leaves every line it printed, also in a pipe or a file.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     // A reader of the log that goes away must not end the program in the middle of a bank.

@@ -1,8 +1,10 @@
 // The command line: how words become options, and what is refused before a printer is touched.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -183,6 +185,19 @@ TEST(CommandLineDeathTest, RunsThatEndBeforeAPrinterIsTouched) {
         EXPECT_EXIT(run(), testing::ExitedWithCode(row.status), testing::EndsWith(row.end));
     }
     std::remove(path.c_str());
+}
+
+TEST(CommandLineDeathTest, AClosedStandardStreamLeavesItsNumberToNoPort) {
+    const auto run = [] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        std::atexit([] {
+            for (const int stream : {STDIN_FILENO, STDOUT_FILENO})
+                if (fcntl(stream, F_GETFD) == -1) _exit(1);
+        });
+        Call(ticketflash_main, {"--version"});
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
