@@ -158,13 +158,6 @@ simulator::PackageSample Package(bool newForm, unsigned char key, const std::str
     return sample;
 }
 
-std::string CaseName(simulator::Line line, bool newForm, const std::string& release,
-                     const std::string& components, const std::string& multiplier) {
-    constexpr const char* kLines[] = {"Serial", "Ethernet", "Usb"};
-    return std::string(kLines[static_cast<int>(line)]) + (newForm ? "NewForm" : "OldForm") + release +
-           "Components" + components + "Multiplier" + multiplier;
-}
-
 RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample, std::vector<std::string> words) {
     const TemporaryFile file("sample.pfw", simulator::SampleFiles::MakePackage(sample));
     words.insert(words.begin(), {"-f", file.Path(), "-v"});
@@ -175,23 +168,6 @@ RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector
     const TemporaryFile file("font.mod", module);
     words.insert(words.begin(), {"-f", file.Path(), "-v"});
     return printer.Run(words);
-}
-
-void ExpectHolds(Printer& printer, const simulator::PackageSample& sample, bool firmware, bool modules) {
-    // The program may have ended with its last bytes still on the line.
-    if (firmware)
-        printer.WaitUntil(
-            [&](const auto& model) { return model.FlashImage().size() == sample.firmware.size(); });
-    printer.ExpectNoViolations();
-    printer.Inspect([&](const auto& model) {
-        EXPECT_EQ(model.FlashImage(), firmware ? sample.firmware : simulator::Bytes());
-        EXPECT_EQ(model.Count(simulator::Exchange::BankGroup), firmware ? 1 : 0);
-        // A package's modules are sent as they lie in it, each still scrambled with its own key.
-        std::vector<simulator::Bytes> sent;
-        for (const auto& module : sample.modules) sent.push_back(module.image);
-        if (!modules) sent.clear();
-        EXPECT_EQ(model.Modules(), sent);
-    });
 }
 
 }  // namespace endtoend

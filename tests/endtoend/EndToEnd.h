@@ -125,17 +125,9 @@ simulator::PackageSample Package(bool newForm, unsigned char key = 0x37, const s
                                  unsigned banks = simulator::PrinterOptions::kBankCount,
                                  std::size_t bankSize = simulator::PrinterOptions::kBankSize);
 
-/// What is tried: a name for it, of the line ("Serial"), the form, the release, `-c` and `-m`.
-std::string CaseName(simulator::Line line, bool newForm, const std::string& release,
-                     const std::string& components, const std::string& multiplier);
-
 /// Writes the package, or module file, and runs the program with it and `-v`.
 RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample,
                   std::vector<std::string> words = {});
 RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector<std::string> words = {});
-
-/// Fails the test unless the printer holds the package's firmware, or none, after one group of banks, or
-/// none, and all of its modules as they lie in it, or none, and nothing was wrong with what it was sent.
-void ExpectHolds(Printer& printer, const simulator::PackageSample& sample, bool firmware, bool modules);
 
 }  // namespace endtoend

@@ -1,15 +1,14 @@
 // Printers on USB: the built program with the real libusb on an emulated bus.
 #include <gmock/gmock.h>
 
-#include "endtoend/EndToEnd.h"
-#include "simulator/SampleFiles.h"
+#include "endtoend/Scenario.h"
 #include "simulator/usb/UsbTransport.h"
 
-using endtoend::Download;
 using endtoend::ExpectRun;
 using endtoend::Package;
 using endtoend::Printer;
 using endtoend::RunResult;
+using endtoend::Scenario;
 using endtoend::TemporaryFile;
 using endtoend::Upgrade;
 using simulator::Bytes;
@@ -94,147 +93,26 @@ TEST(Usb, WithoutAPrinterTheListIsEmptyAndAnyNamesNone) {
 }
 
 struct NameCase {
+    const char* serial;  ///< of the printer
     const char* name;
     bool found;
 };
 
-// The vendor part says nothing, of the serial number the last character does.
+// The vendor part says nothing, of the serial number the last character does; without one any does.
 TEST(Usb, APrinterIsFoundByProductAndTheLastCharacterOfItsSerialNumber) {
-    const NameCase cases[] = {{"F0F0|0205|ABC1", true},  {"1234|0205|OTHER-1", true},
-                              {"F0F0|0205|ABC2", false}, {"F0F0|0206|ABC1", false},
-                              {"F0F0|0205|", false},     {"F0F0", false}};
-    PrinterOptions options = OnUsb();
-    options.setupLines = {"First line"};
-    Printer printer{options};
+    const NameCase cases[] = {{"ABC1", "F0F0|0205|ABC1", true},  {"ABC1", "1234|0205|OTHER-1", true},
+                              {"ABC1", "F0F0|0205|ABC2", false}, {"ABC1", "F0F0|0206|ABC1", false},
+                              {"ABC1", "F0F0|0205|", false},     {"ABC1", "F0F0", false},
+                              {"", "F0F0|0205|ABC7", true},      {"", "ANY", true}};
     for (const NameCase& c : cases) {
         SCOPED_TRACE(c.name);
+        PrinterOptions options = OnUsb(c.serial);
+        options.setupLines = {"First line"};
+        Printer printer{options};
         const RunResult run = printer.Run({"--printerversion", "-v", "-t", "usb", "-d", c.name});
         EXPECT_EQ(run.status, 0) << run.Text();
         EXPECT_EQ(run.Has("First line"), c.found) << run.Text();
         EXPECT_EQ(run.Has("[PrnCom_ReadSetupData]Open Error"), !c.found) << run.Text();
-    }
-    printer.ExpectNoViolations();
-}
-
-TEST(Usb, APrinterWithoutASerialNumberGoesByAnyName) {
-    PrinterOptions options = OnUsb("");
-    options.setupLines = {"First line"};
-    Printer printer{options};
-    EXPECT_TRUE(printer.Run({"--printerversion"}).Has("First line"));
-    EXPECT_TRUE(printer.Run({"--printerversion", "-t", "usb", "-d", "F0F0|0205|ABC7"}).Has("First line"));
-}
-
-struct UpgradeCase {
-    bool newForm;
-    const char* release;
-    const char* components;
-    const char* multiplier;
-};
-
-void PrintTo(const UpgradeCase& c, std::ostream* out) {
-    *out << endtoend::CaseName(Line::Usb, c.newForm, c.release, c.components, c.multiplier);
-}
-
-class UsbUpgrades : public testing::TestWithParam<UpgradeCase> {};
-
-TEST_P(UsbUpgrades, BringWhatWasChosen) {
-    const UpgradeCase& c = GetParam();
-    const PackageSample sample = Package(c.newForm, 0x37, c.release);
-    const bool firmware = *c.components != '2';
-    const bool modules = c.newForm && *c.components != '1';
-    Printer printer{OnUsb()};
-    const RunResult run = Upgrade(printer, sample, {"-c", c.components, "-m", c.multiplier});
-
-    std::vector<std::string> lines{"[OpenCommunicationPort]USB PRN Port"};
-    if (modules)
-        lines.insert(lines.end(), {"[SendAllModules]Send Fonts...", "[SendAllModules]Programming OK"});
-    if (firmware) lines.emplace_back("[SendBankFlashGeneric]Sending bank...8/8 (100%)");
-    if (firmware && sample.release == "105")
-        lines.emplace_back("[SendBankFlashGeneric]Same version: Wait then exit...");
-    if (firmware && sample.release == "106")
-        lines.insert(lines.end(), {"[SendBankFlashGeneric]Different version: Wait printer reset...",
-                                   "[SendBankFlashGeneric]Different version: Printer reset..."});
-    if (modules)
-        lines.insert(lines.end(), {"[SendAllModules]Send Logos...", "[SendAllModules]Programming OK"});
-    ExpectRun(run, firmware || modules, lines);
-    endtoend::ExpectHolds(printer, sample, firmware, modules);
-}
-
-// The wait before the modules that follow is not multiplied: the printer is back by then.
-TEST(Usb, WithoutWaitsThereIsStillOneBeforeTheModules) {
-    const PackageSample sample = Package(true);
-    Printer printer{OnUsb()};
-    ExpectRun(Upgrade(printer, sample, {"-m", "0"}), true,
-              {"[SendBankFlashGeneric]Different version: Wait printer reset...",
-               "[StartUpgrade_PSW2]Wait before starting modules upgrade!", "[SendAllModules]Send Logos..."});
-    endtoend::ExpectHolds(printer, sample, true, true);
-}
-
-TEST(Usb, APrinterThatStaysAwayIsNoFailure) {
-    for (const char* multiplier : {"0", "1"}) {
-        SCOPED_TRACE(multiplier);
-        const PackageSample sample = Package(false);
-        PrinterOptions options = OnUsb();
-        options.restartMs = 600000;
-        Printer printer{options};
-        const RunResult run = Upgrade(printer, sample, {"-m", multiplier});
-        ExpectRun(run, true, {"[SendBankFlashGeneric]Different version: Wait printer reset..."});
-        EXPECT_FALSE(run.Has("[SendBankFlashGeneric]Different version: Printer reset...")) << run.Text();
-        endtoend::ExpectHolds(printer, sample, true, false);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Usb, UsbUpgrades,
-    testing::Values(UpgradeCase{true, "106", "3", "1"}, UpgradeCase{true, "105", "3", "1"},
-                    UpgradeCase{true, "106", "1", "1"}, UpgradeCase{true, "106", "2", "0"},
-                    UpgradeCase{false, "106", "3", "2"}, UpgradeCase{false, "105", "1", "1"},
-                    UpgradeCase{false, "106", "2", "1"}),
-    testing::PrintToStringParamName());
-
-TEST(Usb, ModulesOfBothEncodingModesArriveDescrambled) {
-    for (const int mode : {0, 1}) {
-        SCOPED_TRACE(mode);
-        simulator::ModuleSample sample;
-        sample.encodingMode = mode;
-        const Bytes module = SampleFiles::MakeModule(sample);
-        Printer printer{OnUsb()};
-        const RunResult run = Download(printer, module);
-        ExpectRun(run, true,
-                  {"[SendModuleToDevice]Waiting Answer...", "[SendModuleToDevice]Read Answer len: 1"});
-        EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Modules(); }),
-                  std::vector<Bytes>{SampleFiles::AsSent(module)});
-        printer.ExpectNoViolations();
-    }
-}
-
-// What matters of a serial number is its last character.
-TEST(Usb, APrinterThatComesBackWithAnotherSerialNumber) {
-    PrinterOptions options = OnUsb();
-    options.serialAfterUpgrade = "XYZ1";
-    Printer sameAddress{options};
-    ExpectRun(Upgrade(sameAddress, Package(true)), true,
-              {"[SendBankFlashGeneric]Different version: Printer reset...", "[SendAllModules]Send Logos..."});
-    endtoend::ExpectHolds(sameAddress, Package(true), true, true);
-}
-
-TEST(Usb, APrinterThatComesBackWithAnotherAddressNumberIsLost) {
-    PrinterOptions options = OnUsb();
-    options.serialAfterUpgrade = "ABC2";
-    for (const bool newForm : {false, true}) {
-        SCOPED_TRACE(newForm);
-        const PackageSample sample = Package(newForm);
-        Printer printer{options};
-        const RunResult run = Upgrade(printer, sample);
-        EXPECT_FALSE(run.Has("[SendBankFlashGeneric]Different version: Printer reset...")) << run.Text();
-        std::vector<std::string> lines{"[SendBankFlashGeneric]Different version: Wait printer reset..."};
-        if (newForm)
-            lines.insert(lines.end(), {"[StartUpgrade_PSW2]Programming OK!",
-                                       "[SendAllModules]ReOpen Error. Num Max Retry found. Throw Error",
-                                       "[StartUpgrade_PSW2]SendAllModules Failed..."});
-        ExpectRun(run, !newForm, lines);
-        EXPECT_TRUE(printer.WaitUntil([](const auto& model) { return model.Release() == "1.06"; }));
-        EXPECT_EQ(printer.Inspect([](const auto& model) { return model.FlashImage(); }), sample.firmware);
         printer.ExpectNoViolations();
     }
 }
@@ -272,58 +150,71 @@ TEST(Usb, AnyIsTheFirstPrinterOfTheList) {
     EXPECT_EQ(neighbour.Inspect(asked), mine ? 0 : 1) << list.Text();
 }
 
-TEST(Usb, AKernelDriverIsTakenOffThePrinterEachTimeItComesBack) {
-    UsbDescription look;
-    look.interfaces[0].kernelDriver = "usblp";
-    const PackageSample sample = Package(true);
-    Printer printer{OnUsb(), look};
-    ExpectRun(Upgrade(printer, sample), true, {"[SendBankFlashGeneric]Different version: Printer reset..."});
-    endtoend::ExpectHolds(printer, sample, true, true);
+// Between the code group and the last bank the printer has another address number, and a neighbour that has a
+// third one.
+TEST(Usb, APrinterOfU5IsFoundAgainWhereItSits) {
+    const std::string wait = "Different version: Wait printer reset...";
+    Scenario scenario("U5", Line::Usb, "");
+    scenario.Banks(5, 1000)
+        .NewForm()
+        .Usb(&simulator::UsbIdentity::serial, std::string("ABC1"))
+        .With(&PrinterOptions::serialInCodePhase, "ABC7")
+        .Words({"-t", "usb", "-d", "F0F0|0205|ABC1"})
+        .Logs({"[SaveLocationCurrentDevice]Vid:F0F0, Pid:0205, AddrNum:1, Location: 10000000",
+               "[SendBankFlashCODE]" + wait,
+               "[RestoreAddrNumFrmLocatio]New info Vid:F0F0, Pid:0205, AddrNum:7, Location: 10000000",
+               "[SendBankFlashDATA]Sending bank...4/5 (80%)", "[SendBankFlashDATA]Sending bank...5/5 (100%)",
+               "[SendBankFlashDATA]" + wait, "[StartUpgrade_PSW2]Programming OK!",
+               "[SendAllModules]Send Fonts...", "[SendAllModules]Send Logos..."})
+        // It is looked for under the number that it had before.
+        .Times("[SendBankFlashCODE]Different version: Printer reset...", 0)
+        .Times("[SendBankFlashDATA]Different version: Printer reset... Done", 0);
+    Printer printer{scenario.Options()};
+    Neighbour neighbour(printer, OnUsb("ABC5"), "1-2");
+    scenario.CheckOn(printer);
+    neighbour.Inspect([](const auto& model) {
+        EXPECT_EQ(model.Count(Exchange::ProtocolVersion), 0);
+        EXPECT_EQ(model.Count(Exchange::DataBank), 0);
+        EXPECT_THAT(model.Violations(), ElementsAre());
+    });
 }
 
-struct TroubleCase {
-    const char* name;
-    void (*change)(UsbDescription&);
-    std::vector<std::string> lines;
-};
-
-void PrintTo(const TroubleCase& c, std::ostream* out) {
-    *out << c.name;
+Scenario Trouble(const std::string& what, void (*change)(UsbDescription&)) {
+    return Scenario("U3", Line::Usb, what).Looks(change).Asked(Exchange::ProtocolVersion, 0);
 }
 
-class UsbTroubles : public testing::TestWithParam<TroubleCase> {};
+class UsbTroubles : public testing::TestWithParam<Scenario> {};
 
-TEST_P(UsbTroubles, EndTheRunWithTheirLine) {
-    UsbDescription look;
-    GetParam().change(look);
-    Printer printer{OnUsb(), look};
-    ExpectRun(Upgrade(printer, Package(false), {"-t", "usb", "-d", "F0F0|0205|ABC1"}), false,
-              GetParam().lines);
-    EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::ProtocolVersion); }), 0);
+TEST_P(UsbTroubles, EndWithTheirLine) {
+    GetParam().Check();
 }
 
-const TroubleCase kTroubles[] = {
-    {"CannotOpen",
-     [](UsbDescription& look) { look.faults.cannotOpen = true; },
-     {"[FindDevice]Couldn't open device", "[OpenCommunicationPort]Open Port Error",
-      "[OpenCommunicationPort]Error: Couldn't open device", "[PrnCom_UpgradePrinter]Open Error"}},
-    {"CannotClaim",
-     [](UsbDescription& look) { look.faults.cannotClaim = true; },
-     {"[Open]libusb_claim_interface error", "[OpenCommunicationPort]Open Port Error",
-      "[OpenCommunicationPort]Error: libusb_claim_interface error"}},
-    {"KeepsItsDriver",
-     [](UsbDescription& look) {
-         look.interfaces[0].kernelDriver = "usblp";
-         look.faults.undetachable = {0};
-     },
-     {"[FindDevice]libusb_detach_kernel_driver error",
-      "[OpenCommunicationPort]Error: libusb_detach_kernel_driver error"}},
-    {"TakesNothing",
-     [](UsbDescription& look) { look.faults.busy = true; },
-     {"[PrnCom_UpgradePrinter]Get Prot. release Error"}},
-};
-
-INSTANTIATE_TEST_SUITE_P(Usb, UsbTroubles, testing::ValuesIn(kTroubles), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(
+    Usb, UsbTroubles,
+    testing::Values(
+        // Taken off each time that the printer comes back.
+        Scenario("U3", Line::Usb, "HasADriver")
+            .NewForm()
+            .Looks([](UsbDescription& look) { look.interfaces[0].kernelDriver = "usblp"; })
+            .Logs({"[SendBankFlashGeneric]Different version: Printer reset..."}),
+        Trouble("CannotOpen", [](UsbDescription& look) { look.faults.cannotOpen = true; })
+            .Words({"-t", "usb", "-d", "F0F0|0205|SIM0001"})
+            .Fails({"[FindDevice]Couldn't open device", "[OpenCommunicationPort]Open Port Error",
+                    "[OpenCommunicationPort]Error: Couldn't open device",
+                    "[PrnCom_UpgradePrinter]Open Error"}),
+        Trouble("CannotClaim", [](UsbDescription& look) { look.faults.cannotClaim = true; })
+            .Fails({"[Open]libusb_claim_interface error", "[OpenCommunicationPort]Open Port Error",
+                    "[OpenCommunicationPort]Error: libusb_claim_interface error"}),
+        Trouble("KeepsItsDriver",
+                [](UsbDescription& look) {
+                    look.interfaces[0].kernelDriver = "usblp";
+                    look.faults.undetachable = {0};
+                })
+            .Fails({"[FindDevice]libusb_detach_kernel_driver error",
+                    "[OpenCommunicationPort]Error: libusb_detach_kernel_driver error"}),
+        Trouble("TakesNothing", [](UsbDescription& look) { look.faults.busy = true; })
+            .Fails({"[PrnCom_UpgradePrinter]Get Prot. release Error"})),
+    endtoend::NameOf);
 
 TEST(Usb, APrinterWithoutAConfigurationEndsTheProgram) {
     UsbDescription look;
@@ -333,16 +224,6 @@ TEST(Usb, APrinterWithoutAConfigurationEndsTheProgram) {
     EXPECT_EQ(run.status, RunResult::kFailure);
     EXPECT_THAT(run.lines.back(), testing::StartsWith("Error getting usb config descriptor : -"))
         << run.Text();
-}
-
-TEST(Usb, APrinterThatIsPulledOutInsideTheFirmwareIsAFailure) {
-    PrinterOptions options = OnUsb();
-    options.faults = {simulator::Fault::Cut(Exchange::BankGroup, 10000)};
-    Printer printer{options};
-    ExpectRun(Upgrade(printer, Package(false)), false,
-              {"[SendBankFlashGeneric]Communication Error! exit...", "[SendFW]Upgrade Error",
-               "[PrnCom_UpgradePrinter]Upgrade Error!"});
-    EXPECT_TRUE(printer.Inspect([](const auto& model) { return model.FlashImage().empty(); }));
 }
 
 }  // namespace

@@ -1,17 +1,11 @@
 // Whole runs of the program under valgrind, which ends it with a status of its own when it reads what was
 // never written, touches what is not its own, or leaves memory behind that nothing points to.
-#include <gtest/gtest.h>
+#include "endtoend/Scenario.h"
 
-#include "endtoend/EndToEnd.h"
-
-using endtoend::Download;
-using endtoend::ExpectRun;
-using endtoend::Package;
 using endtoend::Printer;
 using endtoend::RunResult;
-using endtoend::Upgrade;
+using endtoend::Scenario;
 using simulator::Line;
-using simulator::PackageSample;
 using simulator::PrinterOptions;
 
 namespace {
@@ -30,63 +24,55 @@ endtoend::Start UnderValgrind() {
              std::string("--suppressions=") + EMULATED_BUS_SUPPRESSIONS}};
 }
 
-PrinterOptions Of(const std::string& mode, Line line) {
-    PrinterOptions options;
-    options.mode = mode;
-    options.line = line;
-    options.bankCount = 4;
-    options.setupLines = {"First line"};
-    return options;
+void NeedValgrind() {
+    if (kSanitized) GTEST_SKIP() << "the sanitizers see to it";
+    ASSERT_EQ(ChildProcess({"valgrind", "--version"}).WaitForEnd(), 0) << "valgrind is not there";
 }
 
-class Valgrind : public testing::Test {
+class Valgrind : public testing::TestWithParam<Scenario> {
  protected:
-    void SetUp() override {
-        if (kSanitized) GTEST_SKIP() << "the sanitizers see to it";
-        ASSERT_EQ(ChildProcess({"valgrind", "--version"}).WaitForEnd(), 0) << "valgrind is not there";
-    }
+    void SetUp() override { NeedValgrind(); }
 };
 
-TEST_F(Valgrind, AnUpgradeOverEthernet) {
-    const PackageSample sample = Package(true, 0x37, "106", 4);
-    Printer printer{Of("U3", Line::Ethernet), {}, UnderValgrind()};
-    ExpectRun(Upgrade(printer, sample), true);
-    endtoend::ExpectHolds(printer, sample, true, true);
+TEST_P(Valgrind, HasNothingToSay) {
+    GetParam().Check();
 }
 
-TEST_F(Valgrind, AnUpgradeByAnswersOnASerialLine) {
-    const PackageSample sample = Package(false, 0x38, "106", 4);
-    Printer printer{Of("U1", Line::Serial), {}, UnderValgrind()};
-    ExpectRun(Upgrade(printer, sample), true);
-    endtoend::ExpectHolds(printer, sample, true, false);
+Scenario Run(const std::string& procedure, Line line, const std::string& what) {
+    return Scenario(procedure, line, what).Banks(4, PrinterOptions::kBankSize).Starts(UnderValgrind());
 }
 
-TEST_F(Valgrind, AModuleAndTheSetupHeaderOnASerialLine) {
-    const simulator::Bytes module = simulator::SampleFiles::MakeModule({});
-    Printer printer{Of("U3", Line::Serial), {}, UnderValgrind()};
-    ExpectRun(Download(printer, module), true);
-    EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Modules().size(); }), 1U);
+INSTANTIATE_TEST_SUITE_P(Runs, Valgrind,
+                         testing::Values(Run("U3", Line::Ethernet, "NewForm").NewForm(),
+                                         Run("U1", Line::Serial, "OldForm").Release("106", 0x38),
+                                         Run("U5", Line::Usb, "OldForm"),
+                                         Run("U3", Line::Serial, "Module").Sends({}),
+                                         Run("U3", Line::Ethernet, "Refused")
+                                             .NewForm()
+                                             .With(&PrinterOptions::family, 99)
+                                             .Fails({"[PrnCom_UpgradePrinter]Family Compare Error (99,12)"})),
+                         endtoend::NameOf);
+
+class ValgrindInquiries : public testing::TestWithParam<Line> {
+ protected:
+    void SetUp() override { NeedValgrind(); }
+};
+
+TEST_P(ValgrindInquiries, ListAndSetupHeader) {
+    PrinterOptions options;
+    options.line = GetParam();
+    options.setupLines = {"First line"};
+    Printer printer{options, {}, UnderValgrind()};
     const RunResult header = printer.Run({"--printerversion"});
     EXPECT_EQ(header.status, 0) << header.Text();
     EXPECT_TRUE(header.Has("First line")) << header.Text();
     printer.ExpectNoViolations();
-}
-
-TEST_F(Valgrind, AnUpgradeOverUsbWithTheListBeforeIt) {
-    const PackageSample sample = Package(false, 0x37, "106", 4);
-    Printer printer{Of("U5", Line::Usb), {}, UnderValgrind()};
+    if (GetParam() != Line::Usb) return;
     const RunResult list = printer.Run({"--usbdevlist"});
     EXPECT_EQ(list.status, 0) << list.Text();
     EXPECT_TRUE(list.Has("F0F0|0205|SIM0001")) << list.Text();
-    ExpectRun(Upgrade(printer, sample), true);
-    endtoend::ExpectHolds(printer, sample, true, false);
 }
 
-TEST_F(Valgrind, ARefusedPackage) {
-    PackageSample sample = Package(true, 0x37, "106", 4);
-    sample.family = 99;
-    Printer printer{Of("U3", Line::Ethernet), {}, UnderValgrind()};
-    ExpectRun(Upgrade(printer, sample), false, {"[PrnCom_UpgradePrinter]Family Compare Error (12,99)"});
-}
+INSTANTIATE_TEST_SUITE_P(Runs, ValgrindInquiries, testing::Values(Line::Serial, Line::Usb));
 
 }  // namespace
