@@ -155,11 +155,7 @@ bool RenesasBoot::Program(CComPort& port, const RenesasUnits& units) {
 
 /// Looked at before the printer is told anything: in its boot loader it could only be left without firmware.
 bool RenesasBoot::MayStart(CComPort& port, PSWFile& package) const {
-    const bool onUsb = port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
-    if (Flow().notOnUsbLine != nullptr && !onUsb) {  // packages of the old form come here without that check
-        Log::WriteLog("SendFW", Flow().notOnUsbLine);
-        return false;
-    }
+    if (!TakesPort(port, "SendFW")) return false;  // packages of the old form come here without that check
     if (FirmwareImage::Of(package).length != 0) return true;
     Log::WriteLog("SendFW", "Upgrade file wrong or incomplete:");
     port.Close();

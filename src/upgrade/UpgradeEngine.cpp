@@ -11,10 +11,6 @@ namespace {
 constexpr char kPsw1[] = "StartUpgrade_PSW1";
 constexpr char kPsw2[] = "StartUpgrade_PSW2";
 
-bool IsUsb(const CComPort& port) {
-    return port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
-}
-
 }  // namespace
 
 /// What the driver handed over for this upgrade.
@@ -31,6 +27,13 @@ struct UpgradeEngine::Run {
 void UpgradeEngine::LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const {
     static_cast<void>(info);
     static_cast<void>(tag);
+}
+
+bool UpgradeEngine::TakesPort(const CComPort& port, const char* tag) const {
+    const bool onUsb = port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
+    if (Flow().notOnUsbLine == nullptr || onUsb) return true;
+    Log::WriteLog(tag, Flow().notOnUsbLine);
+    return false;
 }
 
 bool UpgradeEngine::StartUpgrade_PSW1(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
@@ -60,10 +63,7 @@ bool UpgradeEngine::StartUpgrade_PSW2(UpgradeDataInfo& info, CComPort& port, PSW
     LogPrinterSettings(info, kPsw2);
     Log::WriteLog(kPsw2, "START Upgrade PSW2");
     Prepare(run);
-    if (Flow().notOnUsbLine != nullptr && !IsUsb(port)) {
-        Log::WriteLog(kPsw2, Flow().notOnUsbLine);
-        return false;
-    }
+    if (!TakesPort(port, kPsw2)) return false;
     if (Flow().modulesBefore && !SendModulesBefore(run)) return false;
     if (Flow().reopen == UpgradeFlow::Reopen::kAlways ||
         (Flow().reopen == UpgradeFlow::Reopen::kWhenSendingFirmware && SendsFirmware())) {

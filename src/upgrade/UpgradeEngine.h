@@ -27,6 +27,9 @@ class UpgradeEngine : public UpgradePrinter {
     /// Called before anything is logged, for an engine that logs the settings it takes from the printer.
     virtual void LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const;
 
+    /// Whether the engine can upgrade over a port of this kind; logs the flow's `notOnUsbLine` when not.
+    bool TakesPort(const CComPort& port, const char* tag) const;
+
  private:
     struct Run;
     bool SendsFirmware() const { return (iUpgComponents & 1) != 0; }
