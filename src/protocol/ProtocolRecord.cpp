@@ -1,5 +1,7 @@
 #include "protocol/ProtocolRecord.h"
 
+#include <memory>
+
 #include "protocol/InfoItemPrnDeviceInfo.h"
 #include "protocol/InfoItemPrnHeadInfo.h"
 #include "protocol/InfoItemPrnLifeInfo.h"
