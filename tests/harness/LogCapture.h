@@ -9,6 +9,15 @@
 
 #include "support/Log.h"
 
+using Lines = std::vector<std::string>;
+
+/// The lines in one text, to be compared or shown.
+inline std::string Joined(const Lines& lines, const char* separator = "|") {
+    std::string text;
+    for (const std::string& line : lines) text += (text.empty() ? "" : separator) + line;
+    return text;
+}
+
 /// Turns the log on for as long as it lives and keeps its lines as "[tag]text", without the time stamp.
 /// Whatever else is printed meanwhile is kept as it stands. One at a time; not beside
 /// testing::internal::CaptureStdout.
@@ -28,18 +37,18 @@ class LogCapture {
     }
 
     /// The lines since construction or the last Take.
-    std::vector<std::string> Take() {
+    Lines Take() {
         std::istringstream all(testing::internal::GetCapturedStdout());
         testing::internal::CaptureStdout();
-        std::vector<std::string> lines;
+        Lines lines;
         for (std::string line; std::getline(all, line);) lines.push_back(WithoutStamp(line));
         return lines;
     }
 
     /// The lines of one tag since construction or the last Take, without the tag.
-    std::vector<std::string> Take(const std::string& tag) {
+    Lines Take(const std::string& tag) {
         const std::string prefix = "[" + tag + "]";
-        std::vector<std::string> texts;
+        Lines texts;
         for (const std::string& line : Take())
             if (line.compare(0, prefix.size(), prefix) == 0) texts.push_back(line.substr(prefix.size()));
         return texts;

@@ -13,24 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "harness/Bytes.h"
 #include "harness/VirtualClock.h"
 #include "port/ComPort.h"
-#include "support/GenericConst.h"
-
-using Bytes = std::vector<unsigned char>;
-
-/// Bytes of a text, of an array of the program's tables, or of several joined.
-inline Bytes BytesOf(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-template <std::size_t N>
-Bytes BytesOf(const std::array<unsigned char, N>& array) {
-    return {array.begin(), array.end()};
-}
-inline Bytes operator+(Bytes left, const Bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 /// A port that plays the printer's side of a conversation from rows: what must be written, what is then read.
 ///

@@ -35,7 +35,7 @@ inline Bytes Module(std::string lines, Bytes body = {}, unsigned char key = 0, i
     const std::size_t size = 4102 + body.size() + 18;
     const std::size_t fileSize = lines.find('#');
     if (fileSize != std::string::npos) lines.replace(fileSize, 1, std::to_string(size - 12));
-    Bytes file = FromText("HEADER END" + (mark + ("\n" + lines)));
+    Bytes file = BytesOf("HEADER END" + (mark + ("\n" + lines)));
     file.resize(4101, ' ');
     file.push_back(key);
     file = std::move(file) + body;

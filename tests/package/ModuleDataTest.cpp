@@ -9,8 +9,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 bool Load(ModuleData& module, const Bytes& file) {
     return module.LoadModuleFromMemory(file.data(), static_cast<int>(file.size()));
 }
@@ -30,7 +28,7 @@ Lines Failures(const Bytes& file) {
 TEST(ModuleData, ReadsItsHeader) {
     const std::string longNote(3000, 'x');
     const Bytes file = Module(EditedLines("f\nNOTE:n\nENMODE:0\n", "F\x01G\r\nNOTE:" + longNote + "\n"),
-                              FromText("body"), 0, 0, 'L');
+                              BytesOf("body"), 0, 0, 'L');
     ModuleData module;
     LogCapture log;
     ASSERT_TRUE(Load(module, file));
@@ -91,8 +89,8 @@ TEST(ModuleData, RefusesBytesThatAreNoModule) {
     EXPECT_EQ(Failures(With(good, size - 2, 2, 7)),
               (Lines{"Checksums 2 not Correct! Read value 7 Calc value  " + stored(size - 2), checksums}));
     EXPECT_EQ(Failures(Module(kModuleLines, {}, 0, 0, 'b')), Lines{"File not Correct! Endianism Error!"});
-    EXPECT_EQ(Failures(FromText("HEADER END")), Lines{"File not Correct! Endianism Error!"});
-    EXPECT_EQ(Failures(FromText("HEADER ENDB\nREL:1\n")), Lines{"File not Correct! Length Error!"});
+    EXPECT_EQ(Failures(BytesOf("HEADER END")), Lines{"File not Correct! Endianism Error!"});
+    EXPECT_EQ(Failures(BytesOf("HEADER ENDB\nREL:1\n")), Lines{"File not Correct! Length Error!"});
 
     ModuleData module;
     for (const std::size_t at :
@@ -106,7 +104,7 @@ TEST(ModuleData, RefusesBytesThatAreNoModule) {
 }
 
 TEST(ModuleData, DescramblesByModeAndKey) {
-    const Bytes body = FromText(std::string(700, 'q') + "end");
+    const Bytes body = BytesOf(std::string(700, 'q') + "end");
     const struct {
         unsigned char key;
         int mode;
@@ -186,14 +184,14 @@ TEST(ModuleData, KindsHaveTheirCodeAndLine) {
 
 /// A font record: its mark and name, the byte at 26 and the code at 37.
 Bytes Font(const std::string& name, unsigned char mark, unsigned char code) {
-    Bytes record = FromText("FNT:" + name);
+    Bytes record = BytesOf("FNT:" + name);
     record.resize(40, 0);
     return With(With(record, 26, 1, mark), 37, 1, code);
 }
 
 TEST(ModuleData, ListsItsFonts) {
     const Bytes body = Font("Fi\x1Brst", 'N', 7) + Font("Sixteen letters.and more", 'n', 8) +
-                       Font("", 'N', 255) + FromText("FNT:cut");
+                       Font("", 'N', 255) + BytesOf("FNT:cut");
     ModuleData module;
     ASSERT_TRUE(Load(module, Module(EditedLines("D\nDATE:", "F\nDATE:FNT:"), body, 3)));
     // What follows the last mark is the end of the file: 14 bytes of filling and the checksums.

@@ -12,8 +12,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 const Bytes kPayload = Counting(600);
 const Bytes kStart = PrinterRecord(true) + SoftwareRecord(true);
 
@@ -41,7 +39,7 @@ Lines ScanLines(const Bytes& bytes, bool loaded) {
 
 TEST(PSWFile, LogsEachRecordThatItFinds) {
     const Bytes file = kStart + Record('l') + Record('F') + Record('u') + Record('b') + Record('d') +
-                       ModuleRecord('d', 261, 0) + NewBin(FromText(std::string(60, 'P')));  // none a marker
+                       ModuleRecord('d', 261, 0) + NewBin(BytesOf(std::string(60, 'P')));  // none a marker
     EXPECT_EQ(
         ScanLines(file, true),
         (Lines{"Search Headers:", "Found 1 (HEADER PRINTER)", "Found 2 (HEADER SOFTWARE)",
@@ -53,13 +51,13 @@ TEST(PSWFile, LogsEachRecordThatItFinds) {
 TEST(PSWFile, RefusesWhatIsNoCompletePackage) {
     const Bytes printer = PrinterRecord(true);
     const Bytes software = SoftwareRecord(true);
-    const Bytes bin = NewBin(FromText("payload"));
+    const Bytes bin = NewBin(BytesOf("payload"));
     const char* const noPrinter = "ERROR Searching Header 1 (HEADER PRINTER)";
     const char* const noSoftware = "ERROR Searching Header 2 (HEADER SOFTWARE)";
     const char* const noBin = "ERROR Searching Header 10 (HEADER BIN)";
     const std::pair<Bytes, const char*> cases[] = {
         {{}, noPrinter},
-        {FromText("x") + printer + software + bin, noPrinter},
+        {BytesOf("x") + printer + software + bin, noPrinter},
         {printer + Record('x') + software + bin, noSoftware},
         {software + bin, noPrinter},
         {printer + printer + software + bin, noPrinter},
@@ -154,7 +152,7 @@ TEST(PSWFile, HandsEachModuleItsSlice) {
         PSWFile package;
         LogCapture log;
         ASSERT_EQ(Load(package, kStart + ModuleRecord('f', data, 1) + ModuleRecord('s', address, size) +
-                                    NewBin(kPayload) + FromText("behind")),
+                                    NewBin(kPayload) + BytesOf("behind")),
                   inside)
             << address << " " << size;
         EXPECT_EQ(log.Take("ExtractDataBuffer").size(), inside ? 0U : 1U);

@@ -8,27 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "harness/Bytes.h"
 #include "package/ByteView.h"
-
-using Bytes = std::vector<unsigned char>;
-
-inline Bytes FromText(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
-inline Bytes operator+(Bytes left, const Bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 inline ByteView View(const Bytes& bytes) {
     return {bytes.data(), bytes.size()};
-}
-
-/// The `length` bytes from `start`, all of which must be there.
-inline Bytes Slice(const Bytes& bytes, std::size_t start, std::size_t length) {
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(start);
-    return {begin, begin + static_cast<std::ptrdiff_t>(length)};
 }
 
 /// Bytes of which hardly two neighbours or two runs of 256 are alike.
@@ -40,7 +24,7 @@ inline Bytes Counting(std::size_t size) {
 
 /// A header record of 32 bytes: the marker, then zeros.
 inline Bytes Record(char marker) {
-    return FromText(marker + std::string(31, '\0'));
+    return BytesOf(marker + std::string(31, '\0'));
 }
 
 /// Writes `value` big-endian over `width` bytes at `offset`.

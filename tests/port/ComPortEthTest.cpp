@@ -19,8 +19,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 template <class Action>
 std::int64_t MsOf(Action action) {
     const auto began = std::chrono::steady_clock::now();

@@ -16,8 +16,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 /// A port open on a pseudo-terminal.
 struct Line {
     explicit Line(int baudrate = 9600) {

@@ -19,8 +19,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 /// Reads bring nothing, at once, or bytes without end.
 class RawPort final : public CComPort {
  public:

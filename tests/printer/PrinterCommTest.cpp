@@ -15,8 +15,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 CommPortSettings Ethernet() {
     CommPortSettings settings;
     settings.type = COMMPORT_ETHERNET;
@@ -27,12 +25,6 @@ CommPortSettings Ethernet() {
 
 Bytes Frame(const std::string& fields) {
     return BytesOf("\x02" + fields + "\x03");
-}
-
-std::string Join(const Lines& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += (text.empty() ? "" : "|") + line;
-    return text;
 }
 
 /// A question by its letter, and the answer that lets the exchange go on.
@@ -146,10 +138,10 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortAsItShould) {
             PrinterComm printer(3, 1);
             LogCapture log;
             EXPECT_FALSE(RunOperation(letter, printer, &port));
-            EXPECT_EQ(Join(log.Take(letter == 'S'   ? "PrnCom_ReadSetupData"
-                                    : letter == 'T' ? "Test"
-                                    : letter == 'M' ? "PrnCom_WriteModule"
-                                                    : "PrnCom_UpgradePrinter")),
+            EXPECT_EQ(Joined(log.Take(letter == 'S'   ? "PrnCom_ReadSetupData"
+                                      : letter == 'T' ? "Test"
+                                      : letter == 'M' ? "PrnCom_WriteModule"
+                                                      : "PrnCom_UpgradePrinter")),
                       (letter == 'S' || letter == 'T' ? "" : "Begin|") + row.log);
             EXPECT_EQ(printer.iErrorCode, row.code);
             EXPECT_EQ(port.Calls("Close") != 0, row.script.find("close") != std::string::npos);
@@ -191,7 +183,7 @@ TEST(PrinterComm, OpensThePortThatTheSettingsName) {
             EXPECT_EQ(PrinterComm(3, 1).OpenCommunicationPort(&port, &settings), steps > 1);
             EXPECT_EQ(port.named, row.named);
             EXPECT_EQ(port.uiTimeoutRX, steps > 1 && row.type == COMMPORT_SERIAL ? 1000U : 500U);
-            EXPECT_EQ(Join(log.Take("OpenCommunicationPort")), row.log + (steps > 1 ? "" : failed));
+            EXPECT_EQ(Joined(log.Take("OpenCommunicationPort")), row.log + (steps > 1 ? "" : failed));
         }
     }
     CommPortSettings none;
@@ -242,7 +234,7 @@ TEST(PrinterComm, AModuleIsSentWhateverTheListSays) {
         std::snprintf(module.strCode, sizeof module.strCode, "%s", row.code);
         module.iModuleLength = row.length;
         EXPECT_TRUE(PrinterComm(row.components, 1).PrnCom_WriteModule(&port, &module, &settings, nullptr));
-        EXPECT_EQ(Join(log.Take("PrnCom_WriteModule")),
+        EXPECT_EQ(Joined(log.Take("PrnCom_WriteModule")),
                   "Begin|ProtocollDataAvailable OK|ModuleItemPrnModuleList OK|" + row.log + "End");
     }
 }

@@ -10,8 +10,6 @@
 #include "protocol/ProtocolRecord.h"
 #include "protocol/ProtocollFields.h"
 
-using Lines = std::vector<std::string>;
-
 /// An answer between its STX and its ETX, one text for each field as it stands on the wire, the tag first. A
 /// piece kSum becomes the answer sum of the pieces before it.
 using Pieces = std::vector<std::string>;
@@ -101,12 +99,6 @@ inline Fault TypeFault(char type, std::size_t piece) {
     if (type == 'T') return {piece, {"<1>", "<x>", kEnd}, kTextError};
     if (type == 'D') return {piece, {"<1>", kEnd}, "FTYPE_VDATABYTES Error"};
     return {piece, {}, ""};
-}
-
-inline std::string Joined(const Lines& lines) {
-    std::string all;
-    for (const std::string& line : lines) all += (all.empty() ? "" : "|") + line;
-    return all;
 }
 
 inline void ExpectRefused(const std::string& tag, const std::string& bytes, const std::string& line) {

@@ -5,11 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "harness/LogCapture.h"
 #include "harness/ScriptedPort.h"
 #include "package/PSWFile.h"
 #include "protocol/Commands.h"
-
-using Lines = std::vector<std::string>;
 
 inline Lines operator+(Lines left, const Lines& right) {
     left.insert(left.end(), right.begin(), right.end());
@@ -66,11 +65,6 @@ class TestPackage {
 
     PSWFile file;
 };
-
-inline Bytes Slice(const Bytes& bytes, std::size_t from, std::size_t size) {
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
-}
 
 inline Bytes ReleaseInquiry() {
     return BytesOf(Commands::Cmd_CommandCAN) + BytesOf(Commands::Cmd_CommandGetFWREL);

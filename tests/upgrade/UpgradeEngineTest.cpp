@@ -61,12 +61,6 @@ struct Outcome {
     std::string log;
 };
 
-std::string Join(const Lines& lines, const char* separator) {
-    std::string text;
-    for (const std::string& line : lines) text += (text.empty() ? "" : separator) + line;
-    return text;
-}
-
 struct Case {
     int mode = 1;
     int mask = 3;
@@ -91,8 +85,8 @@ Outcome RunFlow(const Case& test, bool newForm = true) {
     Outcome outcome;
     outcome.result = (engine.*start)(info, port, package.file, settings, nullptr, nullptr, list);
     port.Note("end", true);
-    outcome.events = Join(port.events, " ");
-    outcome.log = Join(log.Take(newForm ? "StartUpgrade_PSW2" : "StartUpgrade_PSW1"), "|");
+    outcome.events = Joined(port.events, " ");
+    outcome.log = Joined(log.Take(newForm ? "StartUpgrade_PSW2" : "StartUpgrade_PSW1"), "|");
     return outcome;
 }
 

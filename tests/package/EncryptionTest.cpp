@@ -1,10 +1,11 @@
-#include "package/EncryptionPSW.h"
-
+// The two schemes by which packages and modules are scrambled.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "harness/VirtualClock.h"
+#include "package/EncryptionMode1.h"
+#include "package/EncryptionPSW.h"
 #include "package/PackageBytes.h"
 
 namespace {
@@ -20,26 +21,39 @@ int Right(int value, int count) {
     return value;
 }
 
-int Scrambled(int key, int position, int value) {
+int ScrambledForPackage(int key, int position, int value) {
     const int low = position % 256;
     return key % 2 == 1 ? Left(~(key ^ value) & 0xFF, low >> 2 & 7) : Right(value ^ key, low >> 5);
 }
 
-TEST(EncryptionPSW, EveryKeyAndLengthFollowsTheFormatAndComesBack) {
+int ScrambledInMode1(int key, int position, int value) {
+    const int sum = value ^ ((key + position) & 0xFF);
+    return position % 2 == 1 ? sum : ~sum & 0xFF;
+}
+
+TEST(Encryption, EveryKeyAndLengthFollowsTheFormatAndComesBack) {
+    const struct {
+        bool (*encrypt)(int, unsigned char*, int, int);
+        bool (*decrypt)(int, unsigned char*, int, int);
+        int (*scrambled)(int, int, int);
+    } schemes[] = {{EncryptionPSW::EncryptionBuffer, EncryptionPSW::DecryptionBuffer, ScrambledForPackage},
+                   {EncryptionMode1::EncryptionBuffer, EncryptionMode1::DecryptionBuffer, ScrambledInMode1}};
     constexpr std::size_t kStart = 3;
     const Bytes original = Counting(1030);
-    for (int key = 0; key < 256; ++key) {
-        for (const int length : {-1, 0, 1, 255, 256, 257, 1024}) {
-            Bytes expected = original;
-            for (int i = 0; key != 0 && i < length; ++i) {
-                unsigned char& byte = expected[kStart + static_cast<std::size_t>(i)];
-                byte = static_cast<unsigned char>(Scrambled(key, i, byte));
+    for (const auto& scheme : schemes) {
+        for (int key = 0; key < 256; ++key) {
+            for (const int length : {-1, 0, 1, 255, 256, 257, 1024}) {
+                Bytes expected = original;
+                for (int i = 0; key != 0 && i < length; ++i) {
+                    unsigned char& byte = expected[kStart + static_cast<std::size_t>(i)];
+                    byte = static_cast<unsigned char>(scheme.scrambled(key, i, byte));
+                }
+                Bytes bytes = original;
+                EXPECT_TRUE(scheme.encrypt(key, bytes.data(), kStart, length));
+                ASSERT_EQ(bytes, expected) << key << " " << length;
+                EXPECT_TRUE(scheme.decrypt(key, bytes.data(), kStart, length));
+                ASSERT_EQ(bytes, original) << key << " " << length;
             }
-            Bytes bytes = original;
-            EXPECT_TRUE(EncryptionPSW::EncryptionBuffer(key, bytes.data(), kStart, length));
-            ASSERT_EQ(bytes, expected) << key << " " << length;
-            EXPECT_TRUE(EncryptionPSW::DecryptionBuffer(key, bytes.data(), kStart, length));
-            ASSERT_EQ(bytes, original) << key << " " << length;
         }
     }
 }
