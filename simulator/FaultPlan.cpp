@@ -2,21 +2,18 @@
 
 namespace simulator {
 
-const Fault* FaultPlan::Next(Exchange exchange, bool upgraded) {
-    Counts& counts = counts_[exchange];
-    ++counts.all;
-    if (upgraded) ++counts.upgraded;
+const Fault* FaultPlan::Next(Exchange exchange) {
+    const int occurrence = ++counts_[exchange];
     for (const Fault& fault : faults_) {
-        if (fault.exchange != exchange || (fault.afterUpgrade && !upgraded)) continue;
-        const int occurrence = fault.afterUpgrade ? counts.upgraded : counts.all;
-        if (occurrence >= fault.first && occurrence <= fault.last) return &fault;
+        if (fault.exchange == exchange && occurrence >= fault.first && occurrence <= fault.last)
+            return &fault;
     }
     return nullptr;
 }
 
 int FaultPlan::Count(Exchange exchange) const {
     const auto counts = counts_.find(exchange);
-    return counts == counts_.end() ? 0 : counts->second.all;
+    return counts == counts_.end() ? 0 : counts->second;
 }
 
 }  // namespace simulator

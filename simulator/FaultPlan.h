@@ -14,17 +14,13 @@ class FaultPlan {
     explicit FaultPlan(std::vector<Fault> faults) : faults_(std::move(faults)) {}
 
     /// Counts one more occurrence. The fault that hits it, or null; valid as long as the plan.
-    const Fault* Next(Exchange exchange, bool upgraded);
+    const Fault* Next(Exchange exchange);
 
     int Count(Exchange exchange) const;
 
  private:
-    struct Counts {
-        int all = 0;
-        int upgraded = 0;
-    };
     std::vector<Fault> faults_;
-    std::map<Exchange, Counts> counts_;
+    std::map<Exchange, int> counts_;
 };
 
 }  // namespace simulator

@@ -80,7 +80,6 @@ void PrinterModel::Return(std::uint64_t now) {
     newSerial_.clear();
     if (newFirmware_) {
         newFirmware_ = false;
-        upgraded_ = true;
         release_ = newRelease_;
     }
     Event(now, "here with release " + release_);
@@ -282,7 +281,7 @@ void PrinterModel::Unrecognised(std::uint64_t now) {
     }
     input_ = Input::Module;
     last_ = Exchange::Module;
-    transferFault_ = faults_.Next(Exchange::Module, upgraded_);
+    transferFault_ = faults_.Next(Exchange::Module);
     module_.Start();
     module_.Take(parser_.Collected().data(), parser_.Collected().size());
 }
@@ -360,8 +359,7 @@ void PrinterModel::OnInquiry(Exchange exchange, std::uint64_t now) {
     }
     Event(now, "asked for " + name);
     last_ = exchange;
-    Say(faults_.Next(exchange, upgraded_), InquiryAnswer(exchange, options_, release_),
-        now + options_.answerMs, false);
+    Say(faults_.Next(exchange), InquiryAnswer(exchange, options_, release_), now + options_.answerMs, false);
 }
 
 // Modules
@@ -397,7 +395,7 @@ void PrinterModel::OnStartBanks(std::uint64_t now) {
         return;
     }
     last_ = firmware_.Kind();
-    transferFault_ = faults_.Next(firmware_.Kind(), upgraded_);
+    transferFault_ = faults_.Next(firmware_.Kind());
     input_ = Input::Banks;
     if (firmware_.Kind() == Exchange::BankGroup) Event(now, "upgrade started, " + firmware_.Name());
 }
@@ -451,8 +449,7 @@ void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
     }
     last_ = Exchange::BootEntry;
     const Bytes own = renesas ? Bytes(kBootEntered.begin(), kBootEntered.end()) : Bytes{};
-    const std::uint64_t said =
-        Say(faults_.Next(Exchange::BootEntry, upgraded_), own, now + options_.answerMs, false);
+    const std::uint64_t said = Say(faults_.Next(Exchange::BootEntry), own, now + options_.answerMs, false);
     Event(now, "told to enter the boot loader");
     entersBoot_ = true;
     leaveAt_ = said + kBootLeaveMs;

@@ -110,7 +110,6 @@ class PrinterModel final : public DeviceModel {
     std::string newRelease_;
     std::string serial_;
     std::string newSerial_;
-    bool upgraded_ = false;
     bool newFirmware_ = false;
     int restarts_ = 0;
     std::vector<Bytes> modules_;

@@ -48,23 +48,18 @@ struct Fault {
     Exchange exchange = Exchange::Status;
     int first = 1;               ///< first occurrence that is hit
     int last = kAlways;          ///< last one
-    bool afterUpgrade = false;   ///< occurrences are counted from the first restart with new firmware on
     bool ownAnswer = false;      ///< the printer's own answer goes out, only later
     std::vector<Bytes> answers;  ///< what goes out in its place, one portion each; none is silence
     std::uint64_t delayMs = 0;   ///< before the first portion, on top of the printer's own time
     std::uint64_t gapMs = 0;     ///< between portions
     bool endless = false;        ///< after the last portion the first one follows again, for ever
-    std::optional<std::size_t>
-        cutAfter;  ///< the connection is cut after this many bytes of a module, group or bank
+    /// The connection is cut after this many bytes of a module, group or bank.
+    std::optional<std::size_t> cutAfter;
 
     Fault& At(int occurrence) { return Between(occurrence, occurrence); }
     Fault& Between(int from, int to) {
         first = from;
         last = to;
-        return *this;
-    }
-    Fault& OnceUpgraded() {
-        afterUpgrade = true;
         return *this;
     }
 
