@@ -91,20 +91,14 @@ Scenarios Handshakes() {
         return Scenario("U3", line, "Silent" + std::to_string(tries))
             .Faults({Fault::Silence(Exchange::Status).Between(1, tries)});
     };
-    const auto extended = [](Line line, const std::string& what) {
-        return Scenario("U3", line, what).With(&PrinterOptions::extendedStatus, std::uint16_t{0x1234});
-    };
-    const Lines status{"[HandshakeCommunication]GSI 0x1234 "};
     return {
         silent(Line::Ethernet, 3).Logs({"[HandshakeCommunication]Read GSI OK", shown}).Times(retry, 3),
         silent(Line::Ethernet, 15).Fails(failure),
         silent(Line::Serial, 4).Logs({shown}).Times(retry, 4),
         silent(Line::Serial, 5).Fails(failure).Times(retry, 4),
-        extended(Line::Ethernet, "Extended").Logs(status),
-        extended(Line::Serial, "Extended").Logs(status),
-        extended(Line::Serial, "NoExtended")
-            .Faults({Fault::Silence(Exchange::ExtendedStatus)})
-            .Fails({"[HandshakeCommunication]Read GSI FF Error", "[SendFW]Handshake Communication Error"}),
+        Scenario("U3", Line::Serial, "Extended")
+            .With(&PrinterOptions::extendedStatus, std::uint16_t{0x1234})
+            .Logs({"[HandshakeCommunication]GSI 0x1234 "}),
     };
 }
 
@@ -142,7 +136,6 @@ Scenarios U3() {
                    0, 1)
             .Logs(refused),
         usb("StaysAway").With(kAway, kLong).Logs({wait}).Times(reset, 0),
-        usb("StaysAwayWithoutWaits").With(kAway, kLong).Words({"-m", "0"}).Logs({wait}).Times(reset, 0),
         // The wait before the modules that follow is not multiplied: the printer is back by then.
         usb("WithoutWaits")
             .NewForm()
@@ -154,11 +147,6 @@ Scenarios U3() {
             .NewForm()
             .With(&PrinterOptions::serialAfterUpgrade, "XYZ1")
             .Logs({reset, "[SendAllModules]Send Logos..."}),
-        usb("OtherAddress")
-            .With(&PrinterOptions::serialAfterUpgrade, "ABC2")
-            .Logs({wait})
-            .Times(reset, 0)
-            .Restarts(1),
         usb("OtherAddressBeforeModules")
             .NewForm()
             .With(&PrinterOptions::serialAfterUpgrade, "ABC2")

@@ -1,15 +1,12 @@
-// Printers on a serial line: the settings of the built program's line, and devices that are none.
+// Printers on a serial line: how the built program sets the line.
 #include <fcntl.h>
 #include <termios.h>
 
 #include "endtoend/EndToEnd.h"
 #include "simulator/Descriptor.h"
 
-using endtoend::ExpectRun;
-using endtoend::Package;
 using endtoend::Printer;
 using endtoend::RunResult;
-using endtoend::TemporaryFile;
 using simulator::PrinterOptions;
 
 namespace {
@@ -56,32 +53,6 @@ TEST(Serial, TheLineIsSetAsTheDeviceSays) {
         EXPECT_EQ(now.c_lflag & (ICANON | ECHO | ISIG), 0U);
     }
     printer.ExpectNoViolations();
-}
-
-TEST(Serial, ADeviceThatIsNoneIsAFailure) {
-    const TemporaryFile package("sample.pfw", simulator::SampleFiles::MakePackage(Package(false)));
-    const TemporaryFile notATerminal("tty", {});
-    struct Case {
-        std::string device;
-        std::vector<std::string> lines;
-    };
-    const Case cases[] = {
-        {package.Path() + ".none:115200:HW",
-         {"[OpenCommunicationPort]COM Port", "[OpenPort]Error to open Serial port",
-          "[Open]Open RS232 Device Error", "[OpenCommunicationPort]Open Port Error",
-          "[OpenCommunicationPort]Error: Open RS232 Device Error", "[PrnCom_UpgradePrinter]Open Error"}},
-        {notATerminal.Path() + ":115200:HW",
-         {"[OpenPort]Error to tcsetattr", "[Open]Open RS232 Device Error",
-          "[OpenCommunicationPort]Open Port Error", "[OpenCommunicationPort]Error: Open RS232 Device Error",
-          "[PrnCom_UpgradePrinter]Open Error"}},
-        {notATerminal.Path() + ":300:HW",
-         {"[Init]Error invalid Baudrate", "[OpenCommunicationPort]Open Port Error",
-          "[OpenCommunicationPort]Error: Error invalid Baudrate", "[PrnCom_UpgradePrinter]Open Error"}}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.device);
-        ExpectRun(endtoend::RunProgram({"-f", package.Path(), "-v", "-t", "ser", "-d", c.device}), false,
-                  c.lines);
-    }
 }
 
 }  // namespace

@@ -25,8 +25,8 @@ const Setup kSetups[] = {{"U1", Line::Serial, 4, 1000, "0;"}, {"U1", Line::Ether
 
 /// What is brought, and the words that choose of it.
 struct Choice {
-    bool newForm;
     const char* release;
+    bool newForm;
     unsigned char key;
     char components;
     char multiplier;
@@ -38,9 +38,9 @@ struct Choice {
 };
 
 const Choice kChoices[] = {
-    {true, "106", 0x37, '3', '1'},  {true, "105", 0x38, '3', '2'},  {true, "106", 0xFF, '2', '0'},
-    {true, "105", 0x00, '1', '0'},  {true, "106", 0x37, '3', '0'},  {false, "106", 0xFE, '3', '2'},
-    {false, "105", 0x37, '1', '1'}, {false, "106", 0x01, '3', '0'}, {false, "106", 0x37, '2', '1'}};
+    {"106", true, 0x37, '3', '1'},  {"105", true, 0x38, '3', '2'},  {"106", true, 0xFF, '2', '0'},
+    {"105", true, 0x00, '1', '0'},  {"106", true, 0x37, '3', '0'},  {"106", false, 0xFE, '3', '2'},
+    {"105", false, 0x37, '1', '1'}, {"106", false, 0x01, '3', '0'}, {"106", false, 0x37, '2', '1'}};
 
 /// Each line of what one operation logs.
 Lines Tagged(const char* tag, Lines lines) {
@@ -153,7 +153,11 @@ Scenario Upgrade(const Setup& setup, const Choice& choice) {
         .Release(choice.release, choice.key)
         .With(&PrinterOptions::configuration, configuration)
         .Words({"-c", {choice.components}, "-m", {choice.multiplier}});
-    if (impatient) scenario.With(&PrinterOptions::programMs, 0U).With(&PrinterOptions::restartMs, 500U);
+    // A printer that is back at once, but takes what follows its answer before it goes.
+    if (impatient)
+        scenario.With(&PrinterOptions::programMs, 0U)
+            .With(&PrinterOptions::restartMs, 0U)
+            .With(&PrinterOptions::leaveMs, 60000U);
     const Lines lines = ExpectedLines(setup, choice, banks);
     const std::size_t modules = choice.Modules() ? 3 : 0;
     const unsigned held = choice.Firmware() ? banks : 0;

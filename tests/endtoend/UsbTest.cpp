@@ -4,7 +4,6 @@
 #include "endtoend/Scenario.h"
 #include "simulator/usb/UsbTransport.h"
 
-using endtoend::ExpectRun;
 using endtoend::Package;
 using endtoend::Printer;
 using endtoend::RunResult;
@@ -14,7 +13,6 @@ using endtoend::Upgrade;
 using simulator::Bytes;
 using simulator::Exchange;
 using simulator::Line;
-using simulator::PackageSample;
 using simulator::PrinterOptions;
 using simulator::UsbDescription;
 using testing::ElementsAre;
@@ -78,18 +76,10 @@ TEST(Usb, WithoutAPrinterTheListIsEmptyAndAnyNamesNone) {
                 ElementsAre("ARGS: usbdevlist=1 filename= type= device=", "LIST USB DEVICES:", ""));
 
     const TemporaryFile file("font.mod", SampleFiles::MakeModule({}));
-    const std::vector<std::string> words{"-f", file.Path(), "-v", "-t", "usb", "-d"};
-    std::vector<std::string> any = words;
-    any.emplace_back("ANY");
-    const RunResult none = endtoend::RunProgram(any, bus.ChildEnvironment());
+    const RunResult none =
+        endtoend::RunProgram({"-f", file.Path(), "-t", "usb", "-d", "ANY"}, bus.ChildEnvironment());
     EXPECT_EQ(none.status, RunResult::kFailure);
     EXPECT_EQ(none.lines.back(), "device argument not valid") << none.Text();
-
-    std::vector<std::string> named = words;
-    named.emplace_back("F0F0|0205|ABC1");
-    ExpectRun(endtoend::RunProgram(named, bus.ChildEnvironment()), false,
-              {"[OpenCommunicationPort]USB PRN Port", "[OpenCommunicationPort]Open Port Error",
-               "[OpenCommunicationPort]Error: ", "[PrnCom_WriteModule]Open Error"});
 }
 
 struct NameCase {
@@ -120,21 +110,21 @@ TEST(Usb, APrinterIsFoundByProductAndTheLastCharacterOfItsSerialNumber) {
 TEST(Usb, OfTwoPrintersSideBySideTheOneThatIsNamedIsUpgraded) {
     for (const bool first : {true, false}) {
         SCOPED_TRACE(first);
-        Printer printer{OnUsb("ABC1")};
+        Scenario scenario("U3", Line::Usb, "");
+        scenario.NewForm()
+            .Usb(&simulator::UsbIdentity::serial, std::string("ABC1"))
+            .Words({"-t", "usb", "-d", first ? "F0F0|0205|ABC1" : "F0F0|0205|ABC2"})
+            .Logs({"[SendBankFlashGeneric]Different version: Printer reset..."});
+        if (!first) scenario.Holds(0, 0, 0).Asked(Exchange::ProtocolVersion, 0);
+        Printer printer{scenario.Options()};
         Neighbour neighbour(printer, OnUsb("ABC2"), "1-2");
-        const PackageSample sample = Package(true);
-        ExpectRun(Upgrade(printer, sample, {"-t", "usb", "-d", first ? "F0F0|0205|ABC1" : "F0F0|0205|ABC2"}),
-                  true, {"[SendBankFlashGeneric]Different version: Printer reset..."});
-        const Bytes mine = printer.Inspect([](const auto& model) { return model.FlashImage(); });
-        const Bytes other = neighbour.Inspect([](const auto& model) { return model.FlashImage(); });
-        EXPECT_EQ(mine, first ? sample.firmware : Bytes());
-        EXPECT_EQ(other, first ? Bytes() : sample.firmware);
-        const auto asked = [](const auto& model) { return model.Count(Exchange::ProtocolVersion); };
-        EXPECT_EQ(first ? neighbour.Inspect(asked) : printer.Inspect(asked), 0);
-        EXPECT_EQ(neighbour.Inspect([](const auto& model) { return model.Modules().size(); }),
-                  first ? 0U : sample.modules.size());
-        printer.ExpectNoViolations();
-        EXPECT_THAT(neighbour.Inspect([](const auto& model) { return model.Violations(); }), ElementsAre());
+        scenario.CheckOn(printer);
+        neighbour.Inspect([&](const auto& model) {
+            EXPECT_EQ(model.FlashImage(), first ? Bytes() : Package(true).firmware);
+            EXPECT_EQ(model.Modules().size(), first ? 0U : Package(true).modules.size());
+            EXPECT_EQ(model.Count(Exchange::ProtocolVersion), first ? 0 : 1);
+            EXPECT_THAT(model.Violations(), ElementsAre());
+        });
     }
 }
 
