@@ -47,7 +47,7 @@ Scenarios Refusals() {
         return Scenario("U3", Line::Ethernet, what).Words({"-m", "0"});
     };
     const auto silent = [](Line line, Exchange exchange, const std::string& text) {
-        return Scenario("U3", line, std::string("No") + std::to_string(static_cast<int>(exchange)))
+        return Scenario("U3", line, exchange == Exchange::Release ? "NoRelease" : "NoVersion")
             .Faults({Fault::Silence(exchange)})
             .Fails({text});
     };
@@ -247,8 +247,9 @@ Scenarios U5Answers() {
         return fault;
     };
     const auto says = [](const Bytes& answer) { return Fault::Says(Exchange::DataBank, answer); };
-    const auto fails = [](Line line, unsigned bank, Fault fault, const std::string& text) {
-        return U5(line, "Bank" + std::to_string(bank) + std::to_string(text.size()), 6)
+    const auto fails = [](Line line, const std::string& what, unsigned bank, Fault fault,
+                          const std::string& text) {
+        return U5(line, what, 6)
             .Faults({fault.At(static_cast<int>(bank))})
             .Fails({Data("Waiting Answer..."), Data(text), "[SendFW]Upgrade Error"}, bank + 2)
             .Asked(Exchange::DataBank, static_cast<int>(bank));
@@ -261,9 +262,10 @@ Scenarios U5Answers() {
     };
     const Fault silence = Fault::Silence(Exchange::DataBank);
     return {
-        fails(Line::Usb, 1, says({0x00, 0x77, 0x33}), "Answer Error(0x77) : Program Flash Error"),
-        fails(Line::Serial, 2, says({0x99}), "Answer Error(0x99) : Generic Error"),
-        fails(Line::Ethernet, 2, silence, "Wait Answer Error"),
+        fails(Line::Usb, "FlashError", 1, says({0x00, 0x77, 0x33}),
+              "Answer Error(0x77) : Program Flash Error"),
+        fails(Line::Serial, "ChecksumError", 2, says({0x99}), "Answer Error(0x99) : Generic Error"),
+        fails(Line::Ethernet, "Never", 2, silence, "Wait Answer Error"),
         taken(Line::Usb, "InPortions", 2, portions({{0x95}, {0xAA}})),
         taken(Line::Ethernet, "Late", 2, Fault::Late(Exchange::DataBank, 30000)),
     };
