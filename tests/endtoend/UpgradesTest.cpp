@@ -153,6 +153,8 @@ Scenario Upgrade(const Setup& setup, const Choice& choice) {
         .Release(choice.release, choice.key)
         .With(&PrinterOptions::configuration, configuration)
         .Words({"-c", {choice.components}, "-m", {choice.multiplier}});
+    // Nothing is silent here: no answer is lost on a machine that is busy.
+    scenario.Starts({endtoend::kRate, 4 * endtoend::kFloorMs, {}});
     // A printer that is back at once, but takes what follows its answer before it goes.
     if (impatient)
         scenario.With(&PrinterOptions::programMs, 0U)
