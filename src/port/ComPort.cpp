@@ -16,6 +16,7 @@ namespace {
 
 constexpr unsigned int kStatusReadSize = 511;
 constexpr int kMaxEmptyReads = 3;
+constexpr int kLongestAnswerMs = 600000;  // a printer that drips bytes for ever must not hold the run
 
 using StatusAnswer = std::array<unsigned char, kStatusReadSize + CComPort::kReadSlack>;
 
@@ -144,6 +145,7 @@ unsigned char* CComPort::ReadProtocollData(int* len) {
     static const char* const tag = "ReadProtocollData";
     Log::WriteLog(tag, "Begin");
     *len = 0;
+    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
     AnswerBuffer answer;
     ReadPacer pacer;
     int emptyReads = 0;  // over the whole answer: bytes in between do not start the count anew
@@ -159,6 +161,7 @@ unsigned char* CComPort::ReadProtocollData(int* len) {
             *len = static_cast<int>(answer.Size());
             return answer.Release();
         }
+        if (IsOver(began, kLongestAnswerMs)) break;
         pacer.AfterRead(bytes);
     }
     return nullptr;

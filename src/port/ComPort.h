@@ -74,7 +74,7 @@ class CComPort {
     unsigned int ReadAll(unsigned char* buf, int len, int timeout, unsigned int* err);
 
     /// Reads one whole protocol answer into a buffer that the caller releases with `free`. Null, and `*len`
-    /// 0, after three reads that brought nothing, or when the answer outgrows 16 MiB.
+    /// 0, after three reads that brought nothing, or when the answer outgrows 16 MiB or takes ten minutes.
     unsigned char* ReadProtocollData(int* len);
 
     /// Writes one fixed request. Returns the bytes taken; 0 is a failure.

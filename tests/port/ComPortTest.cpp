@@ -25,10 +25,12 @@ class RawPort final : public CComPort {
     explicit RawPort(bool endless) : endless_(endless) {}
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int*) override {
         ++reads;
+        if (slowly != nullptr) slowly->Advance(300);
         std::fill_n(buf, endless_ ? len : 0, static_cast<unsigned char>('x'));
         return endless_ ? len : 0;
     }
     int reads = 0;
+    VirtualClock* slowly = nullptr;  ///< each read takes 300 ms of this clock
 
  private:
     const bool endless_;
@@ -186,6 +188,11 @@ TEST(ReadProtocollData, BoundsAnAnswerThatNeverEnds) {
     RawPort port(true);
     EXPECT_EQ(ProtocolAnswer(port), "null");
     EXPECT_EQ(port.reads, 16 * 1024);  // looking at all 16 MiB after each read would take minutes
+    VirtualClock clock;
+    RawPort dripping(true);
+    dripping.slowly = &clock;
+    EXPECT_EQ(ProtocolAnswer(dripping), "null");
+    EXPECT_EQ(dripping.reads, 2000);  // ten minutes
 }
 
 TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
