@@ -93,6 +93,8 @@ TEST(WholeUpgrade, TakesItsNamedWaitsAndNoMore) {
             seconds.push_back(us / 1000000);
             named += us / 1000;
         }
+        RecordProperty(std::string(row.mode) + "_ms", static_cast<int>(took));
+        RecordProperty(std::string(row.mode) + "_ms_beside_named_waits", static_cast<int>(took - named));
         EXPECT_EQ(seconds, row.seconds) << row.mode;
         EXPECT_LE(took - named, took / 100) << row.mode;
         EXPECT_TRUE(rig.IsUpgraded()) << row.mode;
