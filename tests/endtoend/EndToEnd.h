@@ -22,7 +22,7 @@ namespace endtoend {
 
 constexpr unsigned kRate = 100;
 /// What the program's blocking calls last at least: an answer that is this late is lost.
-constexpr unsigned kFloorMs = 150;
+constexpr unsigned kFloorMs = 300;
 
 /// How a run ended and what it printed, log lines without their stamps ("[tag]text").
 struct RunResult {
