@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "bench/BusBench.h"
@@ -95,7 +96,8 @@ void RenesasUnitsThroughPort(benchmark::State& state) {
     const PhaselessClock clock;
     CComPortUsb port(1);
     port.SetWPacketSize(57344);
-    if (!port.InitWithVid("045B") || !port.Open()) return state.SkipWithError(port.szLastError);
+    if (!port.InitWithVid(std::string("045B").data()) || !port.Open())
+        return state.SkipWithError(port.szLastError);
     const Bytes firmware(kSize, 0x5A);
     const RenesasUnits units(firmware.data(), firmware.size(), kUnit);
     for ([[maybe_unused]] auto turn : state) {
@@ -126,7 +128,7 @@ class MutePrinter final : public CComPort {
     bool ReOpen() override { return true; }
     bool HandshakeCommunication() override { return true; }
     bool Close() override { return true; }
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override {
         benchmark::DoNotOptimize(buf);
         *err = 0;
         return len;

@@ -2,6 +2,7 @@
 // with the same bytes in the same packets. Waits that a procedure prescribes are multiplied by 0.
 #include <benchmark/benchmark.h>
 
+#include <string>
 #include <vector>
 
 #include "bench/TcpSink.h"
@@ -51,7 +52,7 @@ void Measure(benchmark::State& state, Send&& send) {
     const Sums sums = SumsOf(banks);
     TcpSink sink;
     CComPortEth port;
-    port.Init("127.0.0.1", sink.Port());
+    port.Init(std::string("127.0.0.1").data(), sink.Port());
     if (!port.Open()) state.SkipWithError("no connection");
     while (state.KeepRunning()) {
         if (!send(port, banks, sums)) state.SkipWithError("the transfer failed");

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -44,7 +45,7 @@ void EthernetPort(benchmark::State& state) {
     const std::vector<unsigned char> data(kFirmwareSize, 0x5A);
     TcpSink sink;
     CComPortEth port;
-    port.Init("127.0.0.1", sink.Port());
+    port.Init(std::string("127.0.0.1").data(), sink.Port());
     port.SetWPacketSize(kFirmwarePacket);
     port.SetTimeoutTX(10000);
     if (!port.Open()) state.SkipWithError("no connection");

@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <libusb-1.0/libusb.h>
 
+#include <string>
 #include <vector>
 
 #include "bench/BusBench.h"
@@ -25,7 +26,8 @@ void CountBytes(benchmark::State& state) {
 void WriteThroughPort(benchmark::State& state) {
     CComPortUsb port(static_cast<int>(state.range(0)));
     port.SetWPacketSize(kPiece);
-    if (!port.Init("0205", "1") || !port.Open()) return state.SkipWithError(port.szLastError);
+    if (!port.Init(std::string("0205").data(), std::string("1").data()) || !port.Open())
+        return state.SkipWithError(port.szLastError);
     const std::vector<unsigned char> data(kSize, 0x5A);
     for ([[maybe_unused]] auto turn : state) {
         unsigned int err = 0;

@@ -28,19 +28,19 @@ bool IsOver(std::uint64_t beganMs, int timeoutMs) {
 
 }  // namespace
 
-bool CComPort::Init(const char*, const char*) {
+bool CComPort::Init(char*, char*) {
     return false;
 }
-bool CComPort::Init(const char*, int, int) {
+bool CComPort::Init(char*, int, int) {
     return false;
 }
-bool CComPort::Init(const char*, int) {
+bool CComPort::Init(char*, int) {
     return false;
 }
-bool CComPort::InitWithVid(const char*, const char*, const char*) {
+bool CComPort::InitWithVid(char*, char*, char*) {
     return false;
 }
-bool CComPort::InitWithVid(const char*) {
+bool CComPort::InitWithVid(char*) {
     return false;
 }
 bool CComPort::Open() {
@@ -49,7 +49,7 @@ bool CComPort::Open() {
 bool CComPort::Close() {
     return false;
 }
-unsigned int CComPort::Write(const unsigned char*, unsigned int, unsigned int*) {
+unsigned int CComPort::Write(unsigned char*, unsigned int, unsigned int*) {
     return 0;
 }
 unsigned int CComPort::Read(unsigned char*, unsigned int, unsigned int*) {

@@ -18,6 +18,9 @@
 /// - An operation called on a closed or unnamed port fails; it never crashes. The Ethernet port alone
 ///   connects by itself when it is read or written.
 ///
+/// The texts and bytes handed to `Init`, `InitWithVid` and `Write` are not changed, although their types
+/// would allow it.
+///
 /// Ports are created by the front end, handed down by pointer or reference, and neither copied nor deleted
 /// through the base (its destructor is not virtual; each kind's closes its device).
 class CComPort {
@@ -28,16 +31,17 @@ class CComPort {
     CComPort() = default;
     CComPort(const CComPort&) = delete;
     CComPort& operator=(const CComPort&) = delete;
+    ~CComPort() = default;
 
     /// The operations of the kinds; the base's do nothing and return 0 or false.
-    virtual bool Init(const char* device, const char* serial);
-    virtual bool Init(const char* device, int baudrate, int flowcontrol);
-    virtual bool Init(const char* host, int port);
-    virtual bool InitWithVid(const char* vid, const char* pid, const char* serial);
-    virtual bool InitWithVid(const char* vid);
+    virtual bool Init(char* device, char* serial);
+    virtual bool Init(char* device, int baudrate, int flowcontrol);
+    virtual bool Init(char* host, int port);
+    virtual bool InitWithVid(char* vid, char* pid, char* serial);
+    virtual bool InitWithVid(char* vid);
     virtual bool Open();
     virtual bool Close();
-    virtual unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err);
+    virtual unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err);
     virtual unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err);
     virtual void CleanTX();
     virtual void CleanRX();
@@ -54,6 +58,11 @@ class CComPort {
     virtual bool DumpPortInfo();
     virtual bool SaveLocationCurrentDevice();
     virtual bool RestoreAddrNumFrmLocatio();
+
+    /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration.
+    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+        return Write(const_cast<unsigned char*>(buf), len, err);  // no kind changes what it writes
+    }
 
     COMMPORTTYPE GetPortType() const { return iPortType; }
     int GetTimeoutTX() const { return static_cast<int>(uiTimeoutTX); }
@@ -97,8 +106,6 @@ class CComPort {
         unsigned int uiPauseMs = 0;  ///< pause after each of them but the last
         bool bLogsGsiOk = false;     ///< whether "Read GSI OK" is logged
     };
-
-    ~CComPort() = default;
 
     /// The status handshake of every kind, made with the virtual `Write`, `Read` and `CleanRX`: a kind's
     /// HandshakeCommunication is one call of it with the kind's record.

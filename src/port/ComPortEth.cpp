@@ -44,7 +44,7 @@ CComPortEth::~CComPortEth() {
     CComPortEth::Close();
 }
 
-bool CComPortEth::Init(const char* host, int port) {
+bool CComPortEth::Init(char* host, int port) {
     SetPortText(szHost, host);
     iPort = port;
     return true;
@@ -65,10 +65,10 @@ bool CComPortEth::Close() {
 }
 
 bool CComPortEth::ReOpen() {
-    const std::string host = szHost;
+    std::string host = szHost;
     const int port = iPort;
     Close();
-    return Init(host.c_str(), port) && Open();
+    return Init(host.data(), port) && Open();
 }
 
 void CComPortEth::SetTimeoutTX(int ms) {
@@ -145,7 +145,7 @@ void CComPortEth::ApplyTimeout(int option, unsigned int ms, unsigned int& applie
     setsockopt(iSocket, SOL_SOCKET, option, &time, sizeof(time));
 }
 
-unsigned int CComPortEth::Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortEth::Write(unsigned char* buf, unsigned int len, unsigned int* err) {
     *err = 0;
     const unsigned int pieceSize = uiWPacketSize != 0 ? uiWPacketSize : len;
     unsigned int written = 0;
@@ -173,7 +173,7 @@ bool CComPortEth::OpenFor(const char* tag, unsigned int* err) {
     return false;
 }
 
-unsigned int CComPortEth::EthWrite(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
     if (!OpenFor("EthWrite", err)) return 0;
     ApplyTimeout(SO_SNDTIMEO, uiTimeoutTX, uiAppliedTX);
     ssize_t sent = 0;

@@ -15,9 +15,10 @@ class CComPortEth final : public CComPort {
     ~CComPortEth();
 
     using CComPort::Init;
+    using CComPort::Write;
     /// Names the peer: a host name or dotted IPv4 address, cut to 255 characters, and a TCP port. Checks
     /// neither, does not connect and leaves a connection that is up alone; always true.
-    bool Init(const char* host, int port) override;
+    bool Init(char* host, int port) override;
 
     /// Connects unless connected. False with "Open ETH Device Error"; the reason before it is in the log.
     bool Open() override;
@@ -28,7 +29,7 @@ class CComPortEth final : public CComPort {
     /// Sends all `len` bytes in pieces of at most `uiWPacketSize`, over a new connection where the old one
     /// was lost. 0 with `*err` 1 when there is no connection to be had. A peer that takes nothing is tried
     /// for ever (kept: a printer that is busy for minutes holds the line), and paced.
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override;
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
 
     /// One read of at most `len` bytes. 0 with `*err` 1 and a closed connection on failure and on time-out; 0
     /// without an error, and closed too, when the peer ended the connection.
@@ -51,7 +52,7 @@ class CComPortEth final : public CComPort {
     const char* SetBlocking(bool blocking);
     void ApplyTimeout(int option, unsigned int ms, unsigned int& applied);
     bool OpenFor(const char* tag, unsigned int* err);
-    unsigned int EthWrite(const unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int EthWrite(unsigned char* buf, unsigned int len, unsigned int* err);
     unsigned int EthRead(unsigned char* buf, unsigned int len, unsigned int* err);
 
     int iSocket = -1;

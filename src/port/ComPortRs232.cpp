@@ -51,7 +51,7 @@ CComPortRs232::~CComPortRs232() {
     ClosePort();
 }
 
-bool CComPortRs232::Init(const char* device, int baudrate, int flowcontrol) {
+bool CComPortRs232::Init(char* device, int baudrate, int flowcontrol) {
     SetPortText(szLastError, "");
     SetPortText(szDeviceNamed, device);
     SetPortText(szDevice, szDeviceNamed);
@@ -118,11 +118,11 @@ void CComPortRs232::ClosePort() {
 }
 
 bool CComPortRs232::ReOpen() {
-    const std::string device = szDevice[0] != '\0' ? szDevice : szDeviceNamed;
+    std::string device = szDevice[0] != '\0' ? szDevice : szDeviceNamed;
     const int baudrate = iBaudrate;
     const int flowcontrol = iFlowControl;
     Close();
-    return Init(device.c_str(), baudrate, flowcontrol) && Open();
+    return Init(device.data(), baudrate, flowcontrol) && Open();
 }
 
 bool CComPortRs232::BackupPortInfo() {
@@ -166,7 +166,7 @@ void CComPortRs232::CalcMaxPacketSize() {
     uiWPacketSize = static_cast<unsigned int>(iBaudrate) * uiTimeoutTX / 1000 / 10 / 10 * 5;
 }
 
-unsigned int CComPortRs232::Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortRs232::Write(unsigned char* buf, unsigned int len, unsigned int* err) {
     SetPortText(szLastError, "");
     CalcMaxPacketSize();
     // A time-out too short for five bytes gives a packet size of 0, which cuts nothing.
@@ -180,7 +180,7 @@ unsigned int CComPortRs232::Write(const unsigned char* buf, unsigned int len, un
     return written;
 }
 
-unsigned int CComPortRs232::ComWrite(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
     SetPortText(szLastError, "");
     *err = 0;
     unsigned int written = 0;

@@ -12,10 +12,11 @@ class CComPortRs232 final : public CComPort {
     ~CComPortRs232();
 
     using CComPort::Init;
+    using CComPort::Write;
     /// Names the device (cut to 1023 characters) and builds the line settings; opens nothing. False with
     /// "Error invalid Baudrate" (1200, 2400, 4800, 9600, 19200, 38400, 57600 and 115200 are known) or
     /// "Error invalid Flow control" (0 none, 1 RTS/CTS, 2 XON/XOFF).
-    bool Init(const char* device, int baudrate, int flowcontrol) override;
+    bool Init(char* device, int baudrate, int flowcontrol) override;
 
     /// Opens the named device anew; one that was open is closed first. False with "Open RS232 Device Error";
     /// when only the line settings were refused, the device stays open until it is closed.
@@ -26,7 +27,7 @@ class CComPortRs232 final : public CComPort {
 
     /// Writes in pieces that take about half of `uiTimeoutTX` on the line; `uiWPacketSize` is recomputed for
     /// that. 0, or for a single piece the bytes that went out, with `*err` 1 and "Write Error" on failure.
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override;
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
 
     /// One read of up to 1024 bytes WHATEVER `len` is: `buf` must hold 1024. 0 with `*err` 1 when nothing
     /// came within `uiTimeoutRX` or the line is gone.
@@ -56,7 +57,7 @@ class CComPortRs232 final : public CComPort {
     bool OpenPort();
     void ClosePort();
     void CalcMaxPacketSize();
-    unsigned int ComWrite(const unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int ComWrite(unsigned char* buf, unsigned int len, unsigned int* err);
     unsigned int ComRead(unsigned char* buf, unsigned int* err);
 
     int iFd = -1;

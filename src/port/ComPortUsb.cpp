@@ -76,7 +76,7 @@ CComPortUsb::~CComPortUsb() {
     CComPortUsb::Close();
 }
 
-bool CComPortUsb::Init(const char* pid, const char* addrNum) {
+bool CComPortUsb::Init(char* pid, char* addrNum) {
     bIdentified = true;
     KeepText(szPid, pid);
     KeepText(szAddrNum, addrNum);
@@ -84,7 +84,7 @@ bool CComPortUsb::Init(const char* pid, const char* addrNum) {
     return TakeList("Init") && FindDevice(szVid, szPid, NumberOf(szAddrNum)) > 0;
 }
 
-bool CComPortUsb::InitWithVid(const char* vid, const char* pid, const char* serial) {
+bool CComPortUsb::InitWithVid(char* vid, char* pid, char* serial) {
     bIdentified = true;
     KeepText(szVid, vid);
     KeepText(szPid, pid);
@@ -92,7 +92,7 @@ bool CComPortUsb::InitWithVid(const char* vid, const char* pid, const char* seri
     return TakeList("InitWithVid") && FindDeviceWithVid(szVid, szPid, szAddrNum) > 0;
 }
 
-bool CComPortUsb::InitWithVid(const char* vid) {
+bool CComPortUsb::InitWithVid(char* vid) {
     KeepText(szVid, vid);
     return TakeList("InitWithVid") && FindDeviceWithVid(szVid) > 0;
 }
@@ -175,7 +175,7 @@ bool CComPortUsb::Close() {
     return true;
 }
 
-unsigned int CComPortUsb::Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortUsb::Write(unsigned char* buf, unsigned int len, unsigned int* err) {
     SetPortText(szLastError, "");
     if (!bClaimed) {
         if (!InitAgainForWrite()) return FailTransfer("Write Error---> error to reinit device", err);
@@ -190,7 +190,7 @@ bool CComPortUsb::InitAgainForWrite() {
     return bIdentified ? InitWithVid(szVid, szPid, szAddrNum) : Init(szPid, szAddrNum);
 }
 
-unsigned int CComPortUsb::WritePieces(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortUsb::WritePieces(unsigned char* buf, unsigned int len, unsigned int* err) {
     unsigned int sent = 0;
     unsigned int sincePause = 0;
     *err = 0;
@@ -209,16 +209,14 @@ unsigned int CComPortUsb::WritePieces(const unsigned char* buf, unsigned int len
     return sent;
 }
 
-unsigned int CComPortUsb::UsbWrite(const unsigned char* buf, unsigned int len, unsigned int* err) {
+unsigned int CComPortUsb::UsbWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
     SetPortText(szLastError, "");
     *err = 0;
     // An IN endpoint would turn the transfer into a read.
     if (!bClaimed || uiEpOut == 0 || (uiEpOut & LIBUSB_ENDPOINT_IN) != 0)
         return FailTransfer("Write Error", err);
     int taken = 0;
-    // libusb takes one pointer for both directions; it only reads from this one.
-    auto* const data = const_cast<unsigned char*>(buf);
-    if (libusb_bulk_transfer(pHandle.get(), static_cast<unsigned char>(uiEpOut), data, TransferLength(len),
+    if (libusb_bulk_transfer(pHandle.get(), static_cast<unsigned char>(uiEpOut), buf, TransferLength(len),
                              &taken, TransferTimeout(uiTimeoutTX)) != LIBUSB_SUCCESS)
         return FailTransfer("Write Error", err);
     return static_cast<unsigned int>(taken);
@@ -290,12 +288,12 @@ bool CComPortUsb::HandshakeCommunication() {
 }
 
 bool CComPortUsb::ReOpen() {
-    const std::string pid = szPid;
-    const std::string vid = szVid;
-    const std::string addrNum = szAddrNum;
+    std::string pid = szPid;
+    std::string vid = szVid;
+    std::string addrNum = szAddrNum;
     Close();
-    const bool found = bIdentified ? Init(pid.c_str(), addrNum.c_str())
-                                   : InitWithVid(vid.c_str(), pid.c_str(), addrNum.c_str());
+    const bool found =
+        bIdentified ? Init(pid.data(), addrNum.data()) : InitWithVid(vid.data(), pid.data(), addrNum.data());
     return found && Open();
 }
 

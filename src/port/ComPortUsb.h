@@ -27,19 +27,20 @@ class CComPortUsb final : public CComPort {
     ~CComPortUsb();
 
     using CComPort::Init;
+    using CComPort::Write;
     /// Finds the printer of the printer vendor ID with this product ID (four upper-case hex digits) and
     /// address number. A device with an empty serial-number text has every address number.
-    bool Init(const char* pid, const char* addrNum) override;
+    bool Init(char* pid, char* addrNum) override;
     /// Finds the device with these IDs whose whole serial-number text is `serial`, or empty.
-    bool InitWithVid(const char* vid, const char* pid, const char* serial) override;
+    bool InitWithVid(char* vid, char* pid, char* serial) override;
     /// Finds the first device of this vendor.
-    bool InitWithVid(const char* vid) override;
+    bool InitWithVid(char* vid) override;
     bool Open() override;
     /// Releases the interface, the device and libusb. Always true.
     bool Close() override;
     /// Sends pieces of `uiWPacketSize` bytes with a pause of `iTimeMultiplier` ms after each 1024 bytes or
     /// more. A port whose interface is not claimed is found again and opened first.
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override;
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
     /// One transfer of at most `len` bytes. `*err` is 1 on every failure, the time-out included; what came
     /// before a time-out is dropped.
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
@@ -84,7 +85,7 @@ class CComPortUsb final : public CComPort {
                          unsigned int timeout);
 
     /// One bulk OUT transfer. Returns the bytes taken; 0 and `*err` 1 on any failure.
-    unsigned int UsbWrite(const unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int UsbWrite(unsigned char* buf, unsigned int len, unsigned int* err);
 
     /// Releases the interface and closes the device; the list and libusb stay.
     void ClosePort();
@@ -112,7 +113,7 @@ class CComPortUsb final : public CComPort {
     int RunSearch(UsbSearch& search);
     bool VisitLikeDevices(const char* tag, const DeviceVisitor& visit);
     bool InitAgainForWrite();
-    unsigned int WritePieces(const unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int WritePieces(unsigned char* buf, unsigned int len, unsigned int* err);
     unsigned int TransferTimeout(unsigned int ms) const;
     bool Fail(const char* tag, const char* text);
     unsigned int FailTransfer(const char* text, unsigned int* err);

@@ -155,7 +155,7 @@ void PrinterComm::ExtractUsbParamsFromName(const char* name, char* vid, char* pi
     ::ExtractUsbParamsFromName(name, vid, pid, serial, kUsbNameSize);
 }
 
-bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* settings) {
+bool PrinterComm::OpenCommunicationPort(CComPort* port, CommPortSettings* settings) {
     const char* const tag = "OpenCommunicationPort";
     bool open = false;
     switch (settings->type) {
@@ -180,7 +180,7 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* 
             char serial[kUsbNameSize];
             ExtractUsbParamsFromName(settings->szUsbDevice, vid, pid, serial);
             const std::size_t length = std::strlen(serial);
-            open = port->Init(pid, length == 0 ? "" : &serial[length - 1]) && port->Open();
+            open = port->Init(pid, serial + (length == 0 ? 0 : length - 1)) && port->Open();
             break;
         }
         default:
@@ -194,7 +194,7 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, const CommPortSettings* 
     return open;
 }
 
-bool PrinterComm::Test(CComPort* port, const CommPortSettings* settings) {
+bool PrinterComm::Test(CComPort* port, CommPortSettings* settings) {
     const char* const tag = "Test";
     if (!OpenCommunicationPort(port, settings)) {
         Log::WriteLog(tag, "Open Error");
@@ -213,7 +213,7 @@ bool PrinterComm::Test(CComPort* port, const CommPortSettings* settings) {
     return true;
 }
 
-bool PrinterComm::PrnCom_ReadSetupData(CComPort* port, const CommPortSettings* settings) {
+bool PrinterComm::PrnCom_ReadSetupData(CComPort* port, CommPortSettings* settings) {
     const char* const tag = "PrnCom_ReadSetupData";
     if (!OpenCommunicationPort(port, settings)) {
         Log::WriteLog(tag, "Open Error");

@@ -20,17 +20,17 @@ class PrinterComm {
     PrinterComm(int components, int timeMultiplier);
 
     /// Names and opens the port described by `settings` on a port of the matching kind.
-    bool OpenCommunicationPort(CComPort* port, const CommPortSettings* settings);
+    bool OpenCommunicationPort(CComPort* port, CommPortSettings* settings);
 
     /// Splits "vendor|product|serial" into three texts; the parts that are missing stay empty. Each output is
     /// a buffer of 512 characters; longer parts are cut.
     static void ExtractUsbParamsFromName(const char* name, char* vid, char* pid, char* serial);
 
     /// Connection check: asks for the protocol version twice, with the port opened anew between.
-    bool Test(CComPort* port, const CommPortSettings* settings);
+    bool Test(CComPort* port, CommPortSettings* settings);
 
     /// Prints the printer's setup header on standard output. The port is left open.
-    bool PrnCom_ReadSetupData(CComPort* port, const CommPortSettings* settings);
+    bool PrnCom_ReadSetupData(CComPort* port, CommPortSettings* settings);
 
     /// Brings the package into the printer, if it was made for it. The port is closed on every way out once
     /// open.

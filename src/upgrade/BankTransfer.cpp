@@ -66,7 +66,7 @@ ProgramCommand MakeProgram(int first, int last, unsigned long sum, unsigned long
             LowByte(xorSum)};
 }
 
-bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size) {
+bool WriteWhole(CComPort& port, unsigned char* bytes, std::size_t size) {
     unsigned int err = 0;
     return size != 0 && port.Write(bytes, static_cast<unsigned int>(size), &err) >= size;
 }
@@ -77,17 +77,17 @@ bool WriteGroup(CComPort& port, const Group& group, const char* tag) {
     const int count = static_cast<int>(group.banks.size());
     const int last = group.first + count - 1;
     Log::WriteLog(tag, "Sending command to start upgrade...");
-    const StartCommand start = MakeStart(group.first, last);
+    StartCommand start = MakeStart(group.first, last);
     if (!WriteWhole(port, start.data(), start.size())) return false;
     for (int i = 0; i < count; ++i) {
         const int number = group.first + i + 1;
         Log::WriteLogP(tag, "Sending bank...%d/%d (%d%%)", number, group.total,
                        static_cast<int>(std::int64_t{number} * 100 / std::max(group.total, 1)));
-        const unsigned char* bank = group.banks[static_cast<std::size_t>(i)];
+        unsigned char* const bank = group.banks[static_cast<std::size_t>(i)];
         if (!WriteWhole(port, bank, static_cast<std::size_t>(group.bankSize))) return false;
     }
     Log::WriteLog(tag, "Sending command to program Flash...");
-    const ProgramCommand program = MakeProgram(group.first, last, group.sum, group.xorSum);
+    ProgramCommand program = MakeProgram(group.first, last, group.sum, group.xorSum);
     return WriteWhole(port, program.data(), program.size());
 }
 

@@ -40,7 +40,7 @@ StartCommand MakeStart(int first, int last);
 ProgramCommand MakeProgram(int first, int last, unsigned long sum, unsigned long xorSum);
 
 /// One write. False unless every byte was taken: what follows a short write would be read as its rest.
-bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size);
+bool WriteWhole(CComPort& port, unsigned char* bytes, std::size_t size);
 
 /// Banks that go together: the number of the first, and how many there are in all for the progress lines.
 struct Group {

@@ -49,7 +49,7 @@ std::vector<unsigned char> RenesasUnits::Frame(std::uint64_t index) const {
 }
 
 RenesasUnits::Outcome RenesasUnits::TryUnit(CComPort& port, const char* tag, std::uint64_t index) const {
-    const std::vector<unsigned char> frame = Frame(index);
+    std::vector<unsigned char> frame = Frame(index);
     unsigned int err = 0;
     if (port.Write(frame.data(), static_cast<unsigned int>(frame.size()), &err) < frame.size()) {
         Log::WriteLog(tag, "Error during send command! exit...");

@@ -107,7 +107,7 @@ bool Finish(bool result) {
     return result;
 }
 
-bool WriteBanks(CComPort& port, const unsigned char* group, int bankDim, int bankCount) {
+bool WriteBanks(CComPort& port, unsigned char* group, int bankDim, int bankCount) {
     for (int j = 0; j < bankCount; ++j) {
         const PortSettingsGuard guard(port);
         port.uiTimeoutTX = kBankWriteTimeoutMs;
@@ -204,13 +204,13 @@ void UpgradePrinter_ModeU1::ReportFailedTry(int err, int retries) {
     Log::WriteLog(kSendFw, szErrorMessage);
 }
 
-bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, const unsigned char* group, int bankDim,
+bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, unsigned char* group, int bankDim,
                                                   int bankCount, unsigned long sum, unsigned long xorSum,
                                                   int firstBank, int& err, const char* releaseText,
                                                   bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2) {
     static_cast<void>(ctx2);
     const int lastBank = firstBank + bankCount - 1;
-    const BankTransfer::StartCommand start = BankTransfer::MakeStart(firstBank, lastBank);
+    BankTransfer::StartCommand start = BankTransfer::MakeStart(firstBank, lastBank);
     if (!BankTransfer::WriteWhole(port, start.data(), start.size())) {
         Log::WriteLog(kSend, "ERROR_COMMAND_TO_SEND_BANK");
         err = kStartNotSent;
@@ -220,7 +220,7 @@ bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, const unsigned
         err = kBlockNotSent;
         return false;
     }
-    const BankTransfer::ProgramCommand program = BankTransfer::MakeProgram(firstBank, lastBank, sum, xorSum);
+    BankTransfer::ProgramCommand program = BankTransfer::MakeProgram(firstBank, lastBank, sum, xorSum);
     if (!BankTransfer::WriteWhole(port, program.data(), program.size())) return false;
 
     if (iUSB_PRG_ANSWER == 0 && port.GetPortType() == COMMPORT_USB)

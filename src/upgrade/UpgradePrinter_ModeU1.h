@@ -21,7 +21,7 @@ class UpgradePrinter_ModeU1 final : public UpgradeEngine {
 
     /// Sends one group of banks and judges the printer's answer. `err` gets the bank error code, or is left
     /// as it was when the printer stayed silent.
-    bool SendBankFlashBanksNew(CComPort& port, const unsigned char* group, int bankDim, int bankCount,
+    bool SendBankFlashBanksNew(CComPort& port, unsigned char* group, int bankDim, int bankCount,
                                unsigned long sum, unsigned long xorSum, int firstBank, int& err,
                                const char* releaseText, bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2);
 

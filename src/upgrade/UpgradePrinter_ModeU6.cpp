@@ -118,7 +118,8 @@ bool UpgradePrinter_ModeU6::SendRecords(const std::vector<Record>& records) {
     SleepSeconds(1);
     const std::unique_ptr<BootPort> boot = BootUsb::Get().MakePort();
     // The results are not looked at: a device that is not open acknowledges nothing.
-    boot->Port().InitWithVid(kVendor);
+    std::string vendor = kVendor;
+    boot->Port().InitWithVid(vendor.data());
     boot->Port().Open();
     Log::WriteLog(kTag, "start sending FW ");
     int number = 0;

@@ -29,7 +29,7 @@ class FaultPort final : public CComPort {
     bool Open() override { return !Fails() && Inner().Open(); }
     bool ReOpen() override { return !Fails() && Inner().ReOpen(); }
     bool Close() override { return Inner().Close(); }
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override {
         *err = 1;
         return Fails() ? 0 : Inner().Write(buf, len, err);
     }

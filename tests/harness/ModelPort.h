@@ -34,10 +34,8 @@ class ModelPort final : public CComPort {
     }
 
     using CComPort::Init;
-    bool InitWithVid(const char* vid) override { return Find(vid, nullptr, nullptr); }
-    bool InitWithVid(const char* vid, const char* pid, const char* serial) override {
-        return Find(vid, pid, serial);
-    }
+    bool InitWithVid(char* vid) override { return Find(vid, nullptr, nullptr); }
+    bool InitWithVid(char* vid, char* pid, char* serial) override { return Find(vid, pid, serial); }
     bool Open() override {
         bOpen = bOpens;
         return bOpen;
@@ -51,7 +49,7 @@ class ModelPort final : public CComPort {
         bOpen = bOpens;
         return bOpen;
     }
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override {
         *err = 1;
         if (!bOpen) return 0;
         sent.push_back({{buf, buf + len}, uiTimeoutTX, uiWPacketSize, std::exchange(bCleaned_, false)});

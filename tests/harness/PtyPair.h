@@ -19,7 +19,7 @@ class PtyPair {
         unlockpt(master_.Get());
         ptsname_r(master_.Get(), path_, sizeof(path_));
     }
-    const char* Path() const { return path_; }
+    char* Path() { return path_; }
 
     /// The line settings that the program made.
     termios Settings() const {

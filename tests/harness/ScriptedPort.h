@@ -101,13 +101,12 @@ class ScriptedPort final : public CComPort {
     // ---- the port ----
 
     using CComPort::InitWithVid;
-    bool Init(const char* pid, const char* serial) override { return Named(std::string(pid) + "|" + serial); }
-    bool Init(const char* device, int baudrate, int flowcontrol) override {
+    using CComPort::Write;
+    bool Init(char* pid, char* serial) override { return Named(std::string(pid) + "|" + serial); }
+    bool Init(char* device, int baudrate, int flowcontrol) override {
         return Named(device + (":" + std::to_string(baudrate)) + ":" + std::to_string(flowcontrol));
     }
-    bool Init(const char* host, int tcpPort) override {
-        return Named(host + (":" + std::to_string(tcpPort)));
-    }
+    bool Init(char* host, int tcpPort) override { return Named(host + (":" + std::to_string(tcpPort))); }
     bool Open() override { return Called("Open"); }
     bool Close() override { return Called("Close"); }
     bool ReOpen() override { return Called("ReOpen"); }
@@ -127,7 +126,7 @@ class ScriptedPort final : public CComPort {
         return bHandshakeOnTheWire ? RunHandshake({5, 1500, false}) : Called("HandshakeCommunication");
     }
 
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override {
         sent.push_back({{buf, buf + len}, uiTimeoutTX, uiTimeoutRX, uiWPacketSize});
         Note("write", sent.back().bytes);
         *err = 0;

@@ -30,7 +30,7 @@ std::int64_t MsOf(Action action) {
 /// A port and what it is connected to.
 struct Line {
     Line() {
-        port.Init("localhost", listener.Port());
+        port.Init(std::string("localhost").data(), listener.Port());
         EXPECT_TRUE(port.Open());
         peer = listener.Accept();
     }
@@ -44,7 +44,7 @@ struct Line {
 struct FullListener {
     FullListener() {
         for (CComPortEth& port : waiting) {
-            port.Init("127.0.0.1", listener.Port());
+            port.Init(std::string("127.0.0.1").data(), listener.Port());
             port.SetTimeoutTX(20);
             port.Open();
         }
@@ -79,7 +79,7 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.reason);
         CComPortEth port;
-        EXPECT_TRUE(port.Init(row.host.c_str(), row.port));
+        EXPECT_TRUE(port.Init(std::string(row.host).data(), row.port));
         port.SetTimeoutTX(60);  // bounds the connecting too
         port.SetTimeoutRX(5000);
         LogCapture log;
@@ -207,7 +207,7 @@ TEST(ComPortEth, ASlowPeerIsWaitedForBeyondTheWriteTimeout) {
 TEST(ComPortEth, TheHandshakeAsksFifteenTimes) {
     VirtualClock clock;
     CComPortEth port;
-    port.Init("127.0.0.1", FreePort());
+    port.Init(std::string("127.0.0.1").data(), FreePort());
     LogCapture log;
     EXPECT_FALSE(port.HandshakeCommunication());
     Lines lines(14, "Read GSI Error... Retry");

@@ -62,14 +62,14 @@ TEST(ComPortRs232, FailuresOfOpenAndWhatStaysOpen) {
     LogCapture log;
     const int before = OpenDescriptors();
     const struct {
-        const char* device;
+        std::string device;
         const char* reason;
         int staysOpen;
     } rows[] = {{"/nonexistent/tty", "[OpenPort]Error to open Serial port", 0},
                 {"/dev/null", "[OpenPort]Error to tcsetattr", 1}};
     for (const auto& row : rows) {
         CComPortRs232 port;
-        port.Init(row.device, 9600, 0);
+        port.Init(std::string(row.device).data(), 9600, 0);
         for (int attempt = 0; attempt < 2; ++attempt) {
             EXPECT_FALSE(port.Open());
             EXPECT_STREQ(port.szLastError, "Open RS232 Device Error");

@@ -48,16 +48,16 @@ class UsbChild {
     }
 
  private:
-    const char* Word() { return *words_ == nullptr ? "" : *words_++; }
+    char* Word() { return *words_ == nullptr ? none_ : *words_++; }
     unsigned int Number() { return static_cast<unsigned int>(std::strtoul(Word(), nullptr, 0)); }
 
     long Init() {
-        const char* const pid = Word();
+        char* const pid = Word();
         return port_->Init(pid, Word());
     }
     long InitWithVid() {
-        const char* const vid = Word();
-        const char* const pid = Word();
+        char* const vid = Word();
+        char* const pid = Word();
         return port_->InitWithVid(vid, pid, Word());
     }
     long Write(const std::string& text) {
@@ -129,6 +129,7 @@ class UsbChild {
     }
 
     char** words_;
+    char none_[1] = {};
     std::unique_ptr<CComPortUsb> port_ = std::make_unique<CComPortUsb>(1);
     const std::map<std::string, std::function<long()>> operations_{
         {"multiplier", [this] { return port_->iTimeMultiplier = static_cast<int>(Number()), 1; }},

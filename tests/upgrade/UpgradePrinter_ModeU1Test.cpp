@@ -36,7 +36,7 @@ struct Rig {
     VirtualClock clock;
     ScriptedPort port;
     int err = 0;
-    const Bytes firmware = Pattern(120);
+    Bytes firmware = Pattern(120);
     // One sum over both banks: the index does not start again in the second.
     const Bytes group = StartOf(0, 1) + firmware + ProgramOf(0, 1, SumsOf(firmware, 120));
     TestPackage package{"105", 2, firmware};
