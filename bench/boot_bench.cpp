@@ -39,6 +39,7 @@ class PhaselessClock final : public Clock {
     PhaselessClock() { Install(this); }
     ~PhaselessClock() override { Install(nullptr); }
     bool Now(timeval& now) override { return system_.Now(now); }
+    std::uint64_t MonotonicUs() override { return system_.MonotonicUs(); }
     void SleepMicroseconds(std::uint64_t us) override {
         if (us < 100) system_.SleepMicroseconds(us);
     }

@@ -8,16 +8,13 @@ namespace {
 
 constexpr std::uint64_t kUsPerSecond = 1000000;
 
-std::uint64_t Microseconds(Clock& clock) {
-    timeval now{};
-    clock.Now(now);
-    return static_cast<std::uint64_t>(now.tv_sec) * kUsPerSecond + static_cast<std::uint64_t>(now.tv_usec);
-}
-
 }  // namespace
 
 ScaledClock::ScaledClock(unsigned int rate, unsigned int floorMs)
-    : real_(Get()), rate_(std::max(rate, 1U)), floorMs_(floorMs), startUs_(Microseconds(real_)) {
+    : real_(Get()), rate_(std::max(rate, 1U)), floorMs_(floorMs), startUs_(real_.MonotonicUs()) {
+    timeval now{};
+    real_.Now(now);
+    wallUs_ = static_cast<std::uint64_t>(now.tv_sec) * kUsPerSecond + static_cast<std::uint64_t>(now.tv_usec);
     Install(this);
 }
 
@@ -26,11 +23,14 @@ ScaledClock::~ScaledClock() {
 }
 
 bool ScaledClock::Now(timeval& now) {
-    const std::uint64_t realUs = std::max(Microseconds(real_), startUs_);
-    const std::uint64_t us = startUs_ + (realUs - startUs_) * rate_;
+    const std::uint64_t us = wallUs_ + MonotonicUs() - startUs_;
     now.tv_sec = static_cast<time_t>(us / kUsPerSecond);
     now.tv_usec = static_cast<suseconds_t>(us % kUsPerSecond);
     return true;
+}
+
+std::uint64_t ScaledClock::MonotonicUs() {
+    return startUs_ + (real_.MonotonicUs() - startUs_) * rate_;
 }
 
 void ScaledClock::SleepMicroseconds(std::uint64_t us) {
@@ -44,7 +44,7 @@ unsigned int ScaledClock::BlockingTimeout(unsigned int ms) {
 }
 
 std::uint64_t NowMs() {
-    return Microseconds(Clock::Get()) / 1000;
+    return Clock::Get().MonotonicUs() / 1000;
 }
 
 }  // namespace simulator

@@ -17,6 +17,7 @@ class ScaledClock final : public Clock {
     ~ScaledClock() override;
 
     bool Now(timeval& now) override;
+    std::uint64_t MonotonicUs() override;
     void SleepMicroseconds(std::uint64_t us) override;
     unsigned int BlockingTimeout(unsigned int ms) override;
 
@@ -24,7 +25,8 @@ class ScaledClock final : public Clock {
     Clock& real_;
     std::uint64_t rate_;
     unsigned int floorMs_;
-    std::uint64_t startUs_;
+    std::uint64_t startUs_;  ///< both clocks as the scaled one began
+    std::uint64_t wallUs_ = 0;
 };
 
 /// Milliseconds of the clock in force, as the transports hand them to a model.

@@ -8,23 +8,19 @@
 #include "port/AnswerBuffer.h"
 #include "port/PortSettingsGuard.h"
 #include "port/ReadPacer.h"
+#include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/GenericConst.h"
-#include "support/GenericFunctions.h"
 #include "support/Log.h"
 
 namespace {
 
 constexpr unsigned int kStatusReadSize = 511;
 constexpr int kMaxEmptyReads = 3;
-constexpr int kLongestAnswerMs = 600000;  // a printer that drips bytes for ever must not hold the run
+constexpr std::int64_t kLongestAnswerMs =
+    600000;  // a printer that drips bytes for ever must not hold the run
 
 using StatusAnswer = std::array<unsigned char, kStatusReadSize + CComPort::kReadSlack>;
-
-// A clock that cannot be read (it gives 0) or that was set back counts as run out: no wait lasts for ever.
-bool IsOver(std::uint64_t beganMs, int timeoutMs) {
-    const std::uint64_t nowMs = GenericFunctions::GetCurrentTimeMsec();
-    return nowMs == 0 || nowMs - beganMs >= static_cast<std::uint64_t>(std::max(timeoutMs, 0));
-}
 
 }  // namespace
 
@@ -115,7 +111,7 @@ unsigned int CComPort::WritePackets(const unsigned char* buf, unsigned int len, 
 unsigned int CComPort::ReadAll(unsigned char* buf, int len, int timeout, unsigned int* err) {
     static const char* const tag = "ReadAll";
     Log::WriteLog(tag, "Begin");
-    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
+    const Deadline deadline(timeout);
     *err = 0;
     const unsigned int wanted = static_cast<unsigned int>(std::max(len, 0));
     const std::size_t size = std::size_t{wanted} + kReadSlack;
@@ -132,7 +128,7 @@ unsigned int CComPort::ReadAll(unsigned char* buf, int len, int timeout, unsigne
         got += taken;
         if (got == wanted) break;
         pacer.AfterRead(bytes);
-    } while (!IsOver(began, timeout));
+    } while (!deadline.IsOver());
     Log::WriteLog(tag, "End");
     if (got < wanted) {
         Log::WriteLogP(tag, "Read Only %d Bytes of %d", static_cast<int>(got), len);
@@ -145,7 +141,7 @@ unsigned char* CComPort::ReadProtocollData(int* len) {
     static const char* const tag = "ReadProtocollData";
     Log::WriteLog(tag, "Begin");
     *len = 0;
-    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
+    const Deadline deadline(kLongestAnswerMs);
     AnswerBuffer answer;
     ReadPacer pacer;
     int emptyReads = 0;  // over the whole answer: bytes in between do not start the count anew
@@ -161,7 +157,7 @@ unsigned char* CComPort::ReadProtocollData(int* len) {
             *len = static_cast<int>(answer.Size());
             return answer.Release();
         }
-        if (IsOver(began, kLongestAnswerMs)) break;
+        if (deadline.IsOver()) break;
         pacer.AfterRead(bytes);
     }
     return nullptr;

@@ -14,6 +14,13 @@ class SystemClock final : public Clock {
         return true;
     }
 
+    std::uint64_t MonotonicUs() override {
+        timespec read{};
+        clock_gettime(CLOCK_MONOTONIC, &read);
+        return static_cast<std::uint64_t>(read.tv_sec) * 1000000 +
+               static_cast<std::uint64_t>(read.tv_nsec) / 1000;
+    }
+
     void SleepMicroseconds(std::uint64_t us) override {
         timespec left{static_cast<time_t>(us / 1000000), static_cast<long>(us % 1000000) * 1000};
         while (us != 0 && clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {

@@ -13,8 +13,13 @@ class Clock {
     Clock& operator=(const Clock&) = delete;
     virtual ~Clock() = default;
 
-    /// Wall-clock time with microseconds. False when the clock cannot be read (`now` is then untouched).
+    /// Wall-clock time with microseconds, for stamps only: it may be set at any moment. False when the clock
+    /// cannot be read (`now` is then untouched).
     virtual bool Now(timeval& now) = 0;
+
+    /// Microseconds since some fixed moment. Nobody sets this clock and it never fails: every interval is
+    /// measured with it.
+    virtual std::uint64_t MonotonicUs() = 0;
 
     /// Waits for `us` microseconds; returns at once for 0.
     virtual void SleepMicroseconds(std::uint64_t us) = 0;

@@ -1,10 +1,11 @@
 #include "upgrade/BootUsb.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <vector>
 
 #include "port/ComPortUsb.h"
 #include "support/Clock.h"
-#include "support/GenericFunctions.h"
 
 namespace {
 
@@ -53,18 +54,14 @@ void BootUsb::Install(BootUsb* usb) {
     installed = usb;
 }
 
-std::string BootUsb::WaitForDevice(const char* vid, std::int64_t limitMs) {
-    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
-    // The turns are counted too: a clock that cannot be read, or is set back, neither makes the wait endless
-    // nor ends it.
-    for (std::int64_t turnsMs = 0;; turnsMs += kTurnMs) {
+std::string BootUsb::WaitForDevice(const char* vid, const Deadline& deadline) {
+    for (;;) {
         std::string list;
         if (Get().ListDevices(vid, list)) {
             std::string name = FirstLine(list);
             if (!name.empty()) return name;
         }
-        const auto passed = static_cast<std::int64_t>(GenericFunctions::GetCurrentTimeMsec() - began);
-        if (limitMs <= turnsMs || passed >= limitMs) return {};
+        if (deadline.IsOver()) return {};
         SleepMs(kTurnMs);
     }
 }

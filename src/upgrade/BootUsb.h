@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "port/ComPort.h"
+#include "support/Deadline.h"
 
 /// The USB port of a device that a printer has become in its boot loader. Its owner closes nothing: the port
 /// goes with the object.
@@ -44,7 +44,7 @@ class BootUsb {
     /// Puts `usb` (not owned, must outlive its use) in force; null puts the real bus back.
     static void Install(BootUsb* usb);
 
-    /// Polls the list until it names a device of vendor `vid` or `limitMs` milliseconds have passed; looks at
-    /// least once. Returns the first name, or an empty text.
-    static std::string WaitForDevice(const char* vid, std::int64_t limitMs);
+    /// Polls the list until it names a device of vendor `vid` or the deadline is over; looks at least once.
+    /// Returns the first name, or an empty text.
+    static std::string WaitForDevice(const char* vid, const Deadline& deadline);
 };

@@ -11,7 +11,7 @@
 #include "port/UsbDeviceName.h"
 #include "protocol/Commands.h"
 #include "support/Clock.h"
-#include "support/GenericFunctions.h"
+#include "support/Deadline.h"
 #include "support/Log.h"
 #include "upgrade/BootUsb.h"
 #include "upgrade/FirmwareImage.h"
@@ -60,21 +60,17 @@ bool OpenBootDevice(CComPort& port, const char* deviceName, const char* tag) {
 
 /// The answer of a printer that is told to enter its boot loader: what comes until it is long enough for one,
 /// or the time is over. A read may bring more than it was asked for.
-std::string ReadEntryAnswer(CComPort& port, std::int64_t limitMs) {
+std::string ReadEntryAnswer(CComPort& port, const Deadline& deadline) {
     std::array<unsigned char, kEnterBootBuffer + CComPort::kReadSlack> buffer{};
     std::size_t got = 0;
-    const std::uint64_t began = GenericFunctions::GetCurrentTimeMsec();
-    std::int64_t silentMs = 0;  // at least; ends the wait when the clock cannot be read
     ReadPacer pacer;
     do {
         unsigned int err = 0;
         const unsigned int bytes =
             port.Read(buffer.data() + got, static_cast<unsigned int>(kEnterBootBuffer - got), &err);
         got = std::min(got + bytes, buffer.size());
-        if (bytes == 0) silentMs += ReadPacer::kTurnMs;
         pacer.AfterRead(bytes);
-    } while (got < std::strlen(kEnterBootAnswer) && silentMs < limitMs &&
-             static_cast<std::int64_t>(GenericFunctions::GetCurrentTimeMsec() - began) < limitMs);
+    } while (got < std::strlen(kEnterBootAnswer) && !deadline.IsOver());
     return std::string(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(got));
 }
 
@@ -87,7 +83,7 @@ bool RenesasBoot::EnterUSBBootDirectModeOnUSB(CComPort& port) {
         Log::WriteLog(kTag, "Error USB Boot Direct mode");
         return false;
     }
-    const std::string answer = ReadEntryAnswer(port, std::int64_t{kEnterBootMs} * iTimem);
+    const std::string answer = ReadEntryAnswer(port, Deadline(kEnterBootMs, iTimem));
     Log::WriteLogP(kTag, "Read %d bytes", static_cast<int>(answer.size()));
     if (answer.size() != std::strlen(kEnterBootAnswer)) {
         Log::WriteLog(kTag, "ERROR : WAIT TIMEOUT! Exit..");
@@ -184,7 +180,7 @@ bool RenesasBoot::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package
 bool RenesasBoot::ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
                                     CommPortSettings& settings, void* ctx1, void* ctx2) {
     static constexpr const char* kTag = "SendFW";
-    const std::string device = BootUsb::WaitForDevice(kVendor, std::int64_t{kDeviceWaitMs} * iTimem);
+    const std::string device = BootUsb::WaitForDevice(kVendor, Deadline(kDeviceWaitMs, iTimem));
     if (device.empty()) {
         Log::WriteLog(kTag, "Error waiting renesas device timeout...");
         return false;

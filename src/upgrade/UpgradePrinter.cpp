@@ -10,6 +10,7 @@
 #include "package/PSWFile.h"
 #include "port/ComPort.h"
 #include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/Log.h"
 #include "upgrade/AnswerReads.h"
 #include "upgrade/ModuleAnswer.h"
@@ -120,7 +121,7 @@ int WriteTimeoutOf(ModulesAvailable::ModuleType type) {
 
 /// The answer byte, or -1 when none came in time.
 int WaitForModuleAnswer(CComPort& port) {
-    AnswerReads reads(port, kModuleAnswerLimitMs);
+    AnswerReads reads(port, Deadline(kModuleAnswerLimitMs));
     for (;;) {
         const int answer = ModuleAnswer::ReadOnce(reads, ModuleAnswer::kOfModule, kSendModule);
         if (answer >= 0 || reads.Expired()) return answer;

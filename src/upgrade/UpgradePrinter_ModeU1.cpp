@@ -7,6 +7,7 @@
 #include "port/ComPort.h"
 #include "port/PortSettingsGuard.h"
 #include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
 #include "upgrade/AnswerReads.h"
@@ -268,7 +269,7 @@ bool UpgradePrinter_ModeU1::JudgeByRelease(CComPort& port, const char* releaseTe
 }
 
 bool UpgradePrinter_ModeU1::JudgeByAnswer(CComPort& port, int& err) {
-    AnswerReads reads(port, kAnswerLimitMs * iTimem);
+    AnswerReads reads(port, Deadline(kAnswerLimitMs, iTimem));
     unsigned int read = 0;
     while ((read = reads.Read(8191)) == 0) {
         if (reads.Expired()) return false;

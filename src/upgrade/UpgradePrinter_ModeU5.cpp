@@ -2,6 +2,7 @@
 
 #include "port/ComPort.h"
 #include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/Log.h"
 #include "upgrade/AnswerReads.h"
 #include "upgrade/BankTransfer.h"
@@ -126,7 +127,7 @@ int UpgradePrinter_ModeU5::WaitForBankAnswer(CComPort& port) {
     const int readTimeout = port.GetTimeoutRX();
     port.SetTimeoutRX(kAnswerReadTimeoutMs);
     Log::WriteLog(kData, "Waiting Answer...");
-    AnswerReads reads(port, kAnswerLimitMs * iTimem);
+    AnswerReads reads(port, Deadline(kAnswerLimitMs, iTimem));
     int answer = -1;
     bool expired = false;
     while (answer < 0 && !expired) {

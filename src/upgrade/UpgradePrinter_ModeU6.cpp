@@ -8,6 +8,7 @@
 
 #include "port/ComPort.h"
 #include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/Log.h"
 #include "upgrade/BootUsb.h"
 #include "upgrade/FirmwareImage.h"
@@ -161,7 +162,7 @@ bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFil
     }
     EnterUSBBootDirectModeOnUSB(port);
     port.Close();
-    if (BootUsb::WaitForDevice(kVendor, std::int64_t{kDeviceWaitMs} * iTimem).empty()) {
+    if (BootUsb::WaitForDevice(kVendor, Deadline(kDeviceWaitMs, iTimem)).empty()) {
         Log::WriteLog(kTag, "Not found Silicon Lab device Error.");
         return false;
     }

@@ -9,8 +9,9 @@
 #include "support/Clock.h"
 
 /// A clock that stands still until somebody waits: waits pass at once and are kept in order. Blocking calls
-/// on real descriptors last `blockingMs` at most, whatever they ask. In force from construction to
-/// destruction.
+/// on real descriptors last `blockingMs` at most, whatever they ask. Whenever time passes, its wall clock is
+/// also set, ever more days ahead and back in turn, and nothing that waits may notice. In force from
+/// construction to destruction.
 class VirtualClock final : public Clock {
  public:
     explicit VirtualClock(std::uint64_t startMs = 1700000000000) : nowUs_(startMs * 1000) { Install(this); }
@@ -18,13 +19,16 @@ class VirtualClock final : public Clock {
 
     bool Now(timeval& now) override {
         if (!readable) return false;
-        now.tv_sec = static_cast<time_t>(nowUs_ / 1000000);
+        const int days = (steps_ + 1) / 2 % 10000 * (steps_ % 2 != 0 ? 1 : -1);
+        now.tv_sec = static_cast<time_t>(nowUs_ / 1000000) + time_t{86400} * days;
         now.tv_usec = static_cast<suseconds_t>(nowUs_ % 1000000);
         return true;
     }
 
+    std::uint64_t MonotonicUs() override { return nowUs_; }
+
     void SleepMicroseconds(std::uint64_t us) override {
-        nowUs_ += us;
+        Pass(us);
         waits.push_back(us);
         if (onWait) onWait();
     }
@@ -32,7 +36,7 @@ class VirtualClock final : public Clock {
     unsigned int BlockingTimeout(unsigned int ms) override { return std::min(ms, blockingMs); }
 
     /// Lets time pass without a wait of the program's, as a scripted read that times out does.
-    void Advance(std::uint64_t ms) { nowUs_ += ms * 1000; }
+    void Advance(std::uint64_t ms) { Pass(ms * 1000); }
 
     std::uint64_t NowMs() const { return nowUs_ / 1000; }
 
@@ -45,5 +49,11 @@ class VirtualClock final : public Clock {
     bool readable = true;
 
  private:
+    void Pass(std::uint64_t us) {
+        nowUs_ += us;
+        ++steps_;
+    }
+
     std::uint64_t nowUs_;
+    int steps_ = 0;
 };

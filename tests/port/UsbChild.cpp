@@ -23,7 +23,8 @@ namespace {
 
 class PrintingClock final : public Clock {
  public:
-    bool Now(timeval& now) override { return gettimeofday(&now, nullptr) == 0; }
+    bool Now(timeval& now) override { return system_.Now(now); }
+    std::uint64_t MonotonicUs() override { return system_.MonotonicUs(); }
     void SleepMicroseconds(std::uint64_t us) override {
         std::printf("sleep %llu us\n", static_cast<unsigned long long>(us));
     }
@@ -31,6 +32,9 @@ class PrintingClock final : public Clock {
         std::printf("time-out %u ms\n", ms);
         return std::min(ms, 150U);
     }
+
+ private:
+    Clock& system_ = Clock::Get();
 };
 
 class UsbChild {

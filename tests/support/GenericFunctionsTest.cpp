@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "harness/VirtualClock.h"
+#include "support/Deadline.h"
 
 namespace {
 
@@ -129,7 +130,11 @@ TEST(GenericFunctions, TimeIsTakenFromTheClock) {
 
 TEST(Clock, WaitsAreMultipliedAndBounded) {
     VirtualClock clock;
+    const Deadline never(INT64_MAX, 3);
+    const Deadline deadline(20, 3);
+    EXPECT_EQ(deadline.LeftMs(), 60);
     SleepMs(20, 3);
+    EXPECT_TRUE(deadline.IsOver() && Deadline(20, 0).IsOver() && Deadline(-1).IsOver() && !never.IsOver());
     SleepMs(20, 0);
     SleepMs(20, -1);
     SleepSeconds(5, INT32_MAX);
