@@ -48,12 +48,12 @@ template <class Pattern>
 bool AnswerBuffer::PassOver(const Pattern& pattern) {
     const unsigned char* const from = data_.get() + scanFrom_;
     const unsigned char* const end = data_.get() + used_;
-    const unsigned char* const found = std::search(from, end, pattern.begin(), pattern.end());
+    const unsigned char* const found = std::search(from, end, std::begin(pattern), std::end(pattern));
     if (found != end) {
-        scanFrom_ = static_cast<std::size_t>(found - data_.get()) + pattern.size();
+        scanFrom_ = static_cast<std::size_t>(found - data_.get()) + std::size(pattern);
         return true;
     }
-    if (used_ >= scanFrom_ + pattern.size()) scanFrom_ = used_ - (pattern.size() - 1);
+    if (used_ >= scanFrom_ + std::size(pattern)) scanFrom_ = used_ - (std::size(pattern) - 1);
     return false;
 }
 

@@ -1,6 +1,7 @@
 #include "port/ComPort.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>

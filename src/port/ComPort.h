@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 
 #include "port/CommPortSettings.h"
@@ -88,9 +87,9 @@ class CComPort {
 
     /// Writes one fixed request. Returns the bytes taken; 0 is a failure.
     template <std::size_t N>
-    unsigned int SendCommand(const std::array<unsigned char, N>& command) {
+    unsigned int SendCommand(const unsigned char (&command)[N]) {
         unsigned int err = 0;
-        return Write(command.data(), static_cast<unsigned int>(N), &err);
+        return Write(command, static_cast<unsigned int>(N), &err);
     }
 
     COMMPORTTYPE iPortType = COMMPORT_NONE;

@@ -58,7 +58,7 @@ Answer ReadAnswer(CComPort& port) {
 
 /// A question to the printer: what is asked, which record has to come, and what each failure says and leaves.
 struct PrinterQuery {
-    std::array<unsigned char, 3> request;
+    const unsigned char (&request)[3];
     OBJTYPE expected;
     bool checkAnswer;     ///< an error answer ends the exchange with the printer's own code
     bool cleanOnSilence;  ///< pending input is discarded before the port is closed

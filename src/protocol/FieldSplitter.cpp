@@ -71,9 +71,9 @@ std::size_t FieldSplitter::TakeTagged(std::size_t start) {
     const auto behind = static_cast<std::size_t>(static_cast<const unsigned char*>(found) - pAnswer) + 1;
     const std::size_t size = behind - start;
     // The marker holds the only ">" of the field, so it can stand nowhere but at its end.
-    if (size >= opening.size() &&
-        std::equal(opening.begin(), opening.end(), pAnswer + behind - opening.size()))
-        return TakeBinary(behind - opening.size(), behind);
+    if (size >= std::size(opening) &&
+        std::equal(std::begin(opening), std::end(opening), pAnswer + behind - std::size(opening)))
+        return TakeBinary(behind - std::size(opening), behind);
     if (size == 2) {
         listFields.push_back(std::make_unique<ProtocollFieldInfo>());
         listFields.back()->iType = FTYPE_EMPTY;
@@ -86,10 +86,11 @@ std::size_t FieldSplitter::TakeTagged(std::size_t start) {
 std::size_t FieldSplitter::TakeBinary(std::size_t tag, std::size_t payload) {
     const auto& closing = Commands::Cmd_DataBytesEnd;
     const unsigned char* const end = pAnswer + uiLength;
-    const unsigned char* const found = std::search(pAnswer + payload, end, closing.begin(), closing.end());
+    const unsigned char* const found =
+        std::search(pAnswer + payload, end, std::begin(closing), std::end(closing));
     if (found == end) return uiLength;
     const auto payloadEnd = static_cast<std::size_t>(found - pAnswer);
-    const std::size_t behind = payloadEnd + closing.size();
+    const std::size_t behind = payloadEnd + std::size(closing);
     auto field = NewField(FTYPE_VDATABYTES, payload, payloadEnd);
     field->uiSum = ManageBuffers::CalcChecksum(pAnswer, tag, behind - 1);
     Log::WriteLogP(kTag, "Found Field: Value BINARY: Size=%u", field->uiRawSize);

@@ -110,7 +110,7 @@ unsigned char* ProtocollFields::CreateStandardPacketBuffer(const unsigned char* 
     if (withData && !noBytes && (data == nullptr || begin < 0)) return nullptr;
 
     std::size_t size = name.size() + 2;
-    if (withData) size += Commands::Cmd_DataBytesBegin.size() + Commands::Cmd_DataBytesEnd.size();
+    if (withData) size += sizeof(Commands::Cmd_DataBytesBegin) + sizeof(Commands::Cmd_DataBytesEnd);
     if (withData && !noBytes) size += static_cast<std::size_t>(end) - static_cast<std::size_t>(begin);
     if (size > kMaxPacket) {
         Log::WriteLogP(logTag, "Packet too long: %zu", size);
@@ -121,9 +121,10 @@ unsigned char* ProtocollFields::CreateStandardPacketBuffer(const unsigned char* 
     *next++ = Commands::Cmd_STX[0];
     next = std::copy(name.begin(), name.end(), next);
     if (withData) {
-        next = std::copy(Commands::Cmd_DataBytesBegin.begin(), Commands::Cmd_DataBytesBegin.end(), next);
+        next =
+            std::copy(std::begin(Commands::Cmd_DataBytesBegin), std::end(Commands::Cmd_DataBytesBegin), next);
         if (!noBytes) next = std::copy(data + begin, data + end, next);
-        next = std::copy(Commands::Cmd_DataBytesEnd.begin(), Commands::Cmd_DataBytesEnd.end(), next);
+        next = std::copy(std::begin(Commands::Cmd_DataBytesEnd), std::end(Commands::Cmd_DataBytesEnd), next);
     }
     *next = Commands::Cmd_ETX[0];
     *length = static_cast<int>(size);

@@ -14,14 +14,12 @@ inline constexpr std::array<std::uint64_t, 8> Table_ProtocollVersionsSupported{1
 // protocol, whose table `Commands` names them for everybody above.
 inline constexpr unsigned char kStx = 0x02;
 inline constexpr unsigned char kEtx = 0x03;
-inline constexpr std::array<unsigned char, 1> kCancel{0x18};
-inline constexpr std::array<unsigned char, 3> kGetGsi{0x1D, 0x49, 0x01};
-inline constexpr std::array<unsigned char, 3> kGetGsiFf{0x1D, 0x49, 0xFF};
-inline constexpr std::array<unsigned char, 3> kGetFirmwareRelease{0x1D, 0x49, 0x03};
-inline constexpr std::array<unsigned char, 7> kSelectEscPos{0x1C, 0x3C, 0x45, 0x50, 0x4F, 0x53, 0x3E};
-inline constexpr std::array<unsigned char, 11> kDataBytesBegin{'<', 'D', 'A', 'T', 'A', 'B',
-                                                               'Y', 'T', 'E', 'S', '>'};
-inline constexpr std::array<unsigned char, 12> kDataBytesEnd{'<', '/', 'D', 'A', 'T', 'A',
-                                                             'B', 'Y', 'T', 'E', 'S', '>'};
+inline constexpr unsigned char kCancel[] = {0x18};
+inline constexpr unsigned char kGetGsi[] = {0x1D, 0x49, 0x01};
+inline constexpr unsigned char kGetGsiFf[] = {0x1D, 0x49, 0xFF};
+inline constexpr unsigned char kGetFirmwareRelease[] = {0x1D, 0x49, 0x03};
+inline constexpr unsigned char kSelectEscPos[] = {0x1C, 0x3C, 0x45, 0x50, 0x4F, 0x53, 0x3E};
+inline constexpr unsigned char kDataBytesBegin[] = {'<', 'D', 'A', 'T', 'A', 'B', 'Y', 'T', 'E', 'S', '>'};
+inline constexpr unsigned char kDataBytesEnd[] = {'<', '/', 'D', 'A', 'T', 'A', 'B', 'Y', 'T', 'E', 'S', '>'};
 
 }  // namespace GenericConst

@@ -23,7 +23,7 @@
 namespace {
 
 constexpr const char* kVendor = "045B";
-constexpr std::array<unsigned char, 3> kEnterBoot{0x1C, 0x4C, 0x49};
+constexpr unsigned char kEnterBoot[] = {0x1C, 0x4C, 0x49};
 constexpr const char* kEnterBootAnswer = "BOOT_RST";
 constexpr std::size_t kEnterBootBuffer = 16;
 constexpr int kEnterBootMs = 10000;

@@ -28,9 +28,9 @@ struct RenesasExchange {
     /// `command`: of the command table, which outlives the row. Most are answered by one byte, an
     /// acknowledgement.
     template <std::size_t N>
-    constexpr RenesasExchange(const char* logLine, const std::array<unsigned char, N>& command,
-                              RenesasAnswer read = {}, Bytes bytes = kAcknowledged)
-        : line(logLine), request(command.data()), requestSize(N), answer(read), expected(bytes) {}
+    constexpr RenesasExchange(const char* logLine, const unsigned char (&command)[N], RenesasAnswer read = {},
+                              Bytes bytes = kAcknowledged)
+        : line(logLine), request(command), requestSize(N), answer(read), expected(bytes) {}
 
     const char* line;
     const unsigned char* request;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kTag = "SendFW";
 constexpr const char* kVendor = "10C4";
-constexpr std::array<unsigned char, 2> kEnterBoot{0x1C, 0xEE};
+constexpr unsigned char kEnterBoot[] = {0x1C, 0xEE};
 constexpr int kDeviceWaitMs = 40000;
 
 constexpr unsigned char kRecordStart = '$';

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <string_view>
 #include <vector>
@@ -12,8 +11,8 @@ inline Bytes BytesOf(std::string_view text) {
     return {text.begin(), text.end()};
 }
 template <std::size_t N>
-Bytes BytesOf(const std::array<unsigned char, N>& array) {
-    return {array.begin(), array.end()};
+Bytes BytesOf(const unsigned char (&array)[N]) {
+    return {array, array + N};
 }
 inline Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());

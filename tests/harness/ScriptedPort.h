@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <deque>
 #include <map>
@@ -55,10 +54,6 @@ class ScriptedPort final : public CComPort {
     /// These bytes must be written next.
     ScriptedPort& Expect(Bytes bytes) { return Add({Kind::Expect, std::move(bytes)}); }
     ScriptedPort& Expect(std::string_view text) { return Expect(BytesOf(text)); }
-    template <std::size_t N>
-    ScriptedPort& Expect(const std::array<unsigned char, N>& bytes) {
-        return Expect(BytesOf(bytes));
-    }
     /// The next reads bring these bytes; one read brings at most what it asks (or 1024, `bReadsWhole`).
     ScriptedPort& Answer(Bytes bytes) { return Add({Kind::Answer, std::move(bytes)}); }
     ScriptedPort& Answer(std::string_view text) { return Answer(BytesOf(text)); }

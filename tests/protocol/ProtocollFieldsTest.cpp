@@ -214,8 +214,8 @@ TEST(CreateToolAnswer, GivesTheLinesOrSaysWhatIsWrong) {
 }
 
 template <std::size_t N>
-std::uint64_t SumOf(const std::array<unsigned char, N>& command) {
-    return ByteSum({command.begin(), command.end()}) % 256;
+std::uint64_t SumOf(const unsigned char (&command)[N]) {
+    return ByteSum({command, command + N}) % 256;
 }
 
 TEST(Commands, BootCommandsAddUpToZero) {
