@@ -1,105 +1,119 @@
-#include "upgrade/UpgradePrinter_ModeU3.h"
-
-#include <gtest/gtest.h>
-
-#include "harness/LogCapture.h"
-#include "port/CommPortSettings.h"
-#include "upgrade/TestPackage.h"
+// Procedure U3: all banks in one group that nothing answers; what follows depends on the release and the
+// port.
+#include "harness/Rig.h"
 
 namespace {
 
-const Lines kSent{"Sending command to start upgrade...", "Sending bank...1/3 (33%)",
-                  "Sending bank...2/3 (66%)", "Sending bank...3/3 (100%)",
-                  "Sending command to program Flash..."};
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
 
-bool SendFW(CComPort& port, TestPackage::Form form, const Bytes& firmware) {
-    TestPackage package(form, "105", 3, firmware.size() / 3, firmware);
-    UpgradePrinter_ModeU3 engine(3, 2);
-    UpgradeDataInfo info;
-    CommPortSettings settings;
-    return engine.SendFW(info, port, package.file, settings, nullptr, nullptr);
+constexpr int kAll = RigRow::kAll;
+constexpr auto kOld = RigRow::kOld;
+constexpr auto kBoth = RigRow::kBoth;
+
+const std::string kTag = "[SendBankFlashGeneric]";
+const std::string kSame = kTag + "Same version: Wait then exit...";
+const std::string kNotUsb = kTag + "Com or Eth port: Wait then exit...";
+const std::string kAway = kTag + "Different version: Wait printer reset...";
+const std::string kBack = kTag + "Different version: Printer reset...";
+const std::string kStart = kTag + "Sending command to start upgrade...";
+const std::string kFirst = kTag + "Sending bank...1/5 (20%)";
+const std::string kLast = kTag + "Sending bank...5/5 (100%)";
+const std::string kProgram = kTag + "Sending command to program Flash...";
+const std::string kLost = kTag + "Communication Error! exit...";
+const std::string kError = "[SendFW]Upgrade Error";
+
+constexpr int kStartWrite = 12;  // of a run with the old form
+
+auto Has(const std::string& release) {
+    return [release](Rig& rig) { rig.printer.release = release; };
+}
+auto FailsWrite(int number, LineFault::How how) {
+    return [=](Rig& rig) { rig.line.faults = {{"Write", how, number}}; };
+}
+auto IsCut(std::size_t after) {
+    return [=](Rig& rig) { rig.printer.faults = {Fault::Cut(Exchange::BankGroup, after).At(1)}; };
 }
 
-TEST(UpgradeU3, EveryEndByReleaseAndPort) {
-    const Lines same{"Same version: Wait then exit..."};
-    const Lines notUsb{"Com or Eth port: Wait then exit..."};
-    const Lines away{"Different version: Wait printer reset..."};
-    const Lines back = away + Lines{"Different version: Printer reset..."};
-    const struct {
-        std::string_view printers;
-        COMMPORTTYPE type;
-        int failedReopens;
-        std::uint64_t seconds;  // after the 10 s of the re-open before the firmware, multiplier 2
-        Lines end;
-    } rows[] = {
-        {"1.05", COMMPORT_USB, 0, 0, same},       {{"1.05\0x", 6}, COMMPORT_SERIAL, 0, 0, same},
-        {"1.06", COMMPORT_SERIAL, 0, 24, notUsb}, {"1.05b", COMMPORT_ETHERNET, 0, 24, notUsb},
-        {"1.04", COMMPORT_USB, 0, 0, back},       {"1.04", COMMPORT_USB, 6, 60, back},
-        {"1.04", COMMPORT_USB, 7, 60, away},
-    };
-    const Bytes firmware = Pattern(300);
-    for (const auto& row : rows) {
-        for (const auto form : {TestPackage::Form::kOld, TestPackage::Form::kNew}) {
-            VirtualClock clock;
-            ScriptedPort port(&clock, row.type);
-            ReleaseAsked(port.OnReOpen().OnHandshake(), row.printers).Expect(GroupOf(firmware, 100, 0, 2));
-            for (int i = 0; i < row.failedReopens; ++i) port.OnReOpen(false);
-            if (row.end == back) port.OnReOpen();
-            LogCapture log;
-            EXPECT_TRUE(SendFW(port, form, firmware)) << row.printers;
-            EXPECT_EQ(log.Take("SendBankFlashGeneric"), kSent + row.end) << row.printers;
-            EXPECT_EQ(clock.WaitedUs(), (10 + row.seconds) * 1000000) << row.printers;
-        }
-    }
-}
-
-TEST(UpgradeU3, LargePacketsScaleTheWriteTimeout) {
-    const struct {
-        unsigned int packet, timeout, scaled;
-    } rows[] = {{64, 1000, 897000}, {1000, 500, 29000}, {57344, 700, 1400},         {100000, 700, 700},
-                {64, 0, 0},         {0, 1, 57345},      {1, 2000000000, 2147483647}};
-    Bytes bank = Pattern(10);
-    for (const auto& row : rows) {
-        ScriptedPort port;
-        port.uiWPacketSize = row.packet;
-        port.uiTimeoutTX = row.timeout;
-        port.Expect({0x1C, 0xFD, 0x00, 0x00}).Expect(bank).Expect(ProgramOf(0, 0, {0x12, 0x34, 0xFF, 0xFE}));
-        UpgradePrinter_ModeU3 engine(3, 1);
-        EXPECT_TRUE(engine.SendBankFlashGeneric(port, {bank.data()}, 10, 0x1234, 0xFFFE, true, nullptr));
-        ASSERT_EQ(port.sent.size(), 3U) << "a bank is one write";
-        for (const auto& sent : port.sent) {
-            EXPECT_EQ(sent.uiWPacketSize, 57344U);
-            EXPECT_EQ(sent.uiTimeoutTX, row.scaled) << row.packet;
-        }
-        EXPECT_EQ(port.uiWPacketSize, row.packet);
-        EXPECT_EQ(port.uiTimeoutTX, row.timeout);
-    }
-}
-
-// A write that fails, or takes less than it was given, ends the transfer with the port's values left changed.
-TEST(UpgradeU3, AFailedWriteEndsTheTransferWithoutRestoring) {
-    const Bytes firmware = Pattern(300);
-    const Bytes whole = GroupOf(firmware, 100, 0, 2);
-    const struct {
-        std::size_t before, taken;
-        int lines;
-    } rows[] = {{0, 0, 1}, {4, 0, 2}, {104, 0, 3}, {204, 99, 4}, {304, 0, 5}, {304, 7, 5}};
-    for (const auto& row : rows) {
-        VirtualClock clock;
-        ScriptedPort port(&clock, COMMPORT_USB);
-        ReleaseAsked(port);
-        if (row.before != 0) port.Expect(Slice(whole, 0, row.before));
-        port.FailWrite(1, row.taken);
-        LogCapture log;
-        EXPECT_FALSE(SendFW(port, TestPackage::Form::kOld, firmware));
-        Lines lines;
-        for (int i = 0; i < row.lines; ++i)
-            lines.push_back("[SendBankFlashGeneric]" + kSent.at(static_cast<std::size_t>(i)));
-        EXPECT_EQ(log.Take(), (lines + Lines{"[SendBankFlashGeneric]Communication Error! exit...",
-                                             "[SendFW]Upgrade Error"}));
-        EXPECT_EQ(port.uiWPacketSize, 57344U);
-        EXPECT_EQ(port.uiTimeoutTX, 29000U);
-    }
+TEST(UpgradeU3, Table) {
+    // A transfer that fails leaves the port's values changed.
+    const auto left = [](const Rig& rig) { EXPECT_FALSE(rig.bSettingsBack); };
+    const auto back = [](const Rig& rig) { EXPECT_TRUE(rig.bSettingsBack); };
+    PlayRows(
+        "U3",
+        {
+            {"another release", Line::Ethernet, kBoth, Has("1.07"), true, kAll, kAll, {kNotUsb}, back},
+            {"the same and more", Line::Serial, kBoth, Has("1.06b"), true, kAll, kAll, {kNotUsb}, back},
+            {"the same, on USB", Line::Usb, kBoth, Has("1.06"), true, kAll, kAll, {kSame, "!" + kAway}, back},
+            {"the same up to its zero", Line::Serial, kBoth, Has({"1.06\0x", 6}), true, kAll, kAll, {kSame}},
+            {"another, on USB", Line::Usb, kBoth, Has("1.05"), true, kAll, kAll, {kAway, kBack}, back},
+            {"away for long",
+             Line::Usb,
+             kOld,
+             [](Rig& rig) { rig.printer.restartMs = 45000; },
+             true,
+             kAll,
+             0,
+             {kAway, "!" + kBack}},
+            {"away for long, waited for longer",
+             Line::Usb,
+             kOld,
+             [](Rig& rig) {
+                 rig.printer.restartMs = 45000;
+                 rig.timem = 2;
+             },
+             true,
+             kAll,
+             0,
+             {kAway, kBack}},
+            {"no start command",
+             Line::Usb,
+             kOld,
+             FailsWrite(kStartWrite, LineFault::kError),
+             false,
+             0,
+             0,
+             {kStart, kLost, kError, "!" + kFirst},
+             left},
+            {"half of the last bank",
+             Line::Serial,
+             kOld,
+             FailsWrite(kStartWrite + 5, LineFault::kShort),
+             false,
+             0,
+             0,
+             {kLast, kLost, kError, "!" + kProgram},
+             left},
+            {"half of the program command",
+             Line::Usb,
+             kOld,
+             FailsWrite(kStartWrite + 6, LineFault::kShort),
+             false,
+             0,
+             0,
+             {kProgram, kLost, kError},
+             left},
+            {"cut in the first bank",
+             Line::Ethernet,
+             kBoth,
+             IsCut(100),
+             false,
+             0,
+             1,
+             {kFirst, kLost, kError},
+             left},
+            {"cut in the last bank",
+             Line::Ethernet,
+             kBoth,
+             IsCut(1279),
+             false,
+             0,
+             1,
+             {kLast, kLost, kError},
+             left},
+            {"gone in the third bank", Line::Usb, kBoth, IsCut(700), false, 0, 1, {kLost, kError}, left},
+        });
 }
 
 }  // namespace

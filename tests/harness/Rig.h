@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "harness/LogCapture.h"
+#include "harness/PrinterPort.h"
+#include "simulator/PrinterModel.h"
+#include "simulator/SampleFiles.h"
+#include "simulator/boot/RenesasBootDevice.h"
+#include "simulator/boot/SiliconLabsBootDevice.h"
+
+/// One run of the program in this process, on virtual time: its own classes, from the bytes of a package or a
+/// module file, against the simulator's model of the printer (and of its boot device) through one
+/// PrinterPort. Set what is tried, Run it, look at what came of it.
+class Rig {
+ public:
+    /// A printer of procedure `mode` ("U1" to "U6") with a small firmware, and the package for it: 1.06 on a
+    /// printer with 1.05, in the new form with a font before the firmware and a logo after it.
+    Rig(const std::string& mode, simulator::Line line, bool newForm);
+
+    // ---- what is tried ----
+    simulator::PackageSample package;
+    std::optional<simulator::ModuleSample> module;  ///< a module file in the package's place
+    std::function<void(simulator::Bytes&)> damage;  ///< of the file's bytes
+    simulator::PrinterOptions printer;          ///< its line decides the port; its faults are the printer's
+    simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
+    simulator::SiliconLabsBootOptions silicon;  ///< and of U6
+    LinePlan line;                              ///< what goes wrong on the line
+    std::function<void(ModelUsb&)> bus;         ///< what else is on the bus of the boot device
+    std::function<void(VirtualClock&)> time;    ///< what the clock does
+    int timem = 1;                              ///< -m
+    int components = 3;                         ///< -c
+    std::string usbName = "F0F0|0205|SIM0001";  ///< -d of a USB port
+    bool bSilent = false;                       ///< keeps no log, to be quick
+
+    // ---- what came of it ----
+    /// The verdict. A rig runs once.
+    bool Run();
+    Lines log;  ///< "[tag]text", and the port's side of the conversation with `line.bRecord`
+    int errorCode = 0;
+    std::uint64_t tookMs = 0;
+    std::uint64_t namedMs = 0;   ///< of it in waits of a second or more
+    bool bSettingsBack = false;  ///< the port's time-outs and packet size are as they were before
+    std::string named;           ///< what the port was told to be
+    std::unique_ptr<simulator::PrinterModel> model;
+    /// Firmware and modules as the printer must have them after a whole upgrade.
+    simulator::Bytes Firmware() const;
+    std::vector<simulator::Bytes> Modules() const;
+    /// Whether the printer has both, whole.
+    bool HasAll() const;
+
+ private:
+    bool Upgrade(CComPort& port);
+    bool WriteModule(CComPort& port);
+    void MakeBootDevice();
+};
+
+/// One row of a procedure's table.
+struct RigRow {
+    enum Forms { kBoth, kOld, kNew };
+    static constexpr int kAll = -1;
+
+    const char* what;
+    simulator::Line line;
+    Forms forms;
+    std::function<void(Rig&)> given;  ///< what is otherwise than usual
+    bool verdict;
+    int banks;    ///< of the firmware in the printer afterwards, from its start; kAll for all of them
+    int modules;  ///< in the printer afterwards (new form); kAll for all
+    Lines lines;  ///< of the log, in this order; "!text" must not be in it
+    std::function<void(const Rig&)> then = {};  ///< what else is looked at
+};
+
+/// Plays the rows in the forms of each; what every run shares (nothing that a printer would not have stood in
+/// a run that succeeds, an end within the hour) is looked at too.
+void PlayRows(const std::string& mode, const std::vector<RigRow>& rows);

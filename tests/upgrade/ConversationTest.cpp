@@ -1,0 +1,86 @@
+// One whole run a procedure and form of package, held as a text that a person can read: the log, the bytes in
+// both directions and the waits of a second or more, in their order. tools/record-conversations writes the
+// texts anew; the change is then read in review.
+#include <cstdlib>
+#include <fstream>
+
+#include "harness/Rig.h"
+
+namespace {
+
+using simulator::Line;
+
+const char* const kLastAnswer[] = {"[PrnCom_UpgradePrinter]GetUpgradeInfo OK",
+                                   "[PrnCom_WriteModule]ModuleItemPrnModuleList OK"};
+
+struct Conversation {
+    const char* mode;  ///< "module": a module file
+    Line line;
+    bool newForm;
+    bool whole;  ///< from the file's first record on; else from the answer to the last question on
+};
+
+std::string NameOf(const Conversation& each) {
+    const char* const lines[] = {"serial", "ethernet", "usb"};
+    const std::string form = std::string(each.mode) == "module" ? "" : each.newForm ? "-new" : "-old";
+    return std::string(each.mode) + "-" + lines[static_cast<int>(each.line)] + form;
+}
+
+/// Writes that follow each other directly go on one line.
+Lines Compact(const Lines& log) {
+    Lines compact;
+    for (const std::string& line : log) {
+        const bool joins = !compact.empty() && line.rfind("> ", 0) == 0 && compact.back().rfind("> ", 0) == 0;
+        if (joins) compact.back() += " | " + line.substr(2);
+        if (!joins) compact.push_back(line);
+    }
+    return compact;
+}
+
+Lines Play(const Conversation& each) {
+    const bool module = std::string(each.mode) == "module";
+    Rig rig(module ? "U3" : each.mode, each.line, each.newForm);
+    if (module) rig.module = simulator::ModuleSample();
+    rig.line.bRecord = true;
+    EXPECT_TRUE(rig.Run());
+    EXPECT_TRUE(rig.HasAll());
+    EXPECT_EQ(rig.model->Violations(), std::vector<std::string>());
+    const auto start = std::find(rig.log.begin(), rig.log.end(), kLastAnswer[module ? 1 : 0]);
+    if (!each.whole) rig.log.erase(rig.log.begin(), start);
+    rig.log.push_back("took " + std::to_string(rig.tookMs) + " ms, " + std::to_string(rig.namedMs) +
+                      " ms of them in waits of a second or more");
+    return Compact(rig.log);
+}
+
+Lines ReadLines(const std::string& path) {
+    std::ifstream file(path);
+    Lines lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+}
+
+TEST(Conversation, IsAsRecorded) {
+    const Conversation all[] = {
+        {"U1", Line::Serial, true, false},    {"U1", Line::Ethernet, false, false},
+        {"U1", Line::Usb, false, true},       {"U2", Line::Usb, true, false},
+        {"U2", Line::Usb, false, false},      {"U3", Line::Ethernet, true, true},
+        {"U3", Line::Usb, false, false},      {"U4", Line::Serial, true, false},
+        {"U4", Line::Usb, false, false},      {"U5", Line::Usb, true, false},
+        {"U5", Line::Ethernet, false, false}, {"U6", Line::Ethernet, true, false},
+        {"U6", Line::Usb, false, false},      {"module", Line::Serial, false, false},
+    };
+    for (const Conversation& each : all) {
+        const std::string path = CONVERSATIONS "/" + NameOf(each) + ".txt";
+        const Lines played = Play(each);
+        if (std::getenv("RECORD_CONVERSATIONS") != nullptr)
+            std::ofstream(path) << Joined(played, "\n") << "\n";
+        const Lines recorded = ReadLines(path);
+        std::size_t at = 0;
+        while (at < std::min(played.size(), recorded.size()) && played[at] == recorded[at]) ++at;
+        EXPECT_TRUE(played == recorded)
+            << path << ":" << at + 1 << "\n  now:      " << (at < played.size() ? played[at] : "(end)")
+            << "\n  recorded: " << (at < recorded.size() ? recorded[at] : "(end)");
+    }
+}
+
+}  // namespace
