@@ -10,8 +10,9 @@ bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
                std::unique_ptr<unsigned char[]>& data, std::uint64_t& size) {
     data.reset();
     size = 0;
-    if (start < 0) return false;
-    const std::optional<ByteView> slice = payload.Slice(static_cast<std::size_t>(start), length);
+    if (start < 0 && length != 0) return false;
+    const std::optional<ByteView> slice =
+        payload.Slice(length == 0 ? 0 : static_cast<std::size_t>(start), length);
     if (!slice) return false;
     data = CopyBytes(*slice);
     if (data == nullptr) return false;

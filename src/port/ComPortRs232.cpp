@@ -61,7 +61,9 @@ bool CComPortRs232::Init(char* device, int baudrate, int flowcontrol) {
     const auto speed = std::find_if(kLineSpeeds.begin(), kLineSpeeds.end(),
                                     [baudrate](const LineSpeed& row) { return row.iBaudrate == baudrate; });
     if (speed == kLineSpeeds.end()) return RefuseInit(iBaudrate, "Error invalid Baudrate");
-    tty.c_cflag = speed->constant | CS8;
+    cfsetispeed(&tty, speed->constant);
+    cfsetospeed(&tty, speed->constant);
+    tty.c_cflag |= CS8;
     if (flowcontrol == 1) {
         tty.c_cflag |= CRTSCTS;
     } else if (flowcontrol == 2) {

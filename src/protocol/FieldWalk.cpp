@@ -1,7 +1,6 @@
 #include "protocol/FieldWalk.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "support/Log.h"
@@ -31,25 +30,10 @@ unsigned AcceptOf(FTYPE type) {
     }
 }
 
-/// The number that an integer field spells, not reduced to 32 bits; anything above those counts as one more.
-std::uint64_t SpelledNumber(const std::string& text) {
-    constexpr std::uint64_t kAbove = std::uint64_t{std::numeric_limits<std::uint32_t>::max()} + 1;
-    std::uint64_t number = 0;
-    for (const char c : text)
-        if (c >= '0' && c <= '9')
-            number = std::min(number * 10 + static_cast<std::uint64_t>(c - '0'), kAbove);
-    return number;
-}
-
 bool Accepts(unsigned accepts, const ProtocollFieldInfo& field) {
     const bool anyType = (accepts & FieldStep::kAnyType) == FieldStep::kAnyType;
     if (!anyType && (accepts & AcceptOf(field.iType)) == 0) return false;
-    if ((accepts & FieldStep::kFilled) != 0 && field.strText.empty()) return false;
-    if ((accepts & FieldStep::kFits) == 0 || field.iType != FTYPE_VINT_VALUE) return true;
-    const bool positive = (accepts & FieldStep::kNotNegative) != 0;
-    const std::uint64_t most = positive ? std::uint64_t{std::numeric_limits<std::int32_t>::max()}
-                                        : std::uint64_t{std::numeric_limits<std::uint32_t>::max()};
-    return SpelledNumber(field.strText) <= most;
+    return (accepts & FieldStep::kFilled) == 0 || !field.strText.empty();
 }
 
 }  // namespace
@@ -116,7 +100,7 @@ FieldStep Command(Take take) {
 }
 
 FieldStep Int(Take take) {
-    return Field(FieldStep::kInt | FieldStep::kFits, kIntError, std::move(take));
+    return Field(FieldStep::kInt, kIntError, std::move(take));
 }
 
 FieldStep Int(const char* label, std::int32_t& value) {
@@ -134,12 +118,6 @@ FieldStep Unsigned(const char* label, std::uint64_t& value) {
         Log::WriteLogP(walk.Tag(), "%s%u", label, number);
         return true;
     });
-}
-
-FieldStep Count(const char* label, std::int32_t& count) {
-    FieldStep step = Int(label, count);
-    step.accepts |= FieldStep::kNotNegative;
-    return step;
 }
 
 FieldStep Flag(std::int32_t& flag) {

@@ -25,9 +25,7 @@ struct FieldStep {
         kEmpty = 1U << 5U,
         kData = 1U << 6U,
         kAnyType = (1U << 7U) - 1,
-        kFilled = 1U << 8U,        ///< its text holds at least one character
-        kFits = 1U << 9U,          ///< an integer must fit 32 bits
-        kNotNegative = 1U << 10U,  ///< and 31
+        kFilled = 1U << 8U,  ///< its text holds at least one character
     };
 
     unsigned accepts = 0;
@@ -81,13 +79,11 @@ using Take = FieldStep::Take;
 FieldStep Stx();
 FieldStep Command(Take take = {});
 
-/// A whole number of 32 bits.
+/// A whole number, as ParseInt converts it.
 FieldStep Int(Take take = {});
 FieldStep Int(const char* label, std::int32_t& value);
 /// The same without sign, for identifiers and bit sets.
 FieldStep Unsigned(const char* label, std::uint64_t& value);
-/// A number of things that follow; a number above 2^31 - 1 is none.
-FieldStep Count(const char* label, std::int32_t& count);
 /// 0 when the field is 0, 1 otherwise.
 FieldStep Flag(std::int32_t& flag);
 
@@ -101,7 +97,7 @@ FieldStep Field(unsigned accepts, const char* wrongType, Take take);
 /// An integer that is the answer sum of all fields before it, modulo 256 ("Checksum Error").
 FieldStep Sum();
 
-/// `steps`, `times` times over. It must outlive the walk.
+/// `steps`, `times` times over, not at all when it is negative. It must outlive the walk.
 FieldStep Repeat(const std::int32_t& times, std::vector<FieldStep> steps);
 
 /// No field: something to do or to log at this point.

@@ -45,7 +45,7 @@ std::unique_ptr<Record> DecodeLines(FieldWalk& walk, const char* label) {
         Log::WriteLogP(at.Tag(), "%02zu - %s", record->GetTextLines().size(), field.strText.c_str());
         return true;
     };
-    if (!walk.Run({Expect::Count(label, lines), Expect::Repeat(lines, {Expect::Text(line)})})) return nullptr;
+    if (!walk.Run({Expect::Int(label, lines), Expect::Repeat(lines, {Expect::Text(line)})})) return nullptr;
     return record;
 }
 
@@ -120,7 +120,7 @@ std::unique_ptr<SetupItemIDList> DecodeSetupIDs(FieldWalk& walk) {
         return true;
     };
     const bool complete = walk.Run({
-        Expect::Count("Total Number of ID : ", ids),
+        Expect::Int("Total Number of ID : ", ids),
         Expect::Repeat(ids, {Expect::Int(id)}),
         Expect::Sum(),
     });
@@ -172,8 +172,8 @@ std::unique_ptr<UpgradeDataInfo> DecodeUpgradeInfo(FieldWalk& walk) {
     };
     const bool complete = walk.Run({
         Expect::String(mode),
-        Expect::Field(FieldStep::kString | FieldStep::kEmpty | FieldStep::kInt | FieldStep::kFits,
-                      kConfigurationError, configuration),
+        Expect::Field(FieldStep::kString | FieldStep::kEmpty | FieldStep::kInt, kConfigurationError,
+                      configuration),
         Expect::String(deviceIDs),
     });
     return complete ? std::move(info) : nullptr;

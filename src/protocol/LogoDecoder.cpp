@@ -152,7 +152,7 @@ std::unique_ptr<LogosType> DecodeLogosType(FieldWalk& walk) {
         return true;
     };
     const bool complete = walk.Run({
-        Expect::Count("Total Number of Logos Info : ", count),
+        Expect::Int("Total Number of Logos Info : ", count),
         Expect::Repeat(count, kinds.Steps()),
         Expect::String(preview),
     });
@@ -170,7 +170,7 @@ std::unique_ptr<LogosIDList> DecodeLogoIDs(FieldWalk& walk) {
         return true;
     };
     const bool complete = walk.Run({
-        Expect::Count("Total Number of ID : ", count),
+        Expect::Int("Total Number of ID : ", count),
         Expect::Repeat(count, {Expect::Int(id)}),
         Expect::Sum(),
     });

@@ -193,7 +193,7 @@ FieldStep Float(const char* label, float& value, const char* wrongType) {
 
 FieldStep Length(const char* label, std::int32_t& value, const char* wrongType) {
     FieldStep step = Expect::Int(label, value);
-    step.accepts = kFilledNumber | FieldStep::kFits;
+    step.accepts = kFilledNumber;
     step.wrongType = wrongType;
     return step;
 }
@@ -225,8 +225,9 @@ bool ParseDateTime(const std::string& text, std::time_t& time) {
     std::tm parts{};
     if (strptime(formatted, "%d-%m-%Y %H:%M:%S", &parts) == nullptr) return false;
     parts.tm_isdst = -1;  // whichever holds on that day
+    parts.tm_wday = -1;   // told from a failure, which gives -1 too, by being set
     time = std::mktime(&parts);
-    return time != -1;
+    return parts.tm_wday != -1;
 }
 
 void LogDateTime(const char* tag, std::time_t time) {
@@ -286,7 +287,7 @@ SetupItemType* ProtocollFields::CreateSetupItemType_Prot100(std::uint64_t* dataE
         Expect::Stx(),
         Expect::Command(),
         Expect::Unsigned("ID Number : ", id),
-        Expect::Count("Link Size : ", linkCount),
+        Expect::Int("Link Size : ", linkCount),
         Expect::Repeat(linkCount, LinkSteps(reader)),
         Expect::Int("Type : ", itemType),
     });
@@ -334,7 +335,7 @@ SetupItemTypeList* ProtocollFields::ExtractIDInfo_TypeList_Prot100(int& index, s
             Expect::Int("StartValue : ", item->iStartValue),
             Expect::Int("DefaultValue : ", item->iDefaultValue),
             Expect::Int("CurrentValue : ", item->iCurrentValue),
-            Expect::Count("Number of Elements : ", elements),
+            Expect::Int("Number of Elements : ", elements),
             Expect::Repeat(elements, {Expect::Text(element)}),
         });
     if (!complete) return nullptr;
@@ -407,7 +408,7 @@ SetupItemTypeString* ProtocollFields::ExtractIDInfo_TypeString_Prot100(int& inde
                           walk.Run({
                               Length("MinLen ", item->iMinLength, "Extract MinLen Error"),
                               Length("MaxLen ", item->iMaxLength, "Extract MaxLen Error"),
-                              Expect::Field(kFilledNumber | FieldStep::kFits, "Extract DataMask Error", mask),
+                              Expect::Field(kFilledNumber, "Extract DataMask Error", mask),
                               Expect::Field(kFilledText, "Extract DefValue Error", CopyTo(item->strDefault)),
                               LogText("DefValue ", item->strDefault),
                               Expect::Field(kFilledText, "Extract CurValue Error", CopyTo(item->strCurrent)),

@@ -34,7 +34,7 @@ class BitReader {
 
     std::vector<FieldStep> Steps() {
         return {
-            Expect::Count("Number of bits to explain : ", iCount),
+            Expect::Int("Number of bits to explain : ", iCount),
             Expect::Repeat(
                 iCount,
                 {
@@ -140,7 +140,7 @@ std::unique_ptr<StatusInfoGenData> DecodeStatusInfoGen(FieldWalk& walk) {
 std::unique_ptr<StatusInfoExtData> DecodeStatusInfoExt(FieldWalk& walk) {
     auto record = std::make_unique<StatusInfoExtData>();
     BitReader bits(false);
-    const FieldStep size = Expect::Count("Number of bytes of extended status : ", record->iNumBytes);
+    const FieldStep size = Expect::Int("Number of bytes of extended status : ", record->iNumBytes);
     if (!walk.Run({StatusPorts(*record), size}) || !walk.Run(bits.Steps())) return nullptr;
     bits.GiveTo(*record);
     return record;

@@ -40,7 +40,7 @@ char** ProtocollFields::CreateToolAnswer(int* /*lines*/) {
         Expect::Stx(),
         Expect::Command(),
         Expect::Field(FieldStep::kAnyType, "Data Type  Unsupported", CheckDataType),
-        Expect::Count("Number of Answer Lines : ", count),
+        Expect::Int("Number of Answer Lines : ", count),
         Expect::Repeat(count, {Expect::Text(line)}),
         Expect::Sum(),
     });

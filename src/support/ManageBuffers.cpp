@@ -12,7 +12,8 @@ int ManageBuffers::GetBufferPosition(const unsigned char* buf, int len, int star
     if (patternLen <= 0) return -1;
     int matched = 0;
     for (int i = start < 0 ? 0 : start; i < len; ++i) {
-        matched = buf[i] == pattern[matched] ? matched + 1 : 0;
+        if (buf[i] != pattern[matched]) matched = 0;
+        if (buf[i] == pattern[matched]) ++matched;
         if (matched == patternLen) return i - patternLen + 1;
     }
     return -1;

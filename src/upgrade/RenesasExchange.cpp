@@ -57,11 +57,13 @@ RenesasOutcome RenesasLink::Run(const RenesasExchange& exchange) {
     const RenesasOutcome outcome = Judge(exchange);
     if (outcome == RenesasOutcome::Accepted) {
         Log::WriteLog(tag_, "OK!");
-        SleepMs(kPauseMs, timem_);
     } else if (outcome == RenesasOutcome::WrongResponse) {
         Log::WriteLog(tag_, "ERROR: wrong response! exit...");
     } else if (outcome == RenesasOutcome::WrongMode) {
         Log::WriteLog(tag_, "ERROR: wrong status mode response! exit...");
+    }
+    if (outcome == RenesasOutcome::Accepted || outcome == RenesasOutcome::Alternative) {
+        SleepMs(kPauseMs, timem_);
     }
     return outcome;
 }

@@ -47,7 +47,7 @@ struct RenesasExchange {
 enum class RenesasOutcome { Accepted, Alternative, NotSent, WrongResponse, WrongMode };
 
 /// Makes exchanges over an open port, logging each one's line, "OK!" or its failure under one tag, and
-/// pausing after each accepted answer.
+/// pausing after each that did not fail.
 class RenesasLink {
  public:
     /// `port` must outlive the link; `timem` multiplies the pauses of 100 ms.

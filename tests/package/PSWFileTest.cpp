@@ -139,6 +139,8 @@ TEST(PSWFile, HandsEachModuleItsSlice) {
         {data, 600, true},
         {data + 1, 599, true},
         {data + 600, 0, true},
+        {0, 0, true},
+        {0xFFFFFFFF, 0, true},
         {data + 17, 3, true},
         {data + 1, 600, false},
         {data - 1, 1, false},
@@ -158,7 +160,8 @@ TEST(PSWFile, HandsEachModuleItsSlice) {
         EXPECT_EQ(log.Take("ExtractDataBuffer").size(), inside ? 0U : 1U);
         if (!inside) continue;
         const PSWHeaderModule* module = package.GetHeaderModuleSoftware();
-        EXPECT_EQ(Data(module->pData, module->uiDataSize), Slice(kPayload, address - data, size));
+        EXPECT_EQ(Data(module->pData, module->uiDataSize),
+                  Slice(kPayload, size == 0 ? 0 : address - data, size));
     }
 }
 
@@ -191,6 +194,7 @@ TEST(PSWFile, HandsLogosAndFontsTheirSlicesOrLeavesThemEmpty) {
         {font('f', data + 3, -20, 57), true, 3, 0},  // nothing is left of a glyph
         {font('f', data + 3, -20, 40), true, 3, 0},  // the last character stands before the first
         {font('f', 4, 0, 57), false},
+        {font('f', 4, -20, 57), true},  // no bytes may stand anywhere
         {font('F', 460, 0, 57), true, 460, 140},
         {font('F', 461, 0, 57), false},
     };

@@ -28,13 +28,14 @@ TEST(InfoDecoder, TakesGoodAnswersAndNamesEachFault) {
     ExpectDecoded(kTag, {"<C1>", "<1.00>"}, "S", 1,
                   "Printer Protocoll Version : 100|Printer Protocoll Version Supported|End");
     ExpectDecoded(kTag, kIDs, "IIIII", 3, "Total Number of ID : 3|01 - 7|02 - 4294967295|03 - 5|End",
-                  {{1, {"<4>"}, kIntError},
-                   {3, {"<4294967296>"}, kIntError},
-                   {1, {"<2>"}, kChecksumError},
-                   {5, {"<1>"}, kChecksumError}});
+                  {{1, {"<4>"}, kIntError}, {1, {"<2>"}, kChecksumError}, {5, {"<1>"}, kChecksumError}});
     ExpectDecoded(kTag, {"<C3>", "<0>", kSum}, "II", 3, "Total Number of ID : 0|End");
-    ExpectDecoded(kTag, {"<C40>", "<4294967295>"}, "I", 8, "Protocoll Data Available : 4294967295|End",
-                  {{1, {"<4294967296>"}, kIntError}});
+    ExpectDecoded(kTag, {"<C40>", "<4294967295>"}, "I", 8, "Protocoll Data Available : 4294967295|End");
+    // Longer numbers keep their lowest 32 bits, those beyond 64 are 0.
+    ExpectDecoded(kTag, {"<C3>", "<4294967297>", "<4294967301>", kSum}, "III", 3,
+                  "Total Number of ID : 1|01 - 5|End");
+    ExpectDecoded(kTag, {"<C3>", "<4294967295>", kSum}, "II", 3, "Total Number of ID : -1|End");
+    ExpectDecoded(kTag, {"<C3>", "<99999999999999999999>", kSum}, "II", 3, "Total Number of ID : 0|End");
     ExpectDecoded(kTag, kTools, "II", 12, "Tools1 : 0x0000000a|Tools1 : 0xffffffff|End");
     ExpectDecoded(kTag, kFontAnswer, "IDI", 13, "Module Font Size Expected : 5|End",
                   {{2, {DataBytes("1234")}, "Buffer Size error: 5 - 4"},
@@ -44,11 +45,10 @@ TEST(InfoDecoder, TakesGoodAnswersAndNamesEachFault) {
     ExpectDecoded(kTag, kStatus, "D", 17, "End",
                   {{1, {DataBytes("123")}, "Buffer Size error: 4 - 3"},
                    {1, {DataBytes("12345")}, "Buffer Size error: 4 - 5"}});
-    ExpectDecoded(
-        kTag, {"<C112>", "<U3>", "<>", "<1;2;3>"}, "S.S", 14, "End",
-        {{2, {Line("x"), "<4294967296>", kEnd}, "FTYPE_VSTRING_VALUE/FTYPE_EMPTY/FTYPE_VINT_VALUE Error"},
-         {1, {"<U7>", "<U33>"}, "SetUpgradeMode Error"},
-         {3, {"<12;3>", "<1;2;3;4>", "<1;x;3>"}, "SetUpgradeDeviceIDs Error"}});
+    ExpectDecoded(kTag, {"<C112>", "<U3>", "<>", "<1;2;3>"}, "S.S", 14, "End",
+                  {{2, {Line("x"), kEnd}, "FTYPE_VSTRING_VALUE/FTYPE_EMPTY/FTYPE_VINT_VALUE Error"},
+                   {1, {"<U7>", "<U33>"}, "SetUpgradeMode Error"},
+                   {3, {"<12;3>", "<1;2;3;4>", "<1;x;3>"}, "SetUpgradeDeviceIDs Error"}});
 }
 
 TEST(InfoDecoder, NeedsAFramedAnswerWithAKnownTag) {
@@ -117,7 +117,7 @@ TEST(InfoDecoder, HoldsLinesInOrder) {
         EXPECT_THAT(row.lines(Decode(good).record), ElementsAre("first 50 ", "second"));
         ExpectDecoded(kTag, {row.tag, "<0>"}, "I", row.type, count + "0|End");
         ExpectDecoded(kTag, good, "ITT", row.type, count + "2|01 - first 50 |02 - second|End",
-                      {{1, {"<3>", "<2147483647>"}, kTextError}, {1, {"<2147483648>", "<-1>"}, kIntError}});
+                      {{1, {"<3>", "<2147483647>"}, kTextError}, {1, {"<-1>"}, kIntError}});
     }
 }
 

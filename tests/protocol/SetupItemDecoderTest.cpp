@@ -45,8 +45,7 @@ TEST(SetupItemDecoder, ReadsTheFrame) {
         kFrame, kLinkedItem, "II.III.......I", 19,
         "Begin|ID Number : 77|Link Size : 1|Link 1: View Operation :0/1|Link 1: ID Source :4000000000|"
         "Link 1: Link ID Value :9|Type : 2|Type : PROT_TYPE_NUMERIC|Add 1 Links|End",
-        {{1, {"<4294967296>"}, kIntError},
-         {2, {"<2147483648>", "<2147483647>"}, kIntError},
+        {{2, {"<2147483647>"}, kIntError},
          {3, {"<H,D,H>", Line(",")}, "Link Params Error"},
          {3, {kEnd}, kIntError},
          {6, {"<0>", "<5>", "<258>"}, "Extract Type Error"},
@@ -82,9 +81,7 @@ TEST(SetupItemDecoder, ReadsLists) {
     ExpectDecoded(kList, kListItem, "...TIIIIITTT", 18,
                   "Begin|Description : Name|Additional Description : {0}|StartValue : 10|DefaultValue : 11|"
                   "CurrentValue : 12|Number of Elements : 3|00 - 10|01 - 11|02 - 12",
-                  {{5, {"<1>"}, kTextError},
-                   {9, {"<4>", "<2147483647>"}, kTextError},
-                   {9, {"<3000000000>"}, kIntError}});
+                  {{5, {"<1>"}, kTextError}, {9, {"<4>", "<2147483647>"}, kTextError}});
     const Decoded decoded = Decode(kListItem);
     const auto& item = *decoded.record.As<SetupItemTypeList>();
     EXPECT_THAT(
@@ -174,7 +171,8 @@ TEST(SetupItemDecoder, ReadsDatesAsLocalTime) {
     const struct {
         const char* sent;
         std::tm time;  // second, minute, hour, day, month from 0, year from 1900; what mktime finds itself
-    } cases[] = {{"<0124-06-15 10:20:30>", {30, 20, 10, 15, 5, 124, 0, 0, -1, 0, nullptr}},
+    } cases[] = {{"<0069-12-31 23:59:59>", {59, 59, 23, 31, 11, 69, 0, 0, -1, 0, nullptr}},  // -1 as UTC
+                 {"<0124-06-15 10:20:30>", {30, 20, 10, 15, 5, 124, 0, 0, -1, 0, nullptr}},
                  {"<0124/01/02T03.04.05>", {5, 4, 3, 2, 0, 124, 0, 0, -1, 0, nullptr}},
                  {"<0099-12-31 23:59:59 and more>", {59, 59, 23, 31, 11, 99, 0, 0, -1, 0, nullptr}}};
     for (const auto& row : cases) {
@@ -191,10 +189,10 @@ TEST(SetupItemDecoder, ReadsTexts) {
     ExpectDecoded(kString, kStringItem, "...TI", 21,
                   "Begin|Description : {0}|Additional Description : |MinLen 1|MaxLen 20|DataMask 255|"
                   "DefValue def|CurValue cur",
-                  {{6, {"<>", "<4294967296>", kEnd}, "Extract MinLen Error"},
+                  {{6, {"<>", kEnd}, "Extract MinLen Error"},
                    {7, {Line("1"), kEnd}, "Extract MaxLen Error"},
                    {8, {"<>", kEnd}, "Extract DataMask Error"},
-                   {8, {"<0>", "<x>"}, "DataMask can't be 0"},
+                   {8, {"<0>", "<4294967296>", "<x>"}, "DataMask can't be 0"},
                    {9, {"<x>", emptyLine, kEnd}, "Extract DefValue Error"},
                    {10, {"<x>", emptyLine, kEnd}, "Extract CurValue Error"}});
     const Decoded decoded = Decode(kStringItem);

@@ -16,13 +16,13 @@ TEST(ManageBuffers, ChecksumTakesBothEndsIn) {
     EXPECT_EQ(ManageBuffers::CalcChecksum(many.data(), 0, many.size() - 1), 5100000000U) << "beyond 32 bits";
 }
 
-TEST(ManageBuffers, PositionDoesNotTestTheBreakingByteAgain) {
+TEST(ManageBuffers, PositionTakesTheBreakingByteForAFirstOneOnly) {
     const struct {
         const char* buffer;
         int len, start;
         std::string pattern;
         int position;
-    } rows[] = {{"AAAB", 4, 0, "AAB", -1}, {"AAB", 3, 0, "AB", -1}, {"xABAB", 5, 0, "AB", 1},
+    } rows[] = {{"AAAB", 4, 0, "AAB", -1}, {"AAB", 3, 0, "AB", 1},  {"xABAB", 5, 0, "AB", 1},
                 {"AAAB", 4, 3, "B", 3},    {"AAAB", 4, 4, "B", -1}, {"AAAB", 3, 0, "B", -1},
                 {"AB", 2, -3, "AB", 0},    {"AB", 2, 0, "", -1},    {"ABxAB", 5, 1, "AB", 3}};
     for (const auto& row : rows) {

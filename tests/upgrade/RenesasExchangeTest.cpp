@@ -173,9 +173,10 @@ TEST(RenesasExchanges, EachIsMadeInItsPlaceWithAPauseAfterEachOk) {
             EXPECT_THAT(rig.device.Violations(), ElementsAre());
             EXPECT_EQ(rig.engine->bNewBootloader, dialect.isNew);  // U4's begins as true
             EXPECT_FALSE(rig.port.bOpen);
-            // The end of the lock bits has a pause of its own.
-            EXPECT_EQ(rig.clock.WaitedUs(),
-                      static_cast<std::uint64_t>(((oks + 1) * 100 + 2500) * timem) * 1000);
+            // The NAK that tells the new dialect has a pause without an "OK!", the end of the lock bits
+            // another.
+            const auto pauses = oks + (dialect.isNew ? 2 : 1);
+            EXPECT_EQ(rig.clock.WaitedUs(), static_cast<std::uint64_t>((pauses * 100 + 2500) * timem) * 1000);
 
             std::vector<Row> rows = RowsOf(dialect);
             if (u2) rows.push_back({Device::kReset, "", {0x31}, {}});
