@@ -2,75 +2,52 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <sstream>
 
 namespace {
 
-using Values = std::vector<PSWCOMPONENTS>;
-
-PSWComponents ListOf(const Values& values) {
-    PSWComponents list;
-    for (const PSWCOMPONENTS value : values) list.Add(value);
-    return list;
-}
-
-std::string Dump(const PSWComponents& list) {
-    testing::internal::CaptureStdout();
-    list.DumpWholeList();
-    return testing::internal::GetCapturedStdout();
+/// What every question about a list gives, for the indexes from -1 to behind the end.
+std::string Answers(const PSWComponents& list) {
+    std::ostringstream text;
+    text << std::hex << "choose " << list.HasModuleToChoose() << " begin " << list.HasBeginModules()
+         << " after " << list.HasAfterModules() << " has " << list.HasComponent(0x2004) << " at "
+         << list.GetComponentIndex(0x2004);
+    for (int i = -1; i <= list.Size(); ++i)
+        text << ' ' << list.Get(i) << ':' << list.IsModule(i) << list.IsModuleBefore(i)
+             << list.IsModuleAfter(i);
+    return text.str();
 }
 
 TEST(PSWComponents, AnswersWhatTheListHolds) {
-    const struct {
-        Values values;
-        bool toChoose;
-        bool begin;
-        bool after;
-    } cases[] = {
-        {{}, false, false, false},
-        {{0x2002}, false, true, false},  // the entry at index 0 is never looked at
-        {{0, 0x2004}, true, true, false},
-        {{0, 0}, false, false, false},
-        {{0x3008, 0}, false, false, true},
-        {{0, 0, 0x3010}, true, false, true},
-        {{0, 0x1000}, false, false, false},  // after, but no module
+    const std::pair<std::vector<PSWCOMPONENTS>, const char*> cases[] = {
+        {{}, "choose 0 begin 0 after 0 has 0 at 0 0:010 0:010"},
+        {{0x2002}, "choose 0 begin 1 after 0 has 0 at 0 2002:110 2002:110 0:010"},
+        {{0, 0x2004, 0x2004}, "choose 1 begin 1 after 0 has 1 at 1 0:010 0:010 2004:110 2004:110 0:010"},
+        {{0x3008, 0}, "choose 0 begin 0 after 1 has 0 at 0 3008:101 3008:101 0:010 0:010"},
+        {{0, 0, 0x3010}, "choose 1 begin 0 after 1 has 0 at 0 0:010 0:010 0:010 3010:101 0:010"},
+        {{0, 0x1000}, "choose 0 begin 0 after 0 has 0 at 0 0:010 0:010 1000:001 0:010"},
     };
-    for (const auto& each : cases) {
-        const PSWComponents list = ListOf(each.values);
-        EXPECT_EQ(list.HasModuleToChoose(), each.toChoose) << Dump(list);
-        EXPECT_EQ(list.HasBeginModules(), each.begin) << Dump(list);
-        EXPECT_EQ(list.HasAfterModules(), each.after) << Dump(list);
+    for (const auto& [values, answers] : cases) {
+        PSWComponents list;
+        for (const PSWCOMPONENTS value : values) list.Add(value);
+        EXPECT_EQ(Answers(list), answers);
     }
 }
 
-TEST(PSWComponents, IndexesOutOfRangeReadAsTheFirstOrAsFirmware) {
-    const PSWComponents empty;
-    EXPECT_EQ(empty.Get(0), 0U);
-    EXPECT_EQ(empty.Get(-1), 0U);
-    EXPECT_FALSE(empty.HasComponent(0));
-    EXPECT_EQ(empty.GetComponentIndex(0x2002), 0);
-
-    const PSWComponents list = ListOf({0x3008, 0x2004, 0x2004});
-    EXPECT_EQ(list.Get(-7), 0x3008U);
-    EXPECT_EQ(list.Get(3), 0U);
-    EXPECT_TRUE(list.IsModuleAfter(0) && !list.IsModuleBefore(0));
-    EXPECT_TRUE(list.IsModuleBefore(1) && list.IsModuleBefore(5));
-    EXPECT_TRUE(list.IsModule(2) && !list.IsModule(3));
-    EXPECT_TRUE(list.HasComponent(0x2004) && !list.HasComponent(0));
-    EXPECT_EQ(list.GetComponentIndex(0x2004), 1) << "the first match";
-    EXPECT_EQ(list.GetComponentIndex(0x2002), 0);
-}
-
 TEST(PSWComponents, ModulesChangeSidesByTheirFlag) {
-    PSWComponents list = ListOf({0x2002, 0, 0x3008, 0x1000});
+    PSWComponents list;
+    for (const PSWCOMPONENTS value : {0x2002U, 0U, 0x3008U, 0x1000U}) list.Add(value);
+    testing::internal::CaptureStdout();
     list.ConvertModulesBeforeToAfter();
-    EXPECT_EQ(Dump(list),
-              "PSWComponents list Len 4 \n[0] : 0x3002 \n[1] : 0x0 \n[2] : 0x3008 \n[3] : 0x1000 \n");
+    list.DumpWholeList();
     list.ConvertModulesAfterToBefore();
-    EXPECT_EQ(Dump(list),
-              "PSWComponents list Len 4 \n[0] : 0x2002 \n[1] : 0x0 \n[2] : 0x2008 \n[3] : 0x1000 \n");
+    list.DumpWholeList();
     list.ResetList();
-    EXPECT_EQ(Dump(list), "PSWComponents list Len 0 \n");
+    list.DumpWholeList();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "PSWComponents list Len 4 \n[0] : 0x3002 \n[1] : 0x0 \n[2] : 0x3008 \n[3] : 0x1000 \n"
+              "PSWComponents list Len 4 \n[0] : 0x2002 \n[1] : 0x0 \n[2] : 0x2008 \n[3] : 0x1000 \n"
+              "PSWComponents list Len 0 \n");
 }
 
 }  // namespace

@@ -10,126 +10,108 @@
 
 #include "harness/VirtualClock.h"
 #include "support/Deadline.h"
+#include "support/ManageBuffers.h"
 
 namespace {
 
 using testing::ElementsAre;
+using G = GenericFunctions;
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-using OwnedText = std::unique_ptr<char, Free>;
+/// A text that the function allocated with malloc.
+std::string Owned(char* text) {
+    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+    return text == nullptr ? "null" : text;
+}
 
 const unsigned char* Bytes(const char* text) {
     return reinterpret_cast<const unsigned char*>(text);
 }
 
-TEST(GenericFunctions, FindStringGivesEveryWholeMatchWithoutOverlap) {
+TEST(GenericFunctions, PatternsAreFoundWholeWithoutOverlap) {
     const struct {
         const char* text;
         int len, start;
-        const char* pattern;
+        std::string pattern;
         std::vector<int> positions;
-    } rows[] = {{"AAAA", 4, 0, "AA", {0, 2}}, {"AAAAA", 5, 1, "AA", {1, 3}}, {"AAB", 3, 0, "AB", {1}},
-                {"xyABAB", 5, 0, "AB", {2}},  {"AB", 2, 9, "A", {}},         {"AB", 2, 0, "", {}},
-                {"AB", 2, 0, "ABC", {}},      {"AB", 2, -5, "A", {0}},       {"AB", 0, 0, "A", {}}};
+        int position;  // the first, where the byte that breaks a match may begin one but nothing before it
+    } rows[] = {{"AAAAA", 5, 1, "AA", {1, 3}, 1}, {"xyABAB", 5, 0, "AB", {2}, 2}, {"AB", 2, 9, "A", {}, -1},
+                {"AB", 2, 0, "", {}, -1},         {"AB", 2, -5, "A", {0}, 0},     {"AB", 0, 0, "A", {}, -1},
+                {"AAAB", 4, 0, "AAB", {1}, -1},   {"AAB", 3, 0, "AB", {1}, 1}};
     for (const auto& row : rows) {
         const std::unique_ptr<std::vector<int>> found(
-            GenericFunctions::FindString(Bytes(row.text), row.len, row.start, row.pattern));
+            G::FindString(Bytes(row.text), row.len, row.start, row.pattern.c_str()));
         EXPECT_EQ(*found, row.positions) << row.pattern << " in " << row.text << " from " << row.start;
+        EXPECT_EQ(
+            ManageBuffers::GetBufferPosition(Bytes(row.text), row.len, row.start, Bytes(row.pattern.c_str()),
+                                             static_cast<int>(row.pattern.size())),
+            row.position);
     }
-}
-
-TEST(GenericFunctions, IndexOfComparesWholeTexts) {
+    EXPECT_EQ(ManageBuffers::CalcChecksum(Bytes("\1\2\4\10\20"), 1, 3), 14U);
+    EXPECT_EQ(ManageBuffers::CalcChecksum(Bytes("\1\2\4\10\20"), 3, 2), 0U);
     const char* const list[] = {"s", "S", nullptr};
-    EXPECT_EQ(GenericFunctions::IndexOf(list, "S"), 1);
-    EXPECT_EQ(GenericFunctions::IndexOf(list, "sS"), -1);
-    EXPECT_EQ(GenericFunctions::IndexOf(nullptr, "s"), -1);
+    EXPECT_EQ(G::IndexOf(list, "S"), 1);
+    EXPECT_EQ(G::IndexOf(list, "sS"), -1);
 }
 
 TEST(GenericFunctions, NumbersAreReadAsFarAsTheyGo) {
     constexpr int kNone = 77;
-    const struct {
-        const char* text;
-        int value;
-    } rows[] = {{"9100x", 9100}, {"0", 0},       {"  -7", -7}, {"4294967297", 1},
-                {"", kNone},     {"abc", kNone}, {"-", kNone}, {"99999999999999999999", kNone}};
-    for (const auto& row : rows) {
+    const std::pair<const char*, int> rows[] = {{"9100x", 9100},
+                                                {"0", 0},
+                                                {"  -7", -7},
+                                                {"4294967297", 1},
+                                                {"", kNone},
+                                                {"abc", kNone},
+                                                {"99999999999999999999", kNone}};
+    for (const auto& [text, number] : rows) {
         int value = kNone;
-        EXPECT_EQ(GenericFunctions::ParseCheckInt(row.text, &value), row.value != kNone) << row.text;
-        EXPECT_EQ(value, row.value) << row.text;
-        EXPECT_EQ(GenericFunctions::ParseInt(row.text, kNone), row.value) << row.text;
+        EXPECT_EQ(G::ParseCheckInt(text, &value), number != kNone) << text;
+        EXPECT_EQ(value, number) << text;
+        EXPECT_EQ(G::ParseInt(text, kNone), number) << text;
     }
-    EXPECT_FLOAT_EQ(GenericFunctions::ParseFloat("1.5mm", 9), 1.5F);
-    EXPECT_FLOAT_EQ(GenericFunctions::ParseFloat("0", 9), 0);
-    for (const char* text : {"", "x", "1e99", "-1e99", "1e-99"}) {
-        EXPECT_FLOAT_EQ(GenericFunctions::ParseFloat(text, 9), 9) << text;
-    }
+    EXPECT_FLOAT_EQ(G::ParseFloat("1.5mm", 9), 1.5F);
+    EXPECT_FLOAT_EQ(G::ParseFloat("0", 9), 0);
+    for (const char* text : {"", "x", "1e99", "-1e99", "1e-99"})
+        EXPECT_FLOAT_EQ(G::ParseFloat(text, 9), 9) << text;
     int values[3] = {-1, -1, -1};
-    EXPECT_EQ(GenericFunctions::ExtractIntFromString("a-5,12..x99999999999", values, 3), 3);
+    EXPECT_EQ(G::ExtractIntFromString("1 2 3", values, 2), 2);
+    EXPECT_THAT(values, ElementsAre(1, 2, -1));
+    EXPECT_EQ(G::ExtractIntFromString("a-5,12..x99999999999", values, 3), 3);
     EXPECT_THAT(values, ElementsAre(5, 12, 2147483647));
-    EXPECT_EQ(GenericFunctions::ExtractIntFromString("1 2 3", values, 2), 2);
-    EXPECT_THAT(values, ElementsAre(1, 2, 2147483647));
-    EXPECT_EQ(GenericFunctions::ExtractIntFromString("1", values, -1), 0);
-    EXPECT_EQ(GenericFunctions::ConvertByteBufferToULong4(Bytes("\x04\x03\x02\xF1")), 0xF1020304UL);
+    EXPECT_EQ(G::ConvertByteBufferToULong4(Bytes("\x04\x03\x02\xF1")), 0xF1020304UL);
 }
 
-TEST(GenericFunctions, TextsAreChangedInPlace) {
+TEST(GenericFunctions, TextsAreChangedSplitCleanedAndReplaced) {
     char text[] = "-aZ9-\xE9";
-    EXPECT_EQ(GenericFunctions::ToUpper(text), 6);
-    GenericFunctions::RplaceCharInString(text, 'A', '!');
-    GenericFunctions::RemovecharsFromString(text, '-');
+    EXPECT_EQ(G::ToUpper(text), 6);
+    G::RplaceCharInString(text, 'A', '!');
+    G::RemovecharsFromString(text, '-');
     EXPECT_STREQ(text, "AZ9\xE9");
     char split[] = ";;a;b,,c;";
     std::vector<char*> parts;
-    GenericFunctions::splitModify(split, ";,", parts);
+    G::splitModify(split, ";,", parts);
     EXPECT_THAT(parts, ElementsAre(testing::StrEq("a"), testing::StrEq("b"), testing::StrEq("c")));
-    const char* const removals[][3] = {{"aabb", "ab", ""},     {"xabyab", "ab", "xy"}, {"ababa", "aba", "ba"},
-                                       {"aaabbbc", "ab", "c"}, {"abc", "", "abc"},     {"ab", "abc", "ab"}};
-    for (const auto& [from, part, left] : removals) {
-        std::string whole = from;
-        EXPECT_FALSE(GenericFunctions::RemoveStrFromString(whole.data(), part));
-        EXPECT_STREQ(whole.c_str(), left) << from;
-    }
-}
-
-TEST(GenericFunctions, BytesAreJudgedAndCleaned) {
-    EXPECT_TRUE(GenericFunctions::IsaNumericField(Bytes("<0189>"), 6));
-    for (const char* text : {"1/", "1:", "1;", "1=", "1?"}) {
-        EXPECT_FALSE(GenericFunctions::IsaNumericField(Bytes(text), 2)) << text;
-    }
+    char joined[] = "aaabbbcab";  // what is left joins to the part again
+    EXPECT_FALSE(G::RemoveStrFromString(joined, "ab"));
+    EXPECT_STREQ(joined, "c");
+    EXPECT_TRUE(G::IsaNumericField(Bytes("<0189>"), 6));
+    for (const char* other : {"1/", "1:", "1;", "1=", "1?"})
+        EXPECT_FALSE(G::IsaNumericField(Bytes(other), 2));
     char out[8] = "xxxxxxx";
-    GenericFunctions::ConvertBufferToStringAndClean(out, Bytes("..AB\rC.."), 8, 2, 4);
+    G::ConvertBufferToStringAndClean(out, Bytes("..AB\rC.."), 8, 2, 4);
     EXPECT_STREQ(out, "AB C");
-    EXPECT_STREQ(OwnedText(GenericFunctions::ConvertBufferToStringAndClean(Bytes("\x1F ~\x7F\x80"), 5)).get(),
-                 "  ~  ");
-    EXPECT_STREQ(OwnedText(GenericFunctions::ConvertBufferToStringAndClean(Bytes("A\0B"), 3)).get(), "A");
-}
-
-TEST(GenericFunctions, ReplacementsMakeANewText) {
-    const std::string many(400, 'a');  // more than the list of occurrences grows by at once
-    const char* const rows[][4] = {{"aaa", "aa", "b", "ba"},
-                                   {"x--y--", "--", "+++", "x+++y+++"},
-                                   {"abc", "", "z", "abc"},
-                                   {many.c_str(), "a", "", ""}};
-    for (const auto& [text, from, to, result] : rows) {
-        EXPECT_STREQ(OwnedText(GenericFunctions::repl_str(text, from, to)).get(), result);
-    }
-    EXPECT_EQ(GenericFunctions::repl_str(nullptr, "a", "b"), nullptr);
-    EXPECT_EQ(GenericFunctions::repl_str("a", nullptr, "b"), nullptr);
-    EXPECT_EQ(GenericFunctions::repl_str("a", "a", nullptr), nullptr);
-}
-
-TEST(GenericFunctions, TimeIsTakenFromTheClock) {
-    VirtualClock clock((1ULL << 32) + 1234);
-    EXPECT_EQ(GenericFunctions::GetCurrentTimeMsec(), (1UL << 32) + 1234);
-    EXPECT_EQ(GenericFunctions::GetTickCount(), 1234U);
-    clock.readable = false;
-    EXPECT_EQ(GenericFunctions::GetCurrentTimeMsec(), 0U);
+    EXPECT_EQ(Owned(G::ConvertBufferToStringAndClean(Bytes("\x1F ~\x7F\x80\0B"), 7)), "  ~  ");
+    EXPECT_EQ(Owned(G::repl_str("aaa", "aa", "b")), "ba");
+    EXPECT_EQ(Owned(G::repl_str("x--y--", "--", "+++")), "x+++y+++");
+    EXPECT_EQ(Owned(G::repl_str("abc", "", "z")), "abc");
+    EXPECT_EQ(Owned(G::repl_str(std::string(400, 'a').c_str(), "a", "")), "")
+        << "more than the list grows by";
+    EXPECT_EQ(Owned(G::repl_str("a", "a", nullptr)), "null");
 }
 
 TEST(Clock, WaitsAreMultipliedAndBounded) {
-    VirtualClock clock;
+    VirtualClock clock((1ULL << 32) + 1234);
+    EXPECT_EQ(G::GetCurrentTimeMsec(), (1UL << 32) + 1234);
+    EXPECT_EQ(G::GetTickCount(), 1234U);
     const Deadline never(INT64_MAX, 3);
     const Deadline deadline(20, 3);
     EXPECT_EQ(deadline.LeftMs(), 60);
@@ -139,6 +121,8 @@ TEST(Clock, WaitsAreMultipliedAndBounded) {
     SleepMs(20, -1);
     SleepSeconds(5, INT32_MAX);
     EXPECT_THAT(clock.waits, ElementsAre(60000, INT32_MAX * 1000ULL));
+    clock.readable = false;
+    EXPECT_EQ(G::GetCurrentTimeMsec(), 0U);
 }
 
 }  // namespace

@@ -36,11 +36,6 @@ class LogTest : public testing::Test {
         return testing::internal::GetCapturedStdout();
     }
 
-    static std::string FileText() {
-        std::ifstream file("data.log");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     VirtualClock clock_{1709802302041};
     std::filesystem::path home_ = std::filesystem::current_path();
     std::filesystem::path directory_ =
@@ -48,42 +43,29 @@ class LogTest : public testing::Test {
 };
 
 TEST_F(LogTest, BothFlagsDecideWhereALineGoes) {
-    const struct {
-        unsigned int type;
-        bool dataToo, dataAfter, written;
-    } steps[] = {{1, false, false, false}, {1, true, true, true},  {0, false, true, false},
-                 {1, false, false, false}, {2, true, true, false}, {3, true, true, false}};
-    for (const auto& step : steps) {
-        Log::SetLogEnable(step.type, step.dataToo);
-        EXPECT_EQ(Log::m_bLogDataToo, step.dataAfter) << step.type;
-        EXPECT_EQ(Printed([] { Log::WriteLog("StartUpgrade_PSW1", "text"); }),
-                  step.written ? kStamp + "[StartUpgrade_PSW1]text\n" : "")
-            << step.type;
+    const std::tuple<unsigned int, bool, bool, bool> steps[] = {
+        // type, data too; what it is then, and whether the line is printed
+        {1, false, false, false}, {1, true, true, true},  {0, false, true, false},
+        {1, false, false, false}, {2, true, true, false}, {3, true, true, false}};
+    for (const auto& [type, dataToo, dataAfter, written] : steps) {
+        Log::SetLogEnable(type, dataToo);
+        EXPECT_EQ(Log::m_bLogDataToo, dataAfter) << type;
+        EXPECT_EQ(Printed([] { Log::WriteLogP("StartUpgrade_PSW1", "%s {0} %d", "text", 2); }),
+                  written ? kStamp + "[StartUpgrade_PSW1]text {0} 2\n" : "")
+            << type;
     }
-    EXPECT_EQ(FileText(), kStamp + "[StartUpgrade_PSW1]text") << "of type 2 only";
-}
-
-TEST_F(LogTest, TheFileTakesLinesAsTheyAre) {
-    Log::SetLogEnable(2, true);
-    Log::Write("A", "no line feed");
-    Log::WriteLogP("B", "%s {0} %d\n", "one", 2);
     EXPECT_EQ(Log::m_TextFile, nullptr) << "closed between lines";
-    EXPECT_EQ(FileText(), kStamp + "[A]no line feed" + kStamp + "[B]one {0} 2\n");
+    std::ifstream file("data.log");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), kStamp + "[StartUpgrade_PSW1]text {0} 2")
+        << "of type 2 only";
     std::filesystem::remove("data.log");
     std::filesystem::create_directory("data.log");
+    Log::SetLogEnable(2, true);
     Log::WriteLog("A", "lost, since the file cannot be opened");
     EXPECT_FALSE(Log::CloseLogFile());
 }
 
-TEST_F(LogTest, LongTextsAreCut) {
-    Log::SetLogEnable(1, true);
-    const std::string text(100000, 'x');
-    EXPECT_EQ(Printed([&] { Log::WriteLogP("Tag", "%s", text.c_str()); }),
-              kStamp + "[Tag]" + std::string(1023, 'x') + "\n");
-    EXPECT_GT(Printed([&] { Log::Write("Tag", text); }).size(), 4096U);
-}
-
-TEST_F(LogTest, DumpsSixteenBytesARow) {
+TEST_F(LogTest, CutsLongTextsAndDumpsSixteenBytesARow) {
     const std::string tabs(10, '\t');
     const auto dump = [](const std::string& data) {
         return Printed([&] {
@@ -93,6 +75,10 @@ TEST_F(LogTest, DumpsSixteenBytesARow) {
     };
     EXPECT_EQ(dump("AB"), "");
     Log::SetLogEnable(1, true);
+    const std::string text(100000, 'x');
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("Tag", "%s", text.c_str()); }),
+              kStamp + "[Tag]" + std::string(1023, 'x') + "\n");
+    EXPECT_GT(Printed([&] { Log::Write("Tag", text); }).size(), 4096U);
     const std::string stamped = kStamp + "[Tag]data\n";
     EXPECT_EQ(dump(""), stamped);
     EXPECT_EQ(dump("AB%\r\n"), stamped + tabs + "0000: 41 42 25 0d 0a" + std::string(36, ' ') + "AB...\n");
