@@ -4,7 +4,6 @@
 
 #include "package/ModuleData.h"
 #include "package/PSWFile.h"
-#include "printer/PrinterComm.h"
 
 using simulator::Bytes;
 using simulator::Line;
@@ -115,7 +114,7 @@ bool Rig::Run() {
     std::optional<LogCapture> capture;
     if (!bSilent) capture.emplace();
     const std::uint64_t began = clock.NowMs();
-    const bool verdict = module ? WriteModule(port) : Upgrade(port);
+    const bool verdict = Play(port);
     tookMs = clock.NowMs() - began;
     if (capture) log = capture->Take();
     bSettingsBack = settings() == before;
@@ -125,29 +124,38 @@ bool Rig::Run() {
     return verdict;
 }
 
-bool Rig::Upgrade(CComPort& port) {
-    Bytes bytes = simulator::SampleFiles::MakePackage(package);
+bool Rig::Play(CComPort& port) {
+    Bytes bytes =
+        module ? simulator::SampleFiles::MakeModule(*module) : simulator::SampleFiles::MakePackage(package);
     if (damage) damage(bytes);
+    const int size = static_cast<int>(bytes.size());
     PSWFile file;
-    file.iFileLength = static_cast<int>(bytes.size());
-    if (!file.LoadPSWFromMemory(bytes.data(), static_cast<int>(bytes.size()), false)) return false;
+    file.iFileLength = size;
+    ModuleData data;
+    if (module ? !data.LoadModuleFromMemory(bytes.data(), size)
+               : !file.LoadPSWFromMemory(bytes.data(), size, false)) {
+        return false;
+    }
     PrinterComm comm(components, timem);
     CommPortSettings settings = SettingsOf(printer.line, usbName);
-    const bool verdict = comm.PrnCom_UpgradePrinter(&port, &file, &settings, &file.pswComponents);
+    const bool verdict = operation ? operation(comm, &port, &settings)
+                         : module  ? comm.PrnCom_WriteModule(&port, &data, &settings, nullptr)
+                                   : comm.PrnCom_UpgradePrinter(&port, &file, &settings, &file.pswComponents);
     errorCode = comm.iErrorCode;
     return verdict;
 }
 
-bool Rig::WriteModule(CComPort& port) {
-    Bytes bytes = simulator::SampleFiles::MakeModule(*module);
-    if (damage) damage(bytes);
-    ModuleData data;
-    if (!data.LoadModuleFromMemory(bytes.data(), static_cast<int>(bytes.size()))) return false;
-    PrinterComm comm(components, timem);
-    CommPortSettings settings = SettingsOf(printer.line, usbName);
-    const bool verdict = comm.PrnCom_WriteModule(&port, &data, &settings, nullptr);
-    errorCode = comm.iErrorCode;
-    return verdict;
+Given PrinterFaults(std::vector<simulator::Fault> faults) {
+    return [=](Rig& rig) { rig.printer.faults = faults; };
+}
+Given LineFaults(std::vector<LineFault> faults) {
+    return [=](Rig& rig) { rig.line.faults = faults; };
+}
+Given Both(Given first, Given second) {
+    return [=](Rig& rig) {
+        first(rig);
+        second(rig);
+    };
 }
 
 namespace {
@@ -177,9 +185,10 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
     const bool clean = row.verdict && rig.line.faults.empty();
     EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Joined(rig.log, "\n");
 
-    Bytes firmware = rig.Firmware();
+    Bytes firmware = rig.module ? Bytes() : rig.Firmware();
     if (row.banks != RigRow::kAll)
-        firmware.resize(rig.package.bankSize * static_cast<std::size_t>(row.banks));
+        firmware.resize(
+            std::min(firmware.size(), rig.package.bankSize * static_cast<std::size_t>(row.banks)));
     EXPECT_TRUE(rig.model->FlashImage() == firmware) << rig.model->FlashImage().size() << " bytes";
     std::vector<Bytes> modules = rig.Modules();
     if (row.modules != RigRow::kAll && (newForm || rig.module))

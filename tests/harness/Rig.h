@@ -8,6 +8,7 @@
 
 #include "harness/LogCapture.h"
 #include "harness/PrinterPort.h"
+#include "printer/PrinterComm.h"
 #include "simulator/PrinterModel.h"
 #include "simulator/SampleFiles.h"
 #include "simulator/boot/RenesasBootDevice.h"
@@ -36,6 +37,8 @@ class Rig {
     int components = 3;                         ///< -c
     std::string usbName = "F0F0|0205|SIM0001";  ///< -d of a USB port
     bool bSilent = false;                       ///< keeps no log, to be quick
+    /// Something else than an upgrade or a module; the port is not open.
+    std::function<bool(PrinterComm&, CComPort*, CommPortSettings*)> operation;
 
     // ---- what came of it ----
     /// The verdict. A rig runs once.
@@ -54,10 +57,19 @@ class Rig {
     bool HasAll() const;
 
  private:
-    bool Upgrade(CComPort& port);
-    bool WriteModule(CComPort& port);
+    bool Play(CComPort& port);
     void MakeBootDevice();
 };
+
+/// What is otherwise than usual in a row: of the printer, of the line, or anything.
+using Given = std::function<void(Rig&)>;
+Given PrinterFaults(std::vector<simulator::Fault> faults);
+Given LineFaults(std::vector<LineFault> faults);
+Given Both(Given first, Given second);
+template <class Member, class Value>
+Given Printer(Member simulator::PrinterOptions::*member, const Value& value) {
+    return [=](Rig& rig) { rig.printer.*member = value; };
+}
 
 /// One row of a procedure's table.
 struct RigRow {
@@ -67,7 +79,7 @@ struct RigRow {
     const char* what;
     simulator::Line line;
     Forms forms;
-    std::function<void(Rig&)> given;  ///< what is otherwise than usual
+    Given given;
     bool verdict;
     int banks;    ///< of the firmware in the printer afterwards, from its start; kAll for all of them
     int modules;  ///< in the printer afterwards (new form); kAll for all

@@ -1,231 +1,297 @@
-#include "upgrade/UpgradePrinter_ModeU1.h"
-
-#include <gtest/gtest.h>
-
-#include "harness/LogCapture.h"
-#include "package/PSWComponents.h"
-#include "port/CommPortSettings.h"
-#include "upgrade/TestPackage.h"
+// Procedure U1: the banks in one group, tried four times. A serial or USB printer answers the group, unless
+// its settings say otherwise; one on Ethernet is judged by the release that it reports afterwards.
+#include "harness/Rig.h"
 
 namespace {
 
-const Lines kBlocks{"Sending flash block start...1/2", "Sending flash block end  ...1/2",
-                    "Sending flash block start...2/2", "Sending flash block end  ...2/2"};
+using simulator::Bytes;
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
+using simulator::PrinterOptions;
+
+constexpr int kAll = RigRow::kAll;
+constexpr auto kOld = RigRow::kOld;
+constexpr auto kBoth = RigRow::kBoth;
+
+const std::string kTag = "[SendBankFlashBanksNew]";
+const std::string kFailed = kTag + "Upgrade Return Status: 0";
+const std::string kDone = kTag + "Upgrade Return Status: 1";
+const std::string kSomeProblem =
+    "[SendFW]Some serious problem occurred during the upgrade process. Please repeat operation.";
+const std::string kRepeat =
+    "[SendFW]You have problem during the upgrade procedure.  Please repeat the upgrade.";
+const std::string kService =
+    "[SendFW]You have a serious problem during upgrade phase. Please send your printer to Quorva Technical "
+    "Service.";
+const std::string kNoRelease = kTag + "Read FW Release Error";
+const std::string kNotProgrammed = kTag + "Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED";
 
 std::string Try(int number) {
-    return "Error on sending banks. This is the " + std::to_string(number) + "/3 try.";
+    return "[SendFW]Error on sending banks. This is the " + std::to_string(number) + "/3 try.";
+}
+std::string Block(const char* what, int number) {
+    return kTag + "Sending flash block " + what + "..." + std::to_string(number) + "/5";
+}
+Fault Answers(Bytes answer, int occurrence) {
+    return Fault::Says(Exchange::BankGroup, std::move(answer)).At(occurrence);
+}
+Fault Late(std::uint64_t ms) {
+    return Fault::Late(Exchange::BankGroup, ms).At(1);
+}
+Given Timem(int timem) {
+    return [=](Rig& rig) { rig.timem = timem; };
+}
+Given Setting(const char* text) {
+    return Printer(&PrinterOptions::configuration, std::string(text));
+}
+/// The inquiries after a group on Ethernet: the 4th of the run and each second one from there.
+Given Releases(const std::vector<std::string>& answers) {
+    std::vector<Fault> faults;
+    for (std::size_t i = 0; i < answers.size(); ++i)
+        faults.push_back(Fault::Says(Exchange::Release, Bytes(answers[i].begin(), answers[i].end()))
+                             .At(4 + 2 * static_cast<int>(i)));
+    for (Fault& fault : faults)
+        if (fault.answers[0].empty()) fault.answers.clear();
+    return PrinterFaults(faults);
 }
 
-/// A run of SendFW with two banks of 60 bytes.
-struct Rig {
-    explicit Rig(COMMPORTTYPE type = COMMPORT_SERIAL, int timem = 1) : port(&clock, type), engine(3, timem) {}
-
-    bool SendFW(int answerSetting = 1) {
-        return engine.SendFW(info, port, package.file, settings, nullptr, nullptr, answerSetting);
-    }
-
-    /// The group alone, with an error code that a silent failure leaves.
-    bool SendGroup(bool sameVersion = false) {
-        const Bytes sums = SumsOf(firmware, 120);
-        err = 77;
-        return engine.SendBankFlashBanksNew(port, firmware.data(), 60, 2, sums[0] * 256UL + sums[1],
-                                            sums[2] * 256UL + sums[3], 0, err, "1.05", sameVersion, 1,
-                                            nullptr);
-    }
-
-    VirtualClock clock;
-    ScriptedPort port;
-    int err = 0;
-    Bytes firmware = Pattern(120);
-    // One sum over both banks: the index does not start again in the second.
-    const Bytes group = StartOf(0, 1) + firmware + ProgramOf(0, 1, SumsOf(firmware, 120));
-    TestPackage package{"105", 2, firmware};
-    UpgradePrinter_ModeU1 engine;
-    UpgradeDataInfo info;
-    CommPortSettings settings;
-};
-
-TEST(UpgradeU1, AGroupThatIsTakenAtTheFourthTryThoughThePrinterStaysAway) {
-    Rig rig;
-    ReleaseAsked(rig.port.OnReOpen());
-    for (const unsigned char answer : Bytes{0x99, 0x77, 0x88, 0xAA})
-        rig.port.Expect(rig.group).Answer(Bytes{answer});
-    for (int i = 0; i < 9; ++i) rig.port.OnReOpen(false);
-    LogCapture log;
-    EXPECT_TRUE(rig.SendFW());
-    EXPECT_STREQ(rig.engine.szErrorMessage, "");
-    EXPECT_EQ(rig.clock.WaitedUs(), (3 + 8 * 2 + 3) * 1000000U);
-    const Lines lines = log.Take("SendBankFlashBanksNew");
-    EXPECT_EQ(
-        Lines(lines.begin(), lines.begin() + 7),
-        (kBlocks + Lines{"Programming answer: 0x99", "Answer: ERROR_CECKSUM", "Upgrade Return Status: 0"}));
-    EXPECT_EQ(Lines(lines.end() - 3, lines.end()),
-              (Lines{"ReOpen Error. Num max Retry found. Throw Error", "Answer: NO_ERROR_COM",
-                     "Upgrade Return Status: 1"}));
-    for (const auto& sent : rig.port.sent) {
-        const bool bank = sent.bytes.size() == 60;
-        EXPECT_EQ(sent.uiWPacketSize, bank ? 48U : 1000U);
-        EXPECT_EQ(sent.uiTimeoutTX, bank ? 2500U : 500U);
-    }
+TEST(UpgradeU1, AnsweredGroups) {
+    const auto back = [](const Rig& rig) { EXPECT_TRUE(rig.bSettingsBack); };
+    PlayRows(
+        "U1",
+        {
+            {"taken at the fourth try, and the port stays away",
+             Line::Serial,
+             kOld,
+             Both(PrinterFaults({Answers({0x99}, 1), Answers({0x77}, 2), Answers({0x88}, 3)}),
+                  LineFaults({{"ReOpen", LineFault::kError, 2, 10}})),
+             true,
+             kAll,
+             0,
+             {kTag + "Programming answer: 0x99", kTag + "Answer: ERROR_CECKSUM", kFailed, kRepeat, Try(1),
+              kTag + "Answer: ERROR_BANK_NOT_PROGRAMMED", kFailed, kService, Try(2),
+              kTag + "Answer: ERROR_BANK_NOT_DELETED", kFailed, kService, Try(3),
+              kTag + "Programming answer: 0xaa", kTag + "ReOpen Error. Retry 9",
+              kTag + "ReOpen Error. Num max Retry found. Throw Error", kTag + "Answer: NO_ERROR_COM", kDone,
+              "!" + Try(4)},
+             back},
+            {"four tries at most; a silent failure keeps the text of the one before",
+             Line::Usb,
+             kBoth,
+             PrinterFaults({Answers({0x33, 0x33}, 1), Answers({0x99}, 2),
+                            Fault::Silence(Exchange::BankGroup).At(3), Answers({0x77}, 4)}),
+             false,
+             0,
+             1,
+             {kSomeProblem, Try(1), kRepeat, Try(2), kRepeat, Try(3), kService, Try(4), "!" + kDone},
+             back},
+            {"damaged",
+             Line::Serial,
+             kBoth,
+             PrinterFaults({Answers({0x66}, 1)}),
+             false,
+             0,
+             1,
+             {kTag + "Answer: ERROR_BANK_DAMAGED", kFailed, "!" + Try(1)}},
+            {"signature",
+             Line::Serial,
+             kOld,
+             PrinterFaults({Answers({0x55}, 1)}),
+             false,
+             0,
+             0,
+             {kTag + "Answer: ERROR_SEND_SIGN", kFailed, "!" + Try(1)}},
+            {"unknown answer",
+             Line::Serial,
+             kOld,
+             PrinterFaults({Answers({0x00}, 1)}),
+             false,
+             0,
+             0,
+             {kTag + "Programming answer: 0x00", kTag + "Answer: ERROR_DEFAULT_CASE", kFailed, "!" + Try(1)}},
+            {"no start command",
+             Line::Serial,
+             kOld,
+             LineFaults({{"Write", LineFault::kError, 12}}),
+             false,
+             0,
+             0,
+             {kTag + "ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1), "!" + Block("start", 1)},
+             back},
+            {"half of the second block",
+             Line::Serial,
+             kOld,
+             LineFaults({{"Write", LineFault::kShort, 14}}),
+             true,
+             kAll,
+             0,
+             {Block("end  ", 2), kSomeProblem, Try(1)},
+             back},
+            {"half of the program command",
+             Line::Serial,
+             kOld,
+             LineFaults({{"Write", LineFault::kShort, 18}}),
+             true,
+             kAll,
+             0,
+             {Block("end  ", 5), kSomeProblem, Try(1)},
+             back},
+            {"an answer as the time is up",
+             Line::Serial,
+             kOld,
+             PrinterFaults({Late(107900)}),
+             true,
+             kAll,
+             0,
+             {kTag + "Answer: NO_ERROR_COM", "!" + Try(1)}},
+            {"an answer too late",
+             Line::Serial,
+             kOld,
+             PrinterFaults({Late(108600)}),
+             true,
+             kAll,
+             0,
+             {Try(1)}},
+            {"the time is multiplied",
+             Line::Usb,
+             kOld,
+             Both(Timem(2), PrinterFaults({Late(200000)})),
+             true,
+             kAll,
+             0,
+             {kTag + "Answer: NO_ERROR_COM", "!" + Try(1)}},
+            {"one read when there is no time",
+             Line::Serial,
+             kOld,
+             Timem(0),
+             true,
+             kAll,
+             0,
+             {kDone, "!" + Try(1)}},
+            {"one read is too short",
+             Line::Serial,
+             kOld,
+             Both(Timem(0), PrinterFaults({Late(1000)})),
+             true,
+             kAll,
+             0,
+             {Try(1)}},
+        });
 }
 
-// A try that fails silently keeps the code of the one before, hence its text.
-TEST(UpgradeU1, FourTriesAtMostEachWithItsText) {
-    Rig rig;
-    ReleaseAsked(rig.port);
-    rig.port.Expect(rig.group).Answer(Bytes{0xAA, 0xAA});
-    rig.port.Expect(rig.group).Answer(Bytes{0x99});
-    rig.port.Expect(rig.group).Silence(220);  // 110 s of reads of half a second
-    rig.port.Expect(rig.group).Answer(Bytes{0x77});
-    LogCapture log;
-    EXPECT_FALSE(rig.SendFW());
-    const std::string repeat = "You have problem during the upgrade procedure.  Please repeat the upgrade.";
-    const Lines texts{"Some serious problem occurred during the upgrade process. Please repeat operation.",
-                      repeat, repeat,
-                      "You have a serious problem during upgrade phase. Please send your printer to Quorva "
-                      "Technical Service."};
-    Lines lines;
-    for (int i = 0; i < 4; ++i)
-        lines = lines + Lines{"Sending bank...1", texts[static_cast<std::size_t>(i)], Try(i + 1)};
-    EXPECT_EQ(log.Take("SendFW"), lines);
-    EXPECT_EQ(rig.engine.szErrorMessage, Try(4));
-    EXPECT_EQ(rig.clock.WaitedUs(), 4000000U);
+TEST(UpgradeU1, SettingOfAUsbPrinter) {
+    const std::string line = "[StartUpgrade_PSW1]iUSB_PRG_ANSWER:";
+    const std::string away = kTag + "Different version: Wait printer reset...";
+    const std::string same = kTag + "Same version: Wait then exit...";
+    const std::string answered = kTag + "Answer: NO_ERROR_COM";
+    const auto release = Printer(&PrinterOptions::release, std::string("1.06"));
+    const auto stays = Printer(&PrinterOptions::restartMs, std::uint64_t{60000});
+    const auto Takes = [](std::uint64_t ms) { return [=](const Rig& rig) { EXPECT_EQ(rig.namedMs, ms); }; };
+    PlayRows("U1",
+             {
+                 {"no answer",
+                  Line::Usb,
+                  kBoth,
+                  Setting("0;7"),
+                  true,
+                  kAll,
+                  kAll,
+                  {away, kTag + "Different version: Printer reset...", kDone, "!" + answered}},
+                 {"no answer, and it stays away",
+                  Line::Usb,
+                  kOld,
+                  Both(Setting("0"), stays),
+                  true,
+                  kAll,
+                  0,
+                  {away, kDone},
+                  Takes(30000 + 3000)},
+                 {"no answer, the same release",
+                  Line::Usb,
+                  kOld,
+                  Both(Setting("0"), release),
+                  true,
+                  kAll,
+                  0,
+                  {line + "0", same, kDone, "!" + away},
+                  Takes(6000 + 3000)},
+                 {"the first piece that is not empty",
+                  Line::Usb,
+                  kOld,
+                  Setting(";;0;1"),
+                  true,
+                  kAll,
+                  0,
+                  {line + "0", away}},
+                 {"another number", Line::Usb, kOld, Setting("2;0"), true, kAll, 0, {line + "2", answered}},
+                 {"no number", Line::Usb, kOld, Setting("x;0"), true, kAll, 0, {answered, "!" + line + "0"}},
+                 {"it speaks of USB alone",
+                  Line::Serial,
+                  kOld,
+                  Setting("0"),
+                  true,
+                  kAll,
+                  0,
+                  {line + "0", answered}},
+             });
 }
 
-TEST(UpgradeU1, AFatalAnswerLeavesTheMessageOfTheTryBefore) {
-    for (const unsigned char fatal : Bytes{0x66, 0x55, 0x00}) {
-        Rig rig;
-        ReleaseAsked(rig.port).Expect(StartOf(0, 1)).FailWrite();  // a block that is not taken is retried
-        rig.port.Expect(rig.group).Answer(Bytes{fatal});
-        EXPECT_FALSE(rig.SendFW());
-        EXPECT_EQ(rig.engine.szErrorMessage, Try(1));
-    }
-    Rig start;
-    ReleaseAsked(start.port).FailWrite();
-    EXPECT_FALSE(start.SendFW());
-    EXPECT_STREQ(start.engine.szErrorMessage, "");
-}
-
-TEST(UpgradeU1, WritesThatFail) {
-    const struct {
-        std::size_t before, taken;
-        int err;
-        Lines log;
-    } rows[] = {
-        {0, 0, 111, {"ERROR_COMMAND_TO_SEND_BANK"}},
-        {4, 59, 112, {kBlocks[0], kBlocks[1]}},
-        {64, 0, 112, kBlocks},
-        {124, 0, 77, kBlocks},  // the trailer leaves the code as it was
-    };
-    for (const auto& row : rows) {
-        Rig rig;
-        if (row.before != 0) rig.port.Expect(Slice(rig.group, 0, row.before));
-        rig.port.FailWrite(1, row.taken);
-        LogCapture log;
-        EXPECT_FALSE(rig.SendGroup());
-        EXPECT_EQ(rig.err, row.err);
-        EXPECT_EQ(log.Take("SendBankFlashBanksNew"), row.log);
-        EXPECT_EQ(rig.port.uiWPacketSize, 1000U);
-        EXPECT_EQ(rig.port.uiTimeoutTX, 500U);
-    }
-}
-
-TEST(UpgradeU1, UsbWithoutAnswer) {
-    for (const bool same : {true, false}) {
-        Rig rig(COMMPORT_USB, 2);
-        ReleaseAsked(rig.port.OnReOpen(), same ? "1.05" : "1.04").Expect(rig.group);
-        for (int i = 0; !same && i < 7; ++i) rig.port.OnReOpen(false);
-        LogCapture log;
-        EXPECT_TRUE(rig.SendFW(0));
-        EXPECT_EQ(log.Take("SendBankFlashBanksNew"),
-                  (kBlocks + Lines{same ? "Same version: Wait then exit..."
-                                        : "Different version: Wait printer reset...",
-                                   "Upgrade Return Status: 1"}));
-        EXPECT_EQ(rig.clock.WaitedUs(), ((same ? 12U : 60U) + 6) * 1000000);
-    }
-    // The setting speaks of USB alone.
-    Rig serial(COMMPORT_SERIAL);
-    ReleaseAsked(serial.port).Expect(serial.group).Answer(Bytes{0xAA});
-    EXPECT_TRUE(serial.SendFW(0));
-}
-
-// One group over Ethernet, judged by the release that the printer reports afterwards.
 TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
-    const std::string silent = "Read FW Release Error";
-    const Lines wrong{"Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED", "Upgrade Return Status: 0"};
-    const Lines right{"New FW Release :1.05", "Upgrade succesfully, version correct. Force NO_ERROR_COM",
-                      "Upgrade Return Status: 1"};
-    const struct {
-        const char* what;
-        Lines releases;  // to the inquiries in turn; "" is silence
-        int err;
-        std::uint64_t ms;
-        Lines log;
-    } rows[] = {
-        {"same", {}, 0, 10000, {"Same version. Force NO_ERROR_COM", "Upgrade Return Status: 1"}},
-        {"another", {"1.04"}, 102, 10000, Lines{"New FW Release :1.04"} + wrong},
-        {"new", {"1.05 ", "105", "", "1.05"}, 0, 15000, Lines(3, silent) + right},
-        {"nine silences", Lines(9), 102, 9000 + 9 * 1500 + 8 * 500, Lines(9, silent) + wrong},
-        {"no handshake", {}, 77, 10000, {"Handshake Communication Error"}},  // the code stays
-    };
-    for (const auto& row : rows) {
-        Rig rig(COMMPORT_ETHERNET);
-        rig.port.Expect(rig.group).OnClose();
-        for (const std::string& release : row.releases) {
-            rig.port.OnReOpen(false).OnHandshake().Expect(ReleaseInquiry());  // the re-open is not looked at
-            release.empty() ? rig.port.Silence() : rig.port.Answer(release);
-            rig.port.OnClose();
-        }
-        if (row.err == 77) rig.port.OnReOpen().OnHandshake(false);
-        const std::uint64_t begin = rig.clock.NowMs();
-        LogCapture log;
-        EXPECT_EQ(rig.SendGroup(std::string(row.what) == "same"), row.err == 0) << row.what;
-        EXPECT_EQ(rig.err, row.err) << row.what;
-        EXPECT_EQ(log.Take("SendBankFlashBanksNew"),
-                  kBlocks + Lines{"Waiting before closing port.."} + row.log);
-        EXPECT_EQ(rig.clock.NowMs() - begin, row.ms) << row.what;
-    }
-}
-
-TEST(UpgradeU1, TheTimeForAnAnswer) {
-    const struct {
-        int timem, silences;
-        bool result;
-    } rows[] = {{1, 219, true}, {2, 439, true}, {0, 0, true}, {0, 1, false}, {-1, 1, false}};
-    for (const auto& row : rows) {
-        Rig rig(COMMPORT_SERIAL, row.timem);
-        rig.port.Expect(rig.group);
-        if (row.silences != 0) rig.port.Silence(row.silences);
-        if (row.result) rig.port.Answer(Bytes{0xAA});
-        EXPECT_EQ(rig.SendGroup(), row.result) << row.timem;
-        EXPECT_EQ(rig.err, row.result ? 0 : 77) << row.timem;
-    }
-}
-
-// The printer's settings text: its first piece, when it is a number, says whether a USB printer answers.
-TEST(UpgradeU1, AnswerSettingOfThePrinter) {
-    const std::string line = "iUSB_PRG_ANSWER:";
-    const std::string none = "START Upgrade PSW1";
-    const struct {
-        const char* text;
-        bool answers;
-        std::string first;  // line of the log
-    } rows[] = {{"0;7", false, line + "0"},
-                {";;0;1", false, line + "0"},
-                {"2;0", true, line + "2"},
-                {"x;0", true, none},
-                {"", true, none}};
-    for (const auto& row : rows) {
-        Rig rig(COMMPORT_USB);
-        rig.info.SetUpgradeConfigurationSettings(row.text);
-        ReleaseAsked(rig.port, "1.05").Expect(rig.group);
-        if (row.answers) rig.port.Answer(Bytes{0xAA});
-        PSWComponents list;
-        LogCapture log;
-        EXPECT_TRUE(rig.engine.StartUpgrade_PSW1(rig.info, rig.port, rig.package.file, rig.settings, nullptr,
-                                                 nullptr, list));
-        EXPECT_EQ(log.Take("StartUpgrade_PSW1").front(), row.first) << row.text;
-    }
+    const std::string right = kTag + "Upgrade succesfully, version correct. Force NO_ERROR_COM";
+    PlayRows(
+        "U1",
+        {
+            {"the same before",
+             Line::Ethernet,
+             kBoth,
+             Printer(&PrinterOptions::release, std::string("1.06")),
+             true,
+             kAll,
+             kAll,
+             {kTag + "Waiting before closing port..", kTag + "Same version. Force NO_ERROR_COM", kDone}},
+            {"at last the right one",
+             Line::Ethernet,
+             kOld,
+             Releases({"1.06 ", "106", ""}),
+             true,
+             kAll,
+             0,
+             {kNoRelease, kNoRelease, kNoRelease, kTag + "New FW Release :1.06", right, kDone}},
+            {"another one after each try",
+             Line::Ethernet,
+             kOld,
+             Printer(&PrinterOptions::releaseAfter, std::string("1.04")),
+             false,
+             kAll,
+             0,
+             {kTag + "New FW Release :1.04", kNotProgrammed, kFailed, kService, Try(1), kFailed, Try(4)}},
+            {"nine silences are a failed try",
+             Line::Ethernet,
+             kOld,
+             Releases(Lines(9)),
+             true,
+             kAll,
+             0,
+             {kNoRelease, kNoRelease, kNoRelease, kNoRelease, kNoRelease, kNoRelease, kNoRelease, kNoRelease,
+              kNoRelease, kNotProgrammed, kFailed, kService, Try(1), right, kDone}},
+            {"eight are not",
+             Line::Ethernet,
+             kOld,
+             Releases(Lines(8)),
+             true,
+             kAll,
+             0,
+             {right, kDone, "!" + Try(1)}},
+            {"no handshake afterwards",
+             Line::Ethernet,
+             kOld,
+             PrinterFaults({Fault::Silence(Exchange::Status).Between(2, Fault::kAlways)}),
+             false,
+             kAll,
+             0,
+             {kTag + "Handshake Communication Error", kSomeProblem, Try(1), "!" + kFailed}},
+        });
 }
 
 }  // namespace

@@ -1,147 +1,174 @@
-#include "upgrade/UpgradePrinter_ModeU5.h"
-
-#include <gtest/gtest.h>
-
-#include "harness/LogCapture.h"
-#include "port/CommPortSettings.h"
-#include "upgrade/TestPackage.h"
+// Procedure U5: a group of three banks of code, a restart, then the data banks one by one, each answered but
+// the last.
+#include "harness/Rig.h"
 
 namespace {
 
-bool SendFW(CComPort& port, const Bytes& firmware) {
-    TestPackage package("105", static_cast<int>(firmware.size() / 50), firmware);
-    UpgradePrinter_ModeU5 engine(3, 1);
-    UpgradeDataInfo info;
-    CommPortSettings settings;
-    return engine.SendFW(info, port, package.file, settings, nullptr, nullptr);
+using simulator::Bytes;
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
+using simulator::PrinterOptions;
+
+constexpr int kAll = RigRow::kAll;
+constexpr auto kOld = RigRow::kOld;
+constexpr auto kBoth = RigRow::kBoth;
+
+const std::string kTag = "[SendBankFlashDATA]";
+const std::string kCode = "[SendBankFlashCODE]";
+const std::string kError = "[SendFW]Upgrade Error";
+const std::string kLost = "Communication Error! exit...";
+const std::string kWaitError = kTag + "Wait Answer Error";
+
+Given Banks(unsigned banks) {
+    return [=](Rig& rig) { rig.printer.bankCount = rig.package.banks = banks; };
 }
-
-/// The data bank 3 of 5, of 20 bytes.
-struct DataBank {
-    explicit DataBank(COMMPORTTYPE type = COMMPORT_ETHERNET, int timem = 1)
-        : port(&clock, type), engine(3, timem) {
-        port.Expect(StartOf(3, 3) + bank + ProgramOf(3, 3, {1, 2, 3, 4}));
-    }
-    /// Sends it; the log behind the three lines of the transfer.
-    Lines Send(int result, bool isLast = false) {
-        LogCapture log;
-        EXPECT_EQ(
-            engine.SendBankFlashDATA(port, bank.data(), 20, 0x0102, 0x0304, false, nullptr, 3, 5, isLast),
-            result);
-        const Lines lines = log.Take("SendBankFlashDATA");
-        EXPECT_EQ(lines.at(1), "Sending bank...4/5 (80%)");
-        EXPECT_EQ(port.uiTimeoutRX, 500U);
-        return {lines.begin() + 3, lines.end()};
-    }
-
-    VirtualClock clock;
-    ScriptedPort port;
-    Bytes bank = Pattern(20);
-    UpgradePrinter_ModeU5 engine;
-};
-
-// The whole run: the code group, the reset, the banks one by one; all banks but the last are answered. The
-// same release is sent all the same.
-TEST(UpgradeU5, ThreeToFiveBanksOverEachPort) {
-    const struct {
-        COMMPORTTYPE type;
-        unsigned banks;
-        int away;  // re-opens of the reset after the code group that fail
-        std::uint64_t seconds;
-    } rows[] = {
-        // 5 re-open, 30 or 2 reset, 1, 2 re-open, 1 after each data bank, 1
-        {COMMPORT_ETHERNET, 3, 0, 39}, {COMMPORT_SERIAL, 4, 0, 40}, {COMMPORT_ETHERNET, 5, 0, 41},
-        {COMMPORT_USB, 3, 6, 41},      {COMMPORT_USB, 5, 7, 43},
+Given Answers(const Bytes& answer) {
+    return PrinterFaults({Fault::Says(Exchange::DataBank, answer).At(1)});
+}
+Given Late(std::uint64_t ms, int timem = 1) {
+    return [=](Rig& rig) {
+        rig.printer.faults = {Fault::Late(Exchange::DataBank, ms).At(1)};
+        rig.timem = timem;
     };
-    for (const auto& row : rows) {
-        VirtualClock clock;
-        ScriptedPort port(&clock, row.type);
-        const Bytes firmware = Pattern(row.banks * 50);
-        ReleaseAsked(port.OnReOpen().OnHandshake(), "1.05")
-            .OnSaveLocation()
-            .Expect(GroupOf(firmware, 50, 0, 2));
-        if (row.type == COMMPORT_USB) {
-            for (int i = 0; i < row.away; ++i) port.OnReOpen(false);
-            if (row.away < 7) port.OnReOpen();
-            port.OnRestoreLocation();
-        }
-        port.OnClose().OnReOpen();
-        for (int i = 3; i < static_cast<int>(row.banks); ++i) {
-            port.Expect(GroupOf(firmware, 50, i, i));
-            if (i + 1 < static_cast<int>(row.banks)) port.Answer(Bytes{0xAA});
-        }
-        if (row.type == COMMPORT_USB && row.banks > 3) port.OnReOpen();
-        port.OnClose();
-        EXPECT_TRUE(SendFW(port, firmware)) << row.banks;
-        EXPECT_EQ(clock.WaitedUs(), row.seconds * 1000000) << row.type << " " << row.banks;
-        for (const auto& sent : port.sent) EXPECT_TRUE(sent.bytes.size() < 8 || sent.uiWPacketSize == 57344U);
-    }
 }
 
-// 0x95 is no answer here and 0x99 is one: the reverse of a module's.
-TEST(UpgradeU5, AnswersOfADataBank) {
-    for (const unsigned char answer : Bytes{0xAA, 0x33, 0x44, 0x66, 0x77, 0x88, 0x99}) {
-        DataBank data;
-        data.port.Answer(Bytes{0x95, 0x00, 0x55, answer, 0xAA, 0x33});
-        const Lines log = data.Send(answer == 0xAA ? 1 : 0);
-        EXPECT_EQ(Lines(log.begin(), log.begin() + 2), (Lines{"Waiting Answer...", "Read Answer len: 6"}));
-        EXPECT_EQ(log.back() == "Answer Error(0x99) : Generic Error", answer == 0x99);
-    }
-}
-
-TEST(UpgradeU5, AnAnswerIsWaitedForSixtySecondsTimesTheMultiplier) {
-    const struct {
-        int timem, silences;  // of 5 s each
-        bool answered;
-        int result;
-    } rows[] = {{1, 11, true, 1}, {2, 22, true, 1}, {1, 12, false, 0}, {0, 0, true, 0}};  // 0: discarded
-    for (const auto& row : rows) {
-        DataBank data(COMMPORT_ETHERNET, row.timem);
-        if (row.silences != 0) data.port.Silence(row.silences);
-        if (row.answered) data.port.Answer(Bytes{0xAA});
-        EXPECT_EQ(data.Send(row.result).back() == "Wait Answer Error", row.result == 0) << row.timem;
-    }
-}
-
-// A line that comes back at once with nothing is polled at a pace, and no further than the limit.
-TEST(UpgradeU5, AnAnswerWaitDoesNotSpin) {
-    VirtualClock clock;
-    ScriptedPort port;  // its reads take no time
-    Bytes bank = Pattern(20);
-    port.Expect(StartOf(3, 3) + bank + ProgramOf(3, 3, Bytes(4))).SilenceUntilAsked();
-    UpgradePrinter_ModeU5 engine(3, 1);
-    EXPECT_EQ(engine.SendBankFlashDATA(port, bank.data(), 20, 0, 0, false, nullptr, 3, 5, false), 0);
-    EXPECT_LE(clock.waits.size(), 60000U / 20 + 2);
-    EXPECT_NEAR(static_cast<double>(clock.WaitedUs()), 61e6, 3e4);
-}
-
-TEST(UpgradeU5, TheLastBankWaitsForTheResetOnUsb) {
-    for (const int failures : {2, 7}) {
-        DataBank data(COMMPORT_USB);
-        for (int i = 0; i < failures; ++i) data.port.OnReOpen(false);
-        if (failures < 7) data.port.OnReOpen();
-        EXPECT_EQ(data.Send(1, true).size(), failures < 7 ? 2U : 1U);
-        EXPECT_EQ(data.clock.WaitedUs(), failures < 7 ? 11000000U : 31000000U);
-        EXPECT_EQ(data.port.Calls("RestoreAddrNumFrmLocatio"), 0);
-    }
-}
-
-// A bank that is refused is the last one sent; a printer that does not come back is sent the first one.
-TEST(UpgradeU5, FailuresOfTheRun) {
-    const Bytes firmware = Pattern(250);
-    for (const bool back : {true, false}) {
-        VirtualClock clock;
-        ScriptedPort port(&clock);
-        ReleaseAsked(port.OnReOpen()).Expect(GroupOf(firmware, 50, 0, 2));
-        if (back) port.OnReOpen().Expect(GroupOf(firmware, 50, 3, 3)).Answer(Bytes{0x77});
-        for (int i = 0; !back && i < 9; ++i) port.OnReOpen(false);
-        if (!back) port.FailWrite();
-        LogCapture log;
-        EXPECT_FALSE(SendFW(port, firmware));
-        const Lines lines = log.Take("SendFW");
-        EXPECT_EQ(lines.back(), "Upgrade Error");
-        EXPECT_EQ(lines.size(), back ? 1U : 11U);
-    }
+TEST(UpgradeU5, Table) {
+    const std::string waits = kCode + "Com or Eth port: Wait then exit...";
+    const std::string back = kCode + "Different version: Printer reset...";
+    const std::string lastAway = kTag + "Different version: Wait printer reset...";
+    const std::string lastBack = kTag + "Different version: Printer reset... Done";
+    const auto renamed = [](Rig& rig) {
+        rig.printer.serialInCodePhase = "BOOT7";
+        rig.printer.serialAfterUpgrade = "SIM0007";
+    };
+    const auto atOnce = [](Rig& rig) {
+        rig.timem = 0;
+        rig.printer.programMs = rig.printer.restartMs = 0;
+    };
+    PlayRows("U5",
+             {
+                 {"code alone",
+                  Line::Ethernet,
+                  kBoth,
+                  Banks(3),
+                  true,
+                  kAll,
+                  kAll,
+                  {waits, "!" + kTag + "Waiting Answer..."}},
+                 {"one data bank is the last",
+                  Line::Serial,
+                  kBoth,
+                  Banks(4),
+                  true,
+                  kAll,
+                  kAll,
+                  {waits, kTag + "Sending bank...4/4 (100%)", kTag + "Wait than exit...",
+                   "!" + kTag + "Waiting Answer..."}},
+                 {"another number on USB meanwhile",
+                  Line::Usb,
+                  kOld,
+                  renamed,
+                  true,
+                  kAll,
+                  0,
+                  {"!" + back, kTag + "Sending bank...4/5 (80%)", kTag + "Waiting Answer...", lastAway}},
+                 {"the last restart is waited for",
+                  Line::Usb,
+                  kBoth,
+                  {},
+                  true,
+                  kAll,
+                  kAll,
+                  {back, lastAway, lastBack}},
+                 {"the same release goes all the same",
+                  Line::Ethernet,
+                  kOld,
+                  Printer(&PrinterOptions::release, std::string("1.06")),
+                  true,
+                  kAll,
+                  0,
+                  {waits}},
+                 {"0x95 is no answer, what follows one is not looked at",
+                  Line::Ethernet,
+                  kOld,
+                  Answers({0x95, 0x00, 0x55, 0xAA, 0x33}),
+                  true,
+                  kAll,
+                  0,
+                  {kTag + "Read Answer len: 5"}},
+                 {"an answer at the last moment",
+                  Line::Ethernet,
+                  kOld,
+                  Late(60400),
+                  true,
+                  kAll,
+                  0,
+                  {"!" + kWaitError}},
+                 {"an answer too late", Line::Ethernet, kOld, Late(61500), false, 4, 0, {kWaitError, kError}},
+                 {"the wait is multiplied",
+                  Line::Ethernet,
+                  kOld,
+                  Late(110000, 2),
+                  true,
+                  kAll,
+                  0,
+                  {"!" + kWaitError}},
+                 {"an answer as the time is up does not count",
+                  Line::Ethernet,
+                  kOld,
+                  atOnce,
+                  false,
+                  4,
+                  0,
+                  {kTag + "Read Answer len: 1", kWaitError, kError}},
+                 {"a printer that does not come back",
+                  Line::Ethernet,
+                  kOld,
+                  Printer(&PrinterOptions::restartMs, std::uint64_t{120000}),
+                  false,
+                  3,
+                  0,
+                  {"[SendFW]ReOpen Error. Retry 9", "[SendFW]ReOpen Error. Num max Retry found. Throw Error",
+                   kTag + "Sending command to start upgrade...", kTag + kLost, kError}},
+                 {"a printer on USB that does not",
+                  Line::Usb,
+                  kOld,
+                  Printer(&PrinterOptions::restartMs, std::uint64_t{120000}),
+                  false,
+                  3,
+                  0,
+                  {kCode + "Different version: Wait printer reset...", "!" + back, kTag + kLost, kError}},
+                 {"cut in the code",
+                  Line::Ethernet,
+                  kBoth,
+                  PrinterFaults({Fault::Cut(Exchange::BankGroup, 300).At(1)}),
+                  false,
+                  0,
+                  0,
+                  {kCode + kLost, kError}},
+                 {"cut in a data bank",
+                  Line::Ethernet,
+                  kOld,
+                  PrinterFaults({Fault::Cut(Exchange::DataBank, 9).At(1)}),
+                  false,
+                  3,
+                  0,
+                  {kTag + kLost, kError}},
+             });
+    const std::pair<unsigned char, const char*> refusals[] = {
+        {0x33, "0x33) : ID Module Error"},   {0x44, "0x44) : Module Error"},
+        {0x66, "0x66) : Ram Error"},         {0x77, "0x77) : Program Flash Error"},
+        {0x88, "0x88) : Clear Flash Error"}, {0x99, "0x99) : Generic Error"}};
+    for (const auto& [answer, text] : refusals)
+        PlayRows("U5", {{text,
+                         Line::Usb,
+                         kOld,
+                         Answers({0x95, 0x00, answer, 0x33}),
+                         false,
+                         3,
+                         0,
+                         {kTag + "Read Answer len: 4", kTag + "Answer Error(" + text, kError}}});
 }
 
 }  // namespace
