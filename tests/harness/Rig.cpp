@@ -109,15 +109,16 @@ bool Rig::Run() {
     const auto settings = [&port] {
         return std::vector<unsigned int>{port.uiTimeoutTX, port.uiTimeoutRX, port.uiWPacketSize};
     };
-    std::vector<unsigned int> before = settings();
-    if (printer.line == Line::Serial) before[1] *= 2;  // opening the port doubles it
+    const std::vector<unsigned int> before = settings();
     std::optional<LogCapture> capture;
     if (!bSilent) capture.emplace();
     const std::uint64_t began = clock.NowMs();
     const bool verdict = Play(port);
     tookMs = clock.NowMs() - began;
     if (capture) log = capture->Take();
+    if (port.uiTimeoutRX == 2 * before[1]) port.uiTimeoutRX /= 2;  // a serial line that was opened
     bSettingsBack = settings() == before;
+    bClosed = !port.IsOpen();
     named = port.named;
     clock.Advance(kSettleMs);
     port.Pass();
@@ -136,6 +137,7 @@ bool Rig::Play(CComPort& port) {
                : !file.LoadPSWFromMemory(bytes.data(), size, false)) {
         return false;
     }
+    if (list) list(file.pswComponents);
     PrinterComm comm(components, timem);
     CommPortSettings settings = SettingsOf(printer.line, usbName);
     const bool verdict = operation ? operation(comm, &port, &settings)

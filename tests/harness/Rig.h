@@ -8,6 +8,7 @@
 
 #include "harness/LogCapture.h"
 #include "harness/PrinterPort.h"
+#include "package/PSWComponents.h"
 #include "printer/PrinterComm.h"
 #include "simulator/PrinterModel.h"
 #include "simulator/SampleFiles.h"
@@ -36,6 +37,7 @@ class Rig {
     int timem = 1;                              ///< -m
     int components = 3;                         ///< -c
     std::string usbName = "F0F0|0205|SIM0001";  ///< -d of a USB port
+    std::function<void(PSWComponents&)> list;   ///< changes what the package is said to bring
     bool bSilent = false;                       ///< keeps no log, to be quick
     /// Something else than an upgrade or a module; the port is not open.
     std::function<bool(PrinterComm&, CComPort*, CommPortSettings*)> operation;
@@ -48,6 +50,7 @@ class Rig {
     std::uint64_t tookMs = 0;
     std::uint64_t namedMs = 0;   ///< of it in waits of a second or more
     bool bSettingsBack = false;  ///< the port's time-outs and packet size are as they were before
+    bool bClosed = false;        ///< so is the port
     std::string named;           ///< what the port was told to be
     std::unique_ptr<simulator::PrinterModel> model;
     /// Firmware and modules as the printer must have them after a whole upgrade.

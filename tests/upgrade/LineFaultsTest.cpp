@@ -1,0 +1,81 @@
+// The N-th call of the port fails, in each way that it can, N over the whole run, for every procedure, port
+// and form of package.
+#include "harness/Rig.h"
+
+namespace {
+
+using simulator::Line;
+
+struct Kind {
+    const char* mode;  ///< "module": a module file
+    Line line;
+};
+
+std::unique_ptr<Rig> MakeRig(const Kind& kind, bool newForm) {
+    const bool module = std::string(kind.mode) == "module";
+    auto rig = std::make_unique<Rig>(module ? "U3" : kind.mode, kind.line, newForm);
+    rig->bSilent = true;
+    if (module) rig->module = simulator::ModuleSample();
+    return rig;
+}
+
+bool Applies(LineFault::How how, const std::string& call, Line line) {
+    if (how == LineFault::kShort) return call == "Write";
+    if (how == LineFault::kSilence) return call == "Read";
+    if (how == LineFault::kWrongByte) return call == "Write" || call == "Read";
+    return how != LineFault::kConnectionGone || line == Line::Ethernet;
+}
+
+/// What a second look at the printer says of the verdict. A module file's verdict says only that it was
+/// tried.
+void Judge(const Kind& kind, Rig& rig, bool success, LineFault::How how, const std::string& call) {
+    const std::string mode = kind.mode;
+    const bool unconfirmed = mode == "U3" || mode == "U5";  // nothing answers all of the banks
+    const bool turnedOver = how == LineFault::kWrongByte && call == "Write";
+    EXPECT_TRUE(!success || mode == "module" || rig.HasAll() || (unconfirmed && turnedOver));
+    EXPECT_LT(rig.tookMs, 3600000U);
+    EXPECT_LT(rig.line.calls.size(), 40000U) << "a wait that spins";
+    EXPECT_TRUE(rig.bClosed);
+    const bool putBack = mode == "U1" || mode == "U6" || mode == "module" || (unconfirmed && success);
+    EXPECT_TRUE(!putBack || rig.bSettingsBack);
+}
+
+TEST(LineFaults, NoneMakesASuccessThatIsNone) {
+    const Kind kinds[] = {{"U1", Line::Serial},     {"U1", Line::Ethernet},     {"U1", Line::Usb},
+                          {"U2", Line::Usb},        {"U3", Line::Serial},       {"U3", Line::Ethernet},
+                          {"U3", Line::Usb},        {"U4", Line::Serial},       {"U4", Line::Usb},
+                          {"U5", Line::Serial},     {"U5", Line::Ethernet},     {"U5", Line::Usb},
+                          {"U6", Line::Serial},     {"U6", Line::Ethernet},     {"U6", Line::Usb},
+                          {"module", Line::Serial}, {"module", Line::Ethernet}, {"module", Line::Usb}};
+    const LineFault::How hows[] = {LineFault::kError,     LineFault::kShort,          LineFault::kSilence,
+                                   LineFault::kWrongByte, LineFault::kConnectionGone, LineFault::kDeviceGone};
+    int runs = 0;
+    for (const Kind& kind : kinds) {
+        for (const bool newForm : {false, true}) {
+            if (newForm && std::string(kind.mode) == "module") continue;
+            const std::unique_ptr<Rig> whole = MakeRig(kind, newForm);
+            ASSERT_TRUE(whole->Run() && whole->HasAll()) << kind.mode;
+            int failures = 0;
+            for (std::size_t n = 0; n < whole->line.calls.size(); ++n) {
+                const std::string& call = whole->line.calls[n];
+                for (const LineFault::How how : hows) {
+                    if (!Applies(how, call, kind.line)) continue;
+                    SCOPED_TRACE(std::string(kind.mode) + " line " +
+                                 std::to_string(static_cast<int>(kind.line)) +
+                                 (newForm ? " new form, " : " old form, ") + call + ", call " +
+                                 std::to_string(n + 1) + ", fault " + std::to_string(how));
+                    const std::unique_ptr<Rig> rig = MakeRig(kind, newForm);
+                    rig->line.faults = {{"", how, static_cast<int>(n) + 1}};
+                    const bool success = rig->Run();
+                    Judge(kind, *rig, success, how, call);
+                    failures += success ? 0 : 1;
+                    ++runs;
+                }
+            }
+            EXPECT_GT(failures, 10) << kind.mode;
+        }
+    }
+    RecordProperty("runs", runs);
+}
+
+}  // namespace
