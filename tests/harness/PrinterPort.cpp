@@ -57,6 +57,7 @@ PrinterPort::PrinterPort(VirtualClock& clock, simulator::DeviceModel& model, Lin
                          COMMPORTTYPE type, int timem)
     : clock_(clock), model_(model), line_(line), timem_(timem), at_(clock.NowMs()) {
     iPortType = type;
+    std::snprintf(szLastError, sizeof szLastError, "the reason");
     uiTimeoutTX = uiTimeoutRX = IsEthernet() ? 500 : 1000;
     uiWPacketSize = IsUsb() ? 64 : 1000;
 }

@@ -177,15 +177,21 @@ std::string Missing(const Lines& log, const Lines& expected) {
     return {};
 }
 
+std::string Shown(const Lines& log) {
+    return Joined(
+        Lines(log.begin(), log.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(log.size(), 150))),
+        "\n");
+}
+
 void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
     SCOPED_TRACE(mode + " " + row.what + (newForm ? ", new form" : ", old form"));
     Rig rig(mode, row.line, newForm);
     if (row.given) row.given(rig);
     EXPECT_EQ(rig.Run(), row.verdict);
-    EXPECT_EQ(Missing(rig.log, row.lines), "") << Joined(rig.log, "\n");
+    EXPECT_EQ(Missing(rig.log, row.lines), "") << Shown(rig.log);
     EXPECT_LT(rig.tookMs, 3600000U);
     const bool clean = row.verdict && rig.line.faults.empty();
-    EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Joined(rig.log, "\n");
+    EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Shown(rig.log);
 
     Bytes firmware = rig.module ? Bytes() : rig.Firmware();
     if (row.banks != RigRow::kAll)

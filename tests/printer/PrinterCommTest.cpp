@@ -1,241 +1,183 @@
+// What the program asks a printer before it sends anything, and each way that this fails.
 #include "printer/PrinterComm.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <map>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "harness/LogCapture.h"
-#include "harness/ScriptedPort.h"
-#include "package/PSWHeaderUpgrade.h"
-#include "protocol/Commands.h"
+#include "harness/Rig.h"
 
 namespace {
 
-CommPortSettings Ethernet() {
-    CommPortSettings settings;
-    settings.type = COMMPORT_ETHERNET;
-    std::snprintf(settings.szEthAddress, sizeof settings.szEthAddress, "10.0.0.5");
-    settings.iEthPort = 9100;
-    return settings;
-}
+using simulator::Bytes;
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
+using simulator::PrinterOptions;
 
 Bytes Frame(const std::string& fields) {
-    return BytesOf("\x02" + fields + "\x03");
+    const std::string text = "\x02" + fields + "\x03";
+    return {text.begin(), text.end()};
+}
+Given Silent(Exchange exchange) {
+    return PrinterFaults({Fault::Silence(exchange)});
+}
+Given Says(Exchange exchange, const Bytes& answer) {
+    return PrinterFaults({Fault::Says(exchange, answer)});
+}
+Given SaysSecond(Exchange exchange) {
+    return PrinterFaults({Fault::Silence(exchange).At(2)});
+}
+Given Refuses(Exchange exchange) {
+    return PrinterFaults({Fault::Refusal(exchange, 40)});
+}
+Given Is(int family, int model, int customization) {
+    return [=](Rig& rig) {
+        rig.printer.family = family;
+        rig.printer.model = model;
+        rig.printer.customization = customization;
+    };
+}
+Given Offers(unsigned mask) {
+    return Printer(&PrinterOptions::dataAvailable, mask);
 }
 
-/// A question by its letter, and the answer that lets the exchange go on.
-struct Question {
-    Bytes request;
-    Bytes answer;
-};
-
-const std::map<char, Question> kQuestions{
-    {'S', {BytesOf(Commands::Cmd_CommandSetESCPOSforSV), {}}},
-    {'C', {BytesOf(Commands::Cmd_CommandCAN), {}}},
-    {'V', {BytesOf(Commands::Cmd_CommandGetProtVer), Frame("<C1><1.00>")}},
-    {'D', {BytesOf(Commands::Cmd_CommandDataAvailable), Frame("<C40><255>")}},
-    {'I', {BytesOf(Commands::Cmd_CommandUpgradeInfo), Frame("<C112><U3><><12;3;1>")}},
-    {'M', {BytesOf(Commands::Cmd_CommandModulesList), Frame(std::string("<C64><2>DSK\0FNT-1\0", 18))}},
-    {'H', {BytesOf(Commands::Cmd_CommandGetHeaderSetup), {}}},
-};
-
-/// Plays words such as "S V- D!": what is asked, and behind the letter how the printer answers: nothing as it
-/// should, - not at all, ! refuses, ~ not framed, else with those fields.
-/// "open-", "hand", "hand-", "reopen", "reopen-" and "close" are calls, which fail with a minus.
-void Play(ScriptedPort& port, const std::string& script) {
-    std::istringstream words(script);
-    for (std::string word; words >> word;) {
-        const bool good = word.back() != '-';
-        if (word.rfind("open", 0) == 0) {
-            port.OnOpen(good);
-        } else if (word.rfind("hand", 0) == 0) {
-            port.OnHandshake(good);
-        } else if (word.rfind("reopen", 0) == 0) {
-            port.OnReOpen(good);
-        } else if (word == "close") {
-            port.OnClose();
-        } else {
-            const Question& question = kQuestions.at(word[0]);
-            const std::string how = word.substr(1);
-            port.Expect(question.request);
-            if (how == "-") {
-                port.Silence(3);
-            } else if (how == "!") {
-                port.Answer(Frame("<C1>\x15<ERR40>"));
-            } else if (how == "~") {
-                port.Answer(Bytes{0x15, 0x03});
-            } else if (!how.empty()) {
-                port.Answer(Frame(how));
-            } else if (!question.answer.empty()) {
-                port.Answer(question.answer);
-            }
-        }
-    }
+/// An upgrade, a module, the setup header, or the connection check, by its letter.
+void Choose(Rig& rig, char operation) {
+    if (operation == 'M') rig.module = simulator::ModuleSample();
+    if (operation == 'S')
+        rig.operation = [](PrinterComm& comm, CComPort* port, CommPortSettings* settings) {
+            return comm.PrnCom_ReadSetupData(port, settings);
+        };
+    if (operation == 'T')
+        rig.operation = [](PrinterComm& comm, CComPort* port, CommPortSettings* settings) {
+            return comm.Test(port, settings);
+        };
 }
 
-/// Runs an operation by its letter: an upgrade, one with an anonymous package, a module, the setup header,
-/// the connection check. The package has no firmware: nothing is sent.
-bool RunOperation(char letter, PrinterComm& printer, CComPort* port) {
-    CommPortSettings settings = Ethernet();
-    PSWFile package;
-    ModuleData module;
-    if (letter == 'T') return printer.Test(port, &settings);
-    if (letter == 'S') return printer.PrnCom_ReadSetupData(port, &settings);
-    if (letter == 'M') return printer.PrnCom_WriteModule(port, &module, &settings, nullptr);
-    if (letter == 'U') {
-        auto* identity = new PSWHeaderUpgrade;  // the package owns it
-        identity->iIDFamily = 12;
-        identity->iIDModel = 3;
-        identity->iIDCustomization = 1;
-        package.Add(identity);
-    }
-    return printer.PrnCom_UpgradePrinter(port, &package, &settings, &package.pswComponents);
-}
-
-TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortAsItShould) {
+TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
     const std::string data = "ProtocollDataAvailable OK|";
     const std::string info = data + "GetUpgradeInfo OK|";
+    const auto unframed = Bytes{0x15, 0x03};
     const struct {
         const char* operations;
-        std::string script, log;  // the log behind "Begin"
+        Given given;
+        std::string log;  // behind "Begin"
         int code;
+        bool leftOpen = false;
     } rows[] = {
-        {"A", "", "This PSW isn't for this software", 22},
-        {"UMST", "open-", "Open Error", 6},
-        {"UMT", "S V- close", "Get Prot. release Error", 7},
-        {"UM", "S V! close", "Return is a Error Answer 40", 40},
-        {"UM", "S V~ close", "Return is a Error Answer 13", 13},
-        {"UM", "S V<C40><255> close", "Extract SetupItemProtocollVersion Error", 2},
-        {"UM", "S V D- close", "NO Get ProtocollDataAvailable Setup", 2},
-        {"UM", "S V D! close", "Extract ProtocollDataAvailable Error", 2},
-        {"U", "S V D<C40><223> close", data + "Upgrade printer not supported!", 23},
-        {"U", "S V D I- close", data + "Get Upgrade Info Error", 23},
-        {"U", "S V D I! close", data + "Return is a Error Answer 40", 40},
-        {"U", "S V D I<C112><U7><><12;3;1> close", data + "Extract UpgradeDataInfo Error", 2},
-        {"U", "S V D I<C112><U3><><5;9;9> close", info + "Family Compare Error (5,12)", 2},
-        {"U", "S V D I<C112><U3><><12;4;9> close", info + "Model Compare Error (4,3)", 2},
-        {"U", "S V D I<C112><U3><><0;0;2> close", info + "Customization Compare Error (2,1)", 2},
-        {"U", "S V D I close close", info + "Upgrade Error!", 2},  // the engine closes it as well
-        {"M", "S V D<C40><251> close", data + "Upgrade module not supported!", 14},
-        {"M", "S V D M- close", data + "Get Modules List Error", 7},
-        {"M", "S V D M! close", data + "Return is a Error Answer 40", 40},
-        {"M", "S V D M<C1><1.00> close", data + "Extract ModuleItemPrnModuleList Error", 2},
-        {"S", "hand-", "Communication Layer: Handshake Error", 0},
-        {"S", "hand C V- close", "Get Prot. release Error", 7},
-        {"S", "hand C V reopen- C H- close", "Get Cmd_CommandGetHeaderSetup Error", 7},
-        {"T", "S V reopen- S V- close", "Get Prot. release Error", 7},
+        {"U", [](Rig& rig) { rig.package.identified = false; }, "This PSW isn't for this software", 22},
+        {"UMST", LineFaults({{"Open", LineFault::kError}}), "Open Error", 6},
+        {"UMST", Silent(Exchange::ProtocolVersion), "Get Prot. release Error", 7},
+        {"UM", Refuses(Exchange::ProtocolVersion), "Return is a Error Answer 40", 40},
+        {"UM", Says(Exchange::ProtocolVersion, unframed), "Return is a Error Answer 13", 13},
+        {"UM", Says(Exchange::ProtocolVersion, Frame("<C40><255>")),
+         "Extract SetupItemProtocollVersion Error", 2},
+        {"UM", Silent(Exchange::DataAvailable), "NO Get ProtocollDataAvailable Setup", 2},
+        {"UM", Refuses(Exchange::DataAvailable), "Extract ProtocollDataAvailable Error", 2},
+        {"U", Offers(0xDF), data + "Upgrade printer not supported!", 23},
+        {"U", Silent(Exchange::UpgradeInfo), data + "Get Upgrade Info Error", 23},
+        {"U", Refuses(Exchange::UpgradeInfo), data + "Return is a Error Answer 40", 40},
+        {"U", Printer(&PrinterOptions::mode, std::string("U7")), data + "Extract UpgradeDataInfo Error", 2},
+        {"U", Is(5, 9, 9), info + "Family Compare Error (5,12)", 2},
+        {"U", Is(12, 4, 9), info + "Model Compare Error (4,3)", 2},
+        {"U", Is(0, 0, 2), info + "Customization Compare Error (2,1)", 2},
+        {"U", PrinterFaults({Fault::Silence(Exchange::Release)}), info + "Upgrade Error!", 2},
+        {"M", Offers(0xFB), data + "Upgrade module not supported!", 14},
+        {"M", Silent(Exchange::ModulesList), data + "Get Modules List Error", 7},
+        {"M", Refuses(Exchange::ModulesList), data + "Return is a Error Answer 40", 40},
+        {"M", Says(Exchange::ModulesList, Frame("<C1><1.00>")),
+         data + "Extract ModuleItemPrnModuleList Error", 2},
+        {"S", Silent(Exchange::Status), "Communication Layer: Handshake Error", 0, true},
+        {"S", Silent(Exchange::SetupHeader), "Get Cmd_CommandGetHeaderSetup Error", 7},
+        {"T", SaysSecond(Exchange::ProtocolVersion), "Get Prot. release Error", 7},
     };
+    const std::map<char, std::string> tags{{'U', "PrnCom_UpgradePrinter"},
+                                           {'M', "PrnCom_WriteModule"},
+                                           {'S', "PrnCom_ReadSetupData"},
+                                           {'T', "Test"}};
     for (const auto& row : rows) {
-        for (const char letter : std::string(row.operations)) {
-            SCOPED_TRACE(letter + (" " + row.script));
-            VirtualClock clock;
-            ScriptedPort port(&clock);
-            Play(port, row.script);
-            PrinterComm printer(3, 1);
-            LogCapture log;
-            EXPECT_FALSE(RunOperation(letter, printer, &port));
-            EXPECT_EQ(Joined(log.Take(letter == 'S'   ? "PrnCom_ReadSetupData"
-                                      : letter == 'T' ? "Test"
-                                      : letter == 'M' ? "PrnCom_WriteModule"
-                                                      : "PrnCom_UpgradePrinter")),
-                      (letter == 'S' || letter == 'T' ? "" : "Begin|") + row.log);
-            EXPECT_EQ(printer.iErrorCode, row.code);
-            EXPECT_EQ(port.Calls("Close") != 0, row.script.find("close") != std::string::npos);
+        for (const char operation : std::string(row.operations)) {
+            SCOPED_TRACE(operation + (" " + row.log));
+            Rig rig("U3", Line::Usb, false);
+            Choose(rig, operation);
+            row.given(rig);
+            EXPECT_FALSE(rig.Run());
+            std::string log;
+            for (const std::string& line : rig.log)
+                if (line.rfind("[" + tags.at(operation) + "]", 0) == 0)
+                    log += (log.empty() ? "" : "|") + line.substr(tags.at(operation).size() + 2);
+            EXPECT_EQ(log, (operation == 'S' || operation == 'T' ? "" : "Begin|") + row.log);
+            EXPECT_EQ(rig.errorCode, row.code);
+            EXPECT_NE(rig.bClosed, row.leftOpen);
+            EXPECT_TRUE(rig.model->FlashImage().empty() && rig.model->Modules().empty());
         }
     }
+}
+
+TEST(PrinterComm, AZeroOfThePrinterFitsEverything) {
+    Rig rig("U3", Line::Usb, false);
+    Is(0, 0, 0)(rig);
+    EXPECT_TRUE(rig.Run());
 }
 
 TEST(PrinterComm, OpensThePortThatTheSettingsName) {
-    const std::string failed = "|Open Port Error|Error: the reason";
+    const std::string tag = "[OpenCommunicationPort]";
     const struct {
-        COMMPORTTYPE type;
-        const char* usb;
-        const char* named;
-        std::string log;
+        Line line;
+        const char *usb, *named;
+        Lines log;
+        bool opens;
     } rows[] = {
-        {COMMPORT_SERIAL, "", "/dev/ttyS7:9600:1", "COM Port"},  // RTS/CTS although none was chosen
-        {COMMPORT_ETHERNET, "", "10.0.0.5:9100", "ETH Port|ETH Port Name: {10.0.0.5}:{9100}"},
-        {COMMPORT_USB, "1234|0205|ABC1", "0205|1", "USB PRN Port"},
-        {COMMPORT_USB_TOO, "1234|0205|A|B", "0205|B", "USB PRN Port"},
-        {COMMPORT_USB, "||x", "|x", "USB PRN Port"},
-        {COMMPORT_USB, "1234|0205|", "0205|", "USB PRN Port"},
-        {COMMPORT_USB, "1234|0205", "|", "USB PRN Port"},  // no second bar: no product
-        {COMMPORT_USB, "1234", "|", "USB PRN Port"},
+        {Line::Serial,
+         "",
+         "/dev/ttyS7|9600|1",
+         {tag + "COM Port"},
+         true},  // RTS/CTS although none was chosen
+        {Line::Ethernet,
+         "",
+         "10.0.0.5|9100",
+         {tag + "ETH Port", tag + "ETH Port Name: {10.0.0.5}:{9100}"},
+         true},
+        {Line::Usb, "1234|0205|ABC1", "0205|1", {tag + "USB PRN Port"}, true},
+        {Line::Usb, "1234|0205|A|B", "0205|B", {tag + "USB PRN Port"}, false},
+        {Line::Usb, "||x", "|x", {tag + "USB PRN Port"}, false},
+        {Line::Usb, "1234|0205|", "0205|", {tag + "USB PRN Port"}, false},
+        {Line::Usb, "1234|0205", "|", {tag + "USB PRN Port"}, false},  // no second bar: no product
+        {Line::Usb, "1234", "|", {tag + "USB PRN Port"}, false},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.log + row.usb);
-        CommPortSettings settings = Ethernet();
-        settings.type = row.type;
-        std::snprintf(settings.szSerDevice, sizeof settings.szSerDevice, "/dev/ttyS7");
-        settings.iBaudrate = 9600;
-        std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "%s", row.usb);
-        LogCapture log;
-        // Not named, named but not opened, opened.
-        for (const int steps : {0, 1, 2}) {
-            ScriptedPort port(nullptr, row.type);
-            std::snprintf(port.szLastError, sizeof port.szLastError, "the reason");
-            port.OnInit(steps > 0);
-            if (steps > 0) port.OnOpen(steps > 1);
-            EXPECT_EQ(PrinterComm(3, 1).OpenCommunicationPort(&port, &settings), steps > 1);
-            EXPECT_EQ(port.named, row.named);
-            EXPECT_EQ(port.uiTimeoutRX, steps > 1 && row.type == COMMPORT_SERIAL ? 1000U : 500U);
-            EXPECT_EQ(Joined(log.Take("OpenCommunicationPort")), row.log + (steps > 1 ? "" : failed));
+        for (const bool fault : {false, true}) {
+            SCOPED_TRACE(row.named);
+            Rig rig("U3", row.line, false);
+            Choose(rig, 'T');
+            rig.usbName = row.usb;
+            if (fault) rig.line.faults = {{"Open", LineFault::kError}};
+            EXPECT_EQ(rig.Run(), row.opens && !fault);
+            EXPECT_EQ(rig.named, row.named);
+            Lines expected = row.log;
+            if (!row.opens || fault) {
+                expected.push_back(tag + "Open Port Error");
+                expected.push_back(tag + "Error: the reason");
+            }
+            Lines log;
+            for (const std::string& line : rig.log)
+                if (line.rfind(tag, 0) == 0) log.push_back(line);
+            EXPECT_EQ(log, expected);
         }
     }
     CommPortSettings none;
     LogCapture log;
-    ScriptedPort port;
-    EXPECT_FALSE(PrinterComm(3, 1).OpenCommunicationPort(&port, &none));
+    CComPort* const nobody = nullptr;
+    EXPECT_FALSE(PrinterComm(3, 1).OpenCommunicationPort(nobody, &none));
     EXPECT_EQ(log.Take("OpenCommunicationPort"), Lines{"Port Invalid"});
-}
-
-TEST(PrinterComm, TheConnectionCheckAsksTwice) {
-    ScriptedPort port;
-    PrinterComm printer(3, 1);
-    Play(port, "S V reopen S V close");
-    EXPECT_TRUE(RunOperation('T', printer, &port));
 }
 
 TEST(PrinterComm, PrintsTheSetupHeaderByteByByte) {
     for (const auto& [answer, printed] : std::map<std::string, std::string>{
              {{"A\0B\x03", 4}, "A\nB\x03"}, {{"1234567\0abc\0\x03", 13}, "1234567\n\nabc\n\x03"}}) {
-        ScriptedPort port;
-        PrinterComm printer(3, 1);
-        Play(port, "hand C V reopen C H");
-        port.Answer(answer);
-        testing::internal::CaptureStdout();
-        EXPECT_TRUE(RunOperation('S', printer, &port));
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-        EXPECT_EQ(port.Calls("Close"), 0);
-    }
-}
-
-TEST(PrinterComm, AModuleIsSentWhateverTheListSays) {
-    CommPortSettings settings = Ethernet();
-    const std::string known = "Module supported by this printer|";
-    const struct {
-        const char* code;
-        int length, components;
-        std::string log;
-    } rows[] = {{"FNT-1", 2048000, 3, known},
-                {"FNT-1", 2048001, 2, known + "Add Timeout : 40000|"},
-                {"FNT", 10, 3, "Module not supported by this printer,  proceed anyway!!!|"},
-                {"DSK", 4096000, 1,
-                 known + "Add Timeout : 80000|Upgrade Modules not enabled in command line arguments |"}};
-    for (const auto& row : rows) {
-        LogCapture log;
-        ScriptedPort port;
-        Play(port, row.components == 1 ? "S V D M C" : "S V D M C hand- close");
-        ModuleData module;
-        std::snprintf(module.strCode, sizeof module.strCode, "%s", row.code);
-        module.iModuleLength = row.length;
-        EXPECT_TRUE(PrinterComm(row.components, 1).PrnCom_WriteModule(&port, &module, &settings, nullptr));
-        EXPECT_EQ(Joined(log.Take("PrnCom_WriteModule")),
-                  "Begin|ProtocollDataAvailable OK|ModuleItemPrnModuleList OK|" + row.log + "End");
+        Rig rig("U3", Line::Ethernet, false);
+        Choose(rig, 'S');
+        Says(Exchange::SetupHeader, Bytes(answer.begin(), answer.end()))(rig);
+        EXPECT_TRUE(rig.Run());
+        EXPECT_NE(Joined(rig.log, "\n").find(printed), std::string::npos);
+        EXPECT_FALSE(rig.bClosed);
     }
 }
 

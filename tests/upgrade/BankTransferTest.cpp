@@ -1,126 +1,163 @@
-// What the three bank engines share: what they refuse, and how they reach the printer.
+// What the three bank engines share: what they refuse, how they reach the printer, sums and packets.
 #include "upgrade/BankTransfer.h"
 
-#include <gtest/gtest.h>
-
-#include "harness/LogCapture.h"
-#include "port/CommPortSettings.h"
-#include "upgrade/TestPackage.h"
-#include "upgrade/UpgradeEngine.h"
+#include "harness/Rig.h"
+#include "upgrade/FirmwareImage.h"
+#include "upgrade/LargePackets.h"
+#include "upgrade/UpgradePrinter.h"
 
 namespace {
 
-using Form = TestPackage::Form;
+using simulator::Bytes;
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
 
-bool SendFW(int mode, CComPort& port, PSWFile& package) {
-    const auto engine = std::dynamic_pointer_cast<UpgradeEngine>(
-        UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(mode), 3, 1));
-    UpgradeDataInfo info;
-    CommPortSettings settings;
-    return engine->SendFW(info, port, package, settings, nullptr, nullptr);
+constexpr int kAll = RigRow::kAll;
+constexpr auto kOld = RigRow::kOld;
+constexpr auto kBoth = RigRow::kBoth;
+
+/// A firmware of 101 bytes in a package that says it has so many banks of so many bytes.
+Given Says(unsigned banks, std::size_t bankSize) {
+    return [=](Rig& rig) {
+        rig.package.modules.clear();
+        rig.package.firmware = simulator::SampleFiles::MakeFirmware("106", 101);
+        rig.package.banks = banks;
+        rig.package.bankSize = bankSize;
+    };
 }
 
 TEST(BankTransfer, AFirmwareThatIsNotWholeIsRefusedBeforeThePrinterIsTouched) {
-    const Lines wrong{"Upgrade file wrong or incomplete:"};
-    const Lines count{"NumBank Error : 0"};
-    const Lines size{"BankDim Error : 0"};
-    const struct {
-        const char* what;
-        std::uint64_t bankSize;
-        int banks;
-        Lines log;
-    } rows[] = {
-        {"no banks", 10, 0, wrong + count},
-        {"banks of no size", 0, 3, wrong + size},
-        {"neither", 0, 0, wrong + count + size},
-        {"a byte more than there is", 34, 3, wrong},
-        {"a size that overflows the product", 1ULL << 62, 4, wrong},
-        {"negative number of banks", 10, -3, wrong},
-        {"no code group", 10, 2, wrong},  // refused by U5 alone
-    };
-    for (const int mode : {1, 3, 5}) {
-        for (const auto& row : rows) {
-            if (row.banks == 2 && mode != 5) continue;
-            for (const Form form : {Form::kOld, Form::kNew}) {
-                ScriptedPort port;
-                port.OnClose();
-                TestPackage package(form, "105", row.banks, row.bankSize, Pattern(101));
-                LogCapture log;
-                EXPECT_FALSE(SendFW(mode, port, package.file)) << mode << " " << row.what;
-                EXPECT_EQ(log.Take("SendFW"), row.log) << mode << " " << row.what;
-            }
-        }
-        // Neither form without the header that should hold its firmware.
-        for (const int pswType : {0, 1}) {
-            ScriptedPort port;
-            TestPackage package;
-            package.file.iPswType = pswType;
-            LogCapture log;
-            EXPECT_FALSE(SendFW(mode, port, package.file));
-            EXPECT_EQ(log.Take("SendFW"), wrong + count + size);
-        }
+    const std::string wrong = "[SendFW]Upgrade file wrong or incomplete:";
+    const std::string count = "[SendFW]NumBank Error : 0";
+    const std::string size = "[SendFW]BankDim Error : 0";
+    const std::string start = "[HandshakeCommunication]GSI 0x015d ";
+    for (const char* mode : {"U1", "U3", "U5"}) {
+        PlayRows(
+            mode,
+            {
+                {"no banks",
+                 Line::Usb,
+                 kBoth,
+                 Says(0, 10),
+                 false,
+                 0,
+                 0,
+                 {wrong, count, "!" + size, "!" + start}},
+                {"no size",
+                 Line::Usb,
+                 kBoth,
+                 Says(3, 0),
+                 false,
+                 0,
+                 0,
+                 {wrong, size, "!" + count, "!" + start}},
+                {"neither", Line::Usb, kBoth, Says(0, 0), false, 0, 0, {wrong, count, size, "!" + start}},
+                {"a byte more than there is",
+                 Line::Usb,
+                 kBoth,
+                 Says(3, 34),
+                 false,
+                 0,
+                 0,
+                 {wrong, "!" + count, "!" + size, "!" + start}},
+            });
     }
+    PlayRows("U5", {{"no code", Line::Usb, kBoth, Says(2, 10), false, 0, 0, {wrong, "!" + start}}});
+    unsigned char byte = 0;
+    for (const auto& [banks, bankSize] : {std::pair{4, std::uint64_t{1} << 62}, {-3, std::uint64_t{1}}})
+        EXPECT_FALSE((FirmwareImage{banks, bankSize, &byte, 101}).HoldsItsBanks());
+    EXPECT_TRUE((FirmwareImage{10, 10, &byte, 101}).HoldsItsBanks());
 }
 
-// Only U1 gives up when the port is not back; a port that was opened is closed by a missing release alone.
+// Only U1 gives up when the port is not back; the others fail at the exchange that follows.
 TEST(BankTransfer, ReopenHandshakeAndRelease) {
-    enum Trouble { kNotBack, kNoHandshake, kNoRelease };
-    for (const Trouble trouble : {kNotBack, kNoHandshake, kNoRelease}) {
-        for (const int mode : {1, 3, 5}) {
-            VirtualClock clock;
-            ScriptedPort port(&clock);
-            for (int i = 0; trouble == kNotBack && i < 9; ++i) port.OnReOpen(false);
-            std::string line = mode == 5 ? "Handshake Communication Error." : "Handshake Communication Error";
-            if (trouble == kNoRelease) {
-                port.Expect(ReleaseInquiry()).Silence().OnClose();
-                line = "Read FW Release Error";
-            } else if (trouble == kNotBack && mode == 1) {
-                line = "ReOpen Error. Num Max Retry found. Throw Error";
-            } else {
-                port.OnHandshake(false);
-            }
-            TestPackage package("105", 3, Pattern(30));
-            LogCapture log;
-            EXPECT_FALSE(SendFW(mode, port, package.file)) << trouble;
-            EXPECT_EQ(log.Take("SendFW").back(), line) << trouble;
-            EXPECT_EQ(port.Calls("Close"), trouble == kNoRelease ? 1 : 0);
-        }
+    for (const std::string mode : {"U1", "U3", "U5"}) {
+        const std::string handshake =
+            mode == "U5" ? "[SendFW]Handshake Communication Error." : "[SendFW]Handshake Communication Error";
+        const auto reopenFails = [](int last) {
+            return LineFaults({{"ReOpen", LineFault::kError, 1, last}});
+        };
+        const std::string retry8 =
+            mode == "U1" ? "[SendFW]ReOpen Error. Retry" : "[SendFW]ReOpen Error. Retry 8";
+        const std::string tooMany = mode == "U1" ? "[SendFW]ReOpen Error. Num Max Retry found. Throw Error"
+                                                 : "[SendFW]ReOpen Error. Num max Retry found. Throw Error";
+        // 8 pauses of 5 s; the handshake has 4 of 1.5 s.
+        const auto took = [&](const Rig& rig) { EXPECT_EQ(rig.namedMs, mode == "U1" ? 40000U : 46000U); };
+        PlayRows(mode, {
+                           {"back at the ninth",
+                            Line::Serial,
+                            kOld,
+                            reopenFails(8),
+                            true,
+                            kAll,
+                            0,
+                            {retry8, "!" + tooMany}},
+                           {"not back",
+                            Line::Serial,
+                            kOld,
+                            reopenFails(9),
+                            false,
+                            0,
+                            0,
+                            {retry8, tooMany, (mode == "U1" ? "!" : "") + handshake},
+                            took},
+                           {"no release",
+                            Line::Ethernet,
+                            kOld,
+                            PrinterFaults({Fault::Silence(Exchange::Release).At(2)}),
+                            false,
+                            0,
+                            0,
+                            {"[SendFW]Read FW Release Error"}},
+                       });
     }
 }
 
-TEST(ReopenLoop, PausesAndLinesOfEachVariant) {
-    const struct {
-        ReopenLoop loop;
-        int failures;
-        std::uint64_t seconds;
-        const char* last;
-    } rows[] = {
-        {kReopenBeforeFirmware, 0, 5, ""},
-        {kReopenBeforeFirmware, 8, 45, ""},
-        {kReopenBeforeFirmware, 9, 40, "ReOpen Error. Num max Retry found. Throw Error"},
-        {kReopenAfterBanks, 1, 4, ""},
-        {kReopenAfterBanks, 9, 16, "ReOpen Error. Num max Retry found. Throw Error"},
-        {kReopenOrFail, 0, 0, ""},
-        {kReopenOrFail, 8, 40, ""},
-        {kReopenOrFail, 9, 40, "ReOpen Error. Num Max Retry found. Throw Error"},
-    };
-    for (const auto& row : rows) {
-        VirtualClock clock;
-        ScriptedPort port(&clock);
-        Lines lines;
-        for (int i = 1; i <= row.failures; ++i) {
-            port.OnReOpen(false);
-            lines.push_back("ReOpen Error. Retry" +
-                            (row.loop.numberedRetries ? " " + std::to_string(i) : ""));
+// Sizes around the blocks of 256 bytes and the index's 16 bits, against sums taken byte by byte.
+TEST(Checksum, EqualsTheSumsTakenByteByByte) {
+    unsigned long sum = 1;
+    unsigned long xorSum = 1;
+    for (const std::size_t size : {0U, 1U, 3U, 255U, 256U, 257U, 512U, 65535U, 65536U, 65793U, 200001U}) {
+        Bytes data = simulator::SampleFiles::MakeFirmware("106", size);
+        std::uint64_t byteSum = 0;
+        std::uint64_t byteXor = 0;
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            byteSum += data[i];
+            byteXor += data[i] ^ i;
         }
-        if (*row.last != '\0')
-            lines.emplace_back(row.last);
-        else
-            port.OnReOpen();
-        LogCapture log;
-        EXPECT_EQ(row.loop.Run(port, 2, "SendFW"), *row.last == '\0') << row.failures;
-        EXPECT_EQ(clock.WaitedUs(), row.seconds * 2 * 1000000) << row.failures;
-        EXPECT_EQ(log.Take("SendFW"), lines) << row.failures;
+        UpgradePrinter::GetCheckSumVarda18h(data.data(), static_cast<long>(data.size()), sum, xorSum);
+        EXPECT_EQ(sum, byteSum & 0xFFFF) << size;
+        EXPECT_EQ(xorSum, byteXor & 0xFFFF) << size;
+        const std::vector<unsigned char*> banks{data.data(), data.data(), data.data()};
+        UpgradePrinter::GetCheckSumKeldUsb(banks, static_cast<long>(data.size()), sum, xorSum);
+        EXPECT_EQ(sum, 3 * byteSum & 0xFFFF) << size;
+        EXPECT_EQ(xorSum, 3 * byteXor & 0xFFFF) << size;
+    }
+    const unsigned char three[] = {1, 2, 3};
+    UpgradePrinter::GetCheckSumVarda18h(three, 3, sum, xorSum);
+    EXPECT_EQ(sum, 6U);
+    EXPECT_EQ(xorSum, 5U);
+    UpgradePrinter::GetCheckSumVarda18h(three, -1, sum, xorSum);
+    EXPECT_EQ(sum + xorSum, 0U);
+}
+
+TEST(LargePackets, ScaleTheWriteTimeout) {
+    struct Port final : CComPort {};
+    const struct {
+        unsigned int packet, timeout, scaled;
+    } rows[] = {{64, 1000, 897000}, {1000, 500, 29000}, {57344, 700, 1400},         {100000, 700, 700},
+                {64, 0, 0},         {0, 1, 57345},      {1, 2000000000, 2147483647}};
+    for (const auto& row : rows) {
+        Port port;
+        port.uiWPacketSize = row.packet;
+        port.uiTimeoutTX = row.timeout;
+        LargePackets packets(port);
+        EXPECT_EQ(port.uiWPacketSize, 57344U);
+        EXPECT_EQ(port.uiTimeoutTX, row.scaled) << row.packet;
+        packets.Restore();
+        EXPECT_EQ(port.uiWPacketSize, row.packet);
+        EXPECT_EQ(port.uiTimeoutTX, row.timeout);
     }
 }
 

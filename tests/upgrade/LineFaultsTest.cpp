@@ -69,16 +69,18 @@ TEST_P(LineFaults, NoneMakesASuccessThatIsNone) {
     if (std::string(GetParam().mode) != "module") PlayFaults(GetParam(), true);
 }
 
-constexpr Kind kKinds[] = {
-    {"U1", Line::Serial}, {"U1", Line::Ethernet}, {"U1", Line::Usb},        {"U2", Line::Usb},
-    {"U3", Line::Serial}, {"U3", Line::Ethernet}, {"U3", Line::Usb},        {"U4", Line::Serial},
-    {"U4", Line::Usb},    {"U5", Line::Serial},   {"U5", Line::Ethernet},   {"U5", Line::Usb},
-    {"U6", Line::Serial}, {"U6", Line::Ethernet}, {"U6", Line::Usb},        {"module", Line::Serial},
-    {"module", Line::Ethernet}, {"module", Line::Usb}};
+constexpr Kind kKinds[] = {{"U1", Line::Serial},     {"U1", Line::Ethernet},     {"U1", Line::Usb},
+                           {"U2", Line::Usb},        {"U3", Line::Serial},       {"U3", Line::Ethernet},
+                           {"U3", Line::Usb},        {"U4", Line::Serial},       {"U4", Line::Usb},
+                           {"U5", Line::Serial},     {"U5", Line::Ethernet},     {"U5", Line::Usb},
+                           {"U6", Line::Serial},     {"U6", Line::Ethernet},     {"U6", Line::Usb},
+                           {"module", Line::Serial}, {"module", Line::Ethernet}, {"module", Line::Usb}};
 
-INSTANTIATE_TEST_SUITE_P(Each, LineFaults, testing::ValuesIn(kKinds), [](const auto& each) {
+std::string NameOf(const testing::TestParamInfo<Kind>& each) {
     const char* const lines[] = {"Serial", "Ethernet", "Usb"};
     return std::string(each.param.mode) + lines[static_cast<int>(each.param.line)];
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LineFaults, testing::ValuesIn(kKinds), NameOf);
 
 }  // namespace
