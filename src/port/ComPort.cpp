@@ -80,6 +80,9 @@ bool CComPort::SaveLocationCurrentDevice() {
 bool CComPort::RestoreAddrNumFrmLocatio() {
     return false;
 }
+bool CComPort::Drain() {
+    return true;
+}
 
 unsigned int CComPort::WritePackets(const unsigned char* buf, unsigned int len, int wait, int packetSize,
                                     unsigned int* err) {

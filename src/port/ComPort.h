@@ -13,7 +13,8 @@
 ///   whether by time-out, by a closed connection or by an error; `*err` tells a failure from silence only
 ///   where the kind can. A serial read may bring up to kReadSlack bytes whatever `len` asks: every buffer
 ///   handed to `Read` holds at least that many.
-/// - `Write` returns the bytes that were taken. Fewer than asked is a failure.
+/// - `Write` returns the bytes that were taken. Fewer than asked is a failure. Taken is not arrived: a kernel
+///   keeps what a slow line has not carried yet, which is what `Drain` asks about.
 /// - An operation called on a closed or unnamed port fails; it never crashes. The Ethernet port alone
 ///   connects by itself when it is read or written.
 ///
@@ -57,6 +58,10 @@ class CComPort {
     virtual bool DumpPortInfo();
     virtual bool SaveLocationCurrentDevice();
     virtual bool RestoreAddrNumFrmLocatio();
+    /// Waits until everything written has arrived; false when it never will or cannot be known to, with the
+    /// reason in `szLastError`. Does not wait when it has arrived already. The base's answer is true, which is
+    /// USB's too: a bulk transfer ends only when the device has taken its bytes.
+    virtual bool Drain();
 
     /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration.
     unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) {

@@ -2,9 +2,12 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -22,6 +25,8 @@
 #include "support/Log.h"
 
 namespace {
+
+constexpr int kDrainTurnMs = 1;  // acknowledgements of a printer at hand are no further away
 
 // The first IPv4 address of the host; false when it has none.
 bool Resolve(const char* host, in_addr& address) {
@@ -111,6 +116,10 @@ const char* CComPortEth::Connect() {
     // every exchange would take some 40 ms more.
     const int on = 1;
     setsockopt(iSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    // Without it a write to a cable that is pulled waits for ever. Only what is on its way is waited for, so
+    // that probes of an idle connection would add nothing.
+    const unsigned int peerLostMs = Clock::Get().BlockingTimeout(kPeerLostMs);
+    setsockopt(iSocket, IPPROTO_TCP, TCP_USER_TIMEOUT, &peerLostMs, sizeof(peerLostMs));
     uiAppliedTX = kNotApplied;
     uiAppliedRX = kNotApplied;
     ApplyTimeout(SO_SNDTIMEO, uiTimeoutTX, uiAppliedTX);
@@ -181,9 +190,31 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
         sent = send(iSocket, buf, len, MSG_NOSIGNAL);  // a connection that is gone must not end the program
     } while (sent == -1 && errno == EINTR);
     if (sent > 0) return static_cast<unsigned int>(sent);
-    // No error here: what was not sent is sent again, over a new connection unless this one was only slow.
-    if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) Close();
-    return 0;
+    if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) {
+        FailWrite();
+        *err = 1;
+    }
+    return 0;  // without an error: the peer was only slow, and what was not sent is sent again
+}
+
+void CComPortEth::FailWrite() {
+    SetPortText(szLastError, "EthWrite Error");
+    Close();
+}
+
+bool CComPortEth::Drain() {
+    for (;;) {
+        // Asked before the bytes are counted: those of a connection that is over change no more.
+        pollfd state{iSocket, 0, 0};
+        const bool over = poll(&state, 1, 0) == 1;  // an error or the end of both directions
+        int waiting = 0;
+        const bool counted = ioctl(iSocket, SIOCOUTQ, &waiting) == 0;
+        if (counted && waiting == 0) return true;
+        if (!counted || over) break;
+        SleepMs(kDrainTurnMs);
+    }
+    FailWrite();
+    return false;
 }
 
 unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned int* err) {

@@ -9,8 +9,15 @@
 ///
 /// Connecting waits at most `uiTimeoutTX`. The time-outs in force when a read or write starts are the ones
 /// that bound it, also when they changed since the connection was made; a time-out of 0 does not wait.
+///
+/// A peer that acknowledges nothing, or keeps its window shut, for kPeerLostMs is given up: the connection is
+/// over then, whatever was waiting on it.
 class CComPortEth final : public CComPort {
  public:
+    /// Milliseconds of the clock in force; long, because a printer that erases flash may read nothing for
+    /// minutes.
+    static constexpr unsigned int kPeerLostMs = 300000;
+
     CComPortEth();
     ~CComPortEth();
 
@@ -26,14 +33,20 @@ class CComPortEth final : public CComPort {
     /// Ends the connection; the peer stays named. Always true.
     bool Close() override;
 
-    /// Sends all `len` bytes in pieces of at most `uiWPacketSize`, over a new connection where the old one
-    /// was lost. 0 with `*err` 1 when there is no connection to be had. A peer that takes nothing is tried
-    /// for ever (kept: a printer that is busy for minutes holds the line), and paced.
+    /// Sends all `len` bytes in pieces of at most `uiWPacketSize`, over one connection. 0 with `*err` 1 when
+    /// there is none to be had, or, with "EthWrite Error", when it breaks: what it still held is lost, so it
+    /// is closed and nothing of this write goes over another. A peer that takes nothing is tried, paced, for
+    /// as long as the connection lasts: a busy printer holds the line.
     unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
 
     /// One read of at most `len` bytes. 0 with `*err` 1 and a closed connection on failure and on time-out; 0
     /// without an error, and closed too, when the peer ended the connection.
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
+
+    /// Waits, paced, until the peer has acknowledged every byte; what became of the connection after that
+    /// does not matter. False with a closed connection and "EthWrite Error" when it ends before, and on a
+    /// closed port.
+    bool Drain() override;
 
     /// A socket has no queues to discard.
     void CleanTX() override {}
@@ -51,6 +64,7 @@ class CComPortEth final : public CComPort {
     const char* ConnectWithinTimeout(const sockaddr_in& peer);
     const char* SetBlocking(bool blocking);
     void ApplyTimeout(int option, unsigned int ms, unsigned int& applied);
+    void FailWrite();
     bool OpenFor(const char* tag, unsigned int* err);
     unsigned int EthWrite(unsigned char* buf, unsigned int len, unsigned int* err);
     unsigned int EthRead(unsigned char* buf, unsigned int len, unsigned int* err);

@@ -7,12 +7,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <string>
 
 #include "port/DescriptorWait.h"
 #include "port/PortText.h"
 #include "support/Clock.h"
+#include "support/Deadline.h"
 #include "support/Log.h"
 
 namespace {
@@ -200,6 +202,19 @@ unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsig
         }
     }
     return written;
+}
+
+bool CComPortRs232::Drain() {
+    Deadline progress(kLineStoppedMs);
+    int least = INT_MAX;
+    for (int waiting = 0; ioctl(iFd, TIOCOUTQ, &waiting) == 0; SleepMs(kRefusedPauseMs)) {
+        if (waiting == 0) return true;
+        if (waiting < least) progress = Deadline(kLineStoppedMs);
+        if (progress.IsOver()) break;
+        least = std::min(least, waiting);
+    }
+    SetPortText(szLastError, "Write Error");
+    return false;
 }
 
 unsigned int CComPortRs232::Read(unsigned char* buf, unsigned int, unsigned int* err) {

@@ -8,6 +8,8 @@
 /// wait with `select`, and a write that the line refuses is tried again every 10 ms for as long as it takes.
 class CComPortRs232 final : public CComPort {
  public:
+    static constexpr unsigned int kLineStoppedMs = 300000;  ///< of the clock in force
+
     CComPortRs232();
     ~CComPortRs232();
 
@@ -28,6 +30,11 @@ class CComPortRs232 final : public CComPort {
     /// Writes in pieces that take about half of `uiTimeoutTX` on the line; `uiWPacketSize` is recomputed for
     /// that. 0, or for a single piece the bytes that went out, with `*err` 1 and "Write Error" on failure.
     unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
+
+    /// Waits, paced, until the driver has nothing left to send: a line that is stopped leaves what `Write`
+    /// handed over lying there. False with "Write Error" when no byte leaves for kLineStoppedMs, or when the
+    /// line is gone.
+    bool Drain() override;
 
     /// One read of up to 1024 bytes WHATEVER `len` is: `buf` must hold 1024. 0 with `*err` 1 when nothing
     /// came within `uiTimeoutRX` or the line is gone.

@@ -88,7 +88,7 @@ bool WriteGroup(CComPort& port, const Group& group, const char* tag) {
     }
     Log::WriteLog(tag, "Sending command to program Flash...");
     ProgramCommand program = MakeProgram(group.first, last, group.sum, group.xorSum);
-    return WriteWhole(port, program.data(), program.size());
+    return WriteWhole(port, program.data(), program.size()) && port.Drain();
 }
 
 }  // namespace

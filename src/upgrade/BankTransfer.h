@@ -52,8 +52,9 @@ struct Group {
     unsigned long xorSum;
 };
 
-/// Sends a group between its start and program command in large packets. False when a write fails; the port's
-/// packet size and write time-out are put back only on success (kept: the next phase opens the port again).
+/// Sends a group between its start and program command in large packets and waits until it has arrived. False
+/// when a write fails or what was written does not arrive; the port's packet size and write time-out are put
+/// back only on success (kept: the next phase opens the port again).
 bool SendGroup(CComPort& port, const Group& group, const char* tag);
 
 /// Opens the port again while the printer resets, up to seven times, 5 s × multiplier apart, and logs the

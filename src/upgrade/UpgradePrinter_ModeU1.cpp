@@ -222,7 +222,7 @@ bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, unsigned char*
         return false;
     }
     BankTransfer::ProgramCommand program = BankTransfer::MakeProgram(firstBank, lastBank, sum, xorSum);
-    if (!BankTransfer::WriteWhole(port, program.data(), program.size())) return false;
+    if (!BankTransfer::WriteWhole(port, program.data(), program.size()) || !port.Drain()) return false;
 
     if (iUSB_PRG_ANSWER == 0 && port.GetPortType() == COMMPORT_USB)
         return WaitWithoutAnswer(port, sameVersion);
