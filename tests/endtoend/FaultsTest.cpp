@@ -121,7 +121,6 @@ Scenarios U3() {
     const Lines refused{"[SendAllModules]Programming Flash Disk Module Error.",
                         "[StartUpgrade_PSW2]SendAllModules Failed...", Upgrade("Upgrade Error!")};
     return {
-        cut(Line::Ethernet).Logs({end}).Holds(0, 0, 1),
         cut(Line::Serial).Logs({end}).Holds(0, 0, 1),
         cut(Line::Usb)
             .Fails(

@@ -2,9 +2,12 @@
 #include "port/ComPortRs232.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 
 #include <chrono>
+#include <cstdarg>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,6 +16,23 @@
 #include "harness/PtyPair.h"
 #include "harness/VirtualClock.h"
 #include "port/TextIo.h"
+
+namespace {
+
+/// What the driver keeps back: a pseudo-terminal's own answer is 0 always.
+std::function<int()> heldBack;
+
+}  // namespace
+
+extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    int* const number = va_arg(arguments, int*);
+    va_end(arguments);
+    if (request != TIOCOUTQ || !heldBack) return static_cast<int>(syscall(SYS_ioctl, fd, request, number));
+    *number = heldBack();
+    return 0;
+}
 
 namespace {
 
@@ -136,6 +156,28 @@ TEST(ComPortRs232, ALineThatRefusesIsTriedUntilItTakesOrIsGone) {
         if (end == kTakes) {
             EXPECT_TRUE(received + line.pty.Receive(data.size() - received.size()) == data);
         }
+    }
+}
+
+TEST(ComPortRs232, WhatTheDriverHoldsIsWaitedForWhileTheLineMoves) {
+    const struct {
+        std::uint64_t byteMs;  // 0: a line that is stopped
+        int bytes;
+        std::uint64_t waitMs;
+    } rows[] = {{1, 0, 0}, {10, 4000, 40000}, {299990, 3, 3 * 299990}, {0, 4000, 300000}};
+    for (const auto& row : rows) {
+        Line line;
+        VirtualClock clock;
+        heldBack = [&] {
+            const std::uint64_t gone = row.byteMs == 0 ? 0 : clock.waits.size() * 10 / row.byteMs;
+            return row.bytes - static_cast<int>(gone);
+        };
+        EXPECT_EQ(line.port.Drain(), row.byteMs != 0);
+        heldBack = nullptr;
+        EXPECT_EQ(clock.WaitedUs(), row.waitMs * 1000);
+        EXPECT_STREQ(line.port.szLastError, row.byteMs != 0 ? "" : "Write Error");
+        line.pty.HangUp();
+        EXPECT_FALSE(line.port.Drain());
     }
 }
 
