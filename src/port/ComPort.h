@@ -59,8 +59,8 @@ class CComPort {
     virtual bool SaveLocationCurrentDevice();
     virtual bool RestoreAddrNumFrmLocatio();
     /// Waits until everything written has arrived; false when it never will or cannot be known to, with the
-    /// reason in `szLastError`. Does not wait when it has arrived already. The base's answer is true, which is
-    /// USB's too: a bulk transfer ends only when the device has taken its bytes.
+    /// reason in `szLastError`. Does not wait when it has arrived already. The base's answer is true, which
+    /// is USB's too: a bulk transfer ends only when the device has taken its bytes.
     virtual bool Drain();
 
     /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration.

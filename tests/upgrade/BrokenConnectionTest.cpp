@@ -1,20 +1,18 @@
 // Bank engines over real connections to printers that end them, or take no more bytes, amid the firmware.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <netinet/tcp.h>
 #include <sched.h>
-#include <sys/syscall.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
-#include <future>
 #include <thread>
 
 #include "harness/TcpPeer.h"
-#include "port/CommPortSettings.h"
+#include "package/PSWComponents.h"
 #include "port/ComPortEth.h"
-#include "protocol/UpgradeDataInfo.h"
+#include "port/CommPortSettings.h"
 #include "simulator/ScaledClock.h"
 #include "upgrade/TestPackage.h"
 #include "upgrade/UpgradePrinter.h"
@@ -22,42 +20,263 @@
 namespace {
 
 constexpr int kBanks = 5;
-constexpr int kProgram = kBanks;  // the place after the last bank
-constexpr int kGroupEnd = kBanks + 1;
+constexpr int kLast = kBanks - 1;
+constexpr int kProgram = kBanks;  // the place after the last bank ...
+constexpr int kEnd = kBanks + 1;  // ... and the one after the program command
+constexpr int kWindow = 2304;
+constexpr std::size_t kFits = 6000;
+constexpr std::size_t kDoesNotFit = 40000;  // five of them into the send buffer
 
-enum class Fault { kNone, kResets, kCloses, kStops, kPauses };
+enum class Fault { kResets, kCloses, kStops, kPauses, kUnplugged, kUnpluggedFor15s };
 
-struct Run {
+struct Case {
     int mode;  // of the engine
     std::size_t bankSize;
-    int place;  // a bank's number, or one of the two above
+    int place;  // a bank's number, or one of those above
     Fault fault;
-    bool verdict = false;
 };
 
-/// The bytes before a place. U5 sends three banks in one group and each further one in its own.
-std::size_t Offset(const Run& run, int place) {
-    const auto bank = static_cast<std::size_t>(std::min(place, kBanks));
-    const std::size_t frames = run.mode == 5 && place >= 3 ? std::min(bank - 3, kBanks - 4UL) + 1 : 0;
-    return 4 + bank * run.bankSize + frames * 12 + (place == kGroupEnd ? 8 : 0);
+/// The bytes of banks and commands before a place. U5 frames three banks together and each further one.
+std::size_t Before(const Case& run, int place) {
+    const int frames = run.mode == 5 && place >= 3 ? std::min(place, kLast) - 2 : 0;
+    return 4 + static_cast<std::size_t>(std::min(place, kBanks)) * run.bankSize +
+           static_cast<std::size_t>(frames * 12 + (place == kEnd ? 8 : 0));
 }
 
-/// A printer that meets its fault at each connection that gets so far; one that stopped listens no more.
+/// A printer with a small window that meets its fault in each connection that gets so far. One that stopped
+/// listens no more.
 class Printer {
  public:
-    Printer(const Run& run, std::function<void()> whenThere = {})
-        : run_(run), at_(Offset(run, run.place)), end_(Offset(run, kGroupEnd)), whenThere_(whenThere) {
-        // A small window, and a small send buffer at the other end.
-        const int window = 2304;
-        const int segment = 1000;
+    explicit Printer(const Case& run)
+        : run_(run),
+          at_(Before(run, run.place) - (run.place == kProgram ? kWindow + 1000 : 0)),
+          listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const int window = kWindow;
+        const int segment = 1000;  // keeps the other end's send buffer small too
         setsockopt(listener_.Get(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
         setsockopt(listener_.Get(), IPPROTO_TCP, TCP_MAXSEG, &segment, sizeof segment);
-        if (run.place == kProgram) DropProgramCommand();
-        bind(listener_.Get(), reinterpret_cast<sockaddr*>(&address_), sizeof address_);
+        if (run.place == kProgram) RefuseProgramCommand();
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
         listen(listener_.Get(), 4);
-        socklen_t size = sizeof address_;
-        getsockname(listener_.Get(), reinterpret_cast<sockaddr*>(&address_), &size);
+        getsockname(listener_.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { Serve(); });
     }
+    ~Printer() { Stop(); }
+
+    int Port() const { return port_; }
+    void Stop() {
+        over_ = true;
+        if (thread_.joinable()) thread_.join();
+    }
+
+    // To be looked at when it has been stopped.
+    bool hasAll = false;
+    Lines begunAnew;              ///< what connections after the first fault began with
+    std::uint64_t faultedUs = 0;  ///< when it met the fault first
+
+ private:
+    /// No packet that ends in the last program command comes in, so that it is never acknowledged; the end of
+    /// the bank that shares it does not either.
+    void RefuseProgramCommand() {
+        const unsigned command = run_.mode == 5 ? 0x1CFF0404 : 0x1CFF0004;
+        sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_LEN, 0),
+                              BPF_STMT(BPF_ALU | BPF_SUB | BPF_K, 8),
+                              BPF_STMT(BPF_MISC | BPF_TAX, 0),
+                              BPF_STMT(BPF_LD | BPF_W | BPF_IND, 0),
+                              BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, command, 0, 1),
+                              BPF_STMT(BPF_RET | BPF_K, 0),
+                              BPF_STMT(BPF_RET | BPF_K, 0xFFFFFFFF)};
+        const sock_fprog filter{sizeof code / sizeof *code, code};
+        setsockopt(listener_.Get(), SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter);
+    }
+
+    void Serve() {
+        while (!over_) {
+            if (!Readable(listener_)) continue;
+            const OwnedDescriptor line(accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+            begun_.clear();
+            inBanks_ = false;
+            while (!over_ && (!Readable(line) || Take(line))) {
+            }
+        }
+    }
+    static bool Readable(const OwnedDescriptor& from) {
+        pollfd event{from.Get(), POLLIN, 0};
+        return poll(&event, 1, 5) == 1;
+    }
+    /// False when the connection is over.
+    bool Take(const OwnedDescriptor& line) {
+        char bytes[4096];
+        const std::size_t most = inBanks_ ? std::min(at_ - taken_, sizeof bytes) : 4;
+        const ssize_t got = recv(line.Get(), bytes, most, 0);
+        if (got <= 0) return false;
+        const std::string text(bytes, static_cast<std::size_t>(got));
+        if (inBanks_) {
+            taken_ += text.size();
+        } else {
+            Listen(line, text);
+        }
+        return taken_ != at_ || Meet(line);
+    }
+    void Listen(const OwnedDescriptor& line, const std::string& text) {
+        if (faultedUs != 0 && begun_.empty()) begunAnew.push_back(text);
+        begun_ += text;
+        const auto asks = [&](const char* what) {
+            return begun_.size() >= 3 && begun_.compare(begun_.size() - 3, 3, what) == 0;
+        };
+        if (asks("\x1DI\x01")) send(line.Get(), "\0", 1, MSG_NOSIGNAL);
+        if (asks("\x1DI\x03")) send(line.Get(), "1.04", 4, MSG_NOSIGNAL);
+        if (text.compare(0, 2, "\x1C\xFD") != 0) return;
+        // U5's answer to its first bank alone; so early that a busy machine does not make it too late.
+        if (text[2] == 3) send(line.Get(), "\xAA", 1, MSG_NOSIGNAL);
+        inBanks_ = true;
+        taken_ = text.size() + (faultedUs == 0 ? taken_ : 0);
+    }
+    bool Meet(const OwnedDescriptor& line) {
+        if (faultedUs == 0) faultedUs = Clock::Get().MonotonicUs();
+        hasAll = taken_ == Before(run_, kEnd);
+        const int now = 1;
+        setsockopt(line.Get(), IPPROTO_TCP, TCP_QUICKACK, &now, sizeof now);
+        char byte = 0;
+        while (run_.place == kProgram && Readable(line) && recv(line.Get(), &byte, 1, 0) > 0) {
+        }
+        const linger reset{1, 0};
+        switch (run_.fault) {
+            case Fault::kResets:
+                setsockopt(line.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+                return false;
+            case Fault::kCloses:
+                shutdown(line.Get(), SHUT_RDWR);
+                while (recv(line.Get(), &byte, 1, 0) > 0) {
+                }
+                return false;
+            case Fault::kPauses:
+                return GoOnAfter(200);
+            case Fault::kUnpluggedFor15s:
+                return hasAll || (Plug("down") && GoOnAfter(15) && Plug("up"));
+            case Fault::kUnplugged:
+                Plug("down");
+                break;
+            case Fault::kStops:
+                break;
+        }
+        listener_.Reset();
+        while (!over_) poll(nullptr, 0, 5);
+        return false;
+    }
+    bool GoOnAfter(int seconds) {
+        if (!hasAll) SleepSeconds(seconds);
+        at_ = Before(run_, kEnd);
+        return true;
+    }
+    static bool Plug(const std::string& state) {
+        return std::system(("ip link set plug " + state).c_str()) == 0;
+    }
+
+    const Case run_;
+    std::size_t at_;
+    OwnedDescriptor listener_;
+    int port_ = 0;
+    std::size_t taken_ = 0;  // of banks and their commands, over all connections until the first fault
+    std::string begun_;
+    bool inBanks_ = false;
+    std::atomic<bool> over_{false};
+    std::thread thread_;
 };
+
+bool Upgrade(const Case& run, const char* host, int port) {
+    TestPackage package("104", kBanks, Pattern(kBanks * run.bankSize));
+    CComPortEth line;
+    line.Init(std::string(host).data(), port);
+    UpgradeDataInfo info;
+    CommPortSettings settings;
+    PSWComponents components;
+    const auto engine = UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(run.mode), 1, 1);
+    return engine->StartUpgrade_PSW1(info, line, package.file, settings, nullptr, nullptr, components);
+}
+
+class BrokenConnection : public testing::TestWithParam<std::tuple<int, int>> {};
+INSTANTIATE_TEST_SUITE_P(EnginesAndPlaces, BrokenConnection,
+                         testing::Combine(testing::Values(1, 3, 5), testing::Values(0, 3, kLast, kProgram)));
+
+TEST_P(BrokenConnection, IsAFailure) {
+    const simulator::ScaledClock clock(1500, 200);
+    const auto [mode, place] = GetParam();
+    for (const Fault fault : {Fault::kResets, Fault::kCloses, Fault::kStops}) {
+        for (const std::size_t bankSize : {kFits, kDoesNotFit}) {
+            SCOPED_TRACE(testing::PrintToString(fault) + " in a bank of " + std::to_string(bankSize));
+            Printer printer({mode, bankSize, place, fault});
+            LogCapture log;
+            EXPECT_FALSE(Upgrade({mode, bankSize, place, fault}, "127.0.0.1", printer.Port()));
+            printer.Stop();
+            EXPECT_FALSE(printer.hasAll);
+            const std::string text = Joined(log.Take());
+            EXPECT_EQ(text.find("]Communication Error! exit...") != std::string::npos, mode != 1);
+            if (mode == 3 && place == 0 && fault == Fault::kStops) {
+                EXPECT_EQ(text.find("]Sending command to program Flash") != std::string::npos,
+                          bankSize == kFits);
+            }
+            // U1 sends the whole group again to a printer that still listens, the others nothing.
+            const bool again = mode == 1 && fault != Fault::kStops;
+            EXPECT_EQ(printer.begunAnew, Lines(again ? 3 : 0, std::string("\x1C\xFD\0\4", 4)));
+        }
+    }
+}
+
+TEST(WholeConnection, IsASuccess) {
+    const simulator::ScaledClock clock(200, 200);
+    for (const int mode : {1, 3, 5}) {
+        for (const Case& run :
+             {Case{mode, kDoesNotFit, 3, Fault::kPauses}, Case{mode, kFits, kEnd, Fault::kResets},
+              Case{mode, kFits, kEnd, Fault::kCloses}}) {
+            Printer printer(run);
+            EXPECT_TRUE(Upgrade(run, "127.0.0.1", printer.Port()));
+            printer.Stop();
+            EXPECT_TRUE(printer.hasAll);
+            EXPECT_EQ(printer.begunAnew, Lines{});
+        }
+    }
+}
+
+/// Lays a cable between a network of its own for the printer and one for the caller; false where that cannot
+/// be had. Both end with the caller's thread.
+bool LayCable(std::unique_ptr<Printer>& printer, const Case& run) {
+    if (unshare(CLONE_NEWNET) != 0) return false;
+    const OwnedDescriptor printers(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
+    printer = std::make_unique<Printer>(run);
+    const std::string there = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(printers.Get());
+    if (unshare(CLONE_NEWNET) != 0) return false;
+    const OwnedDescriptor own(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
+    const std::string here = "ip link add cable type veth peer name plug netns " + there +
+                             " && ip address add 198.51.100.1/24 dev cable && ip link set cable up";
+    const bool laid = std::system(here.c_str()) == 0 && setns(printers.Get(), CLONE_NEWNET) == 0 &&
+                      std::system("ip address add 198.51.100.2/24 dev plug && ip link set plug up") == 0;
+    return setns(own.Get(), CLONE_NEWNET) == 0 && laid;
+}
+
+TEST(BrokenCable, IsAFailureAfter300SecondsUnlessItIsPluggedInAgain) {
+    const simulator::ScaledClock clock(100, 200);
+    for (const Fault fault : {Fault::kUnplugged, Fault::kUnpluggedFor15s}) {
+        const Case run{3, kDoesNotFit, 3, fault};
+        std::unique_ptr<Printer> printer;
+        bool laid = false;
+        bool verdict = false;
+        std::thread([&] {
+            laid = LayCable(printer, run);
+            verdict = laid && Upgrade(run, "198.51.100.2", printer->Port());
+        }).join();
+        if (!laid) GTEST_SKIP() << "needs root and iproute2";
+        const std::uint64_t tookUs = Clock::Get().MonotonicUs() - printer->faultedUs;
+        printer->Stop();
+        const bool back = fault == Fault::kUnpluggedFor15s;
+        EXPECT_EQ(verdict, back);
+        EXPECT_EQ(printer->hasAll, back);
+        // A second of real time for what does not follow the clock: TCP's shortest timer, and this machine.
+        EXPECT_LT(tookUs, (310U + 100U) * 1000000);
+        EXPECT_EQ(printer->begunAnew, Lines{});
+    }
+}
 
 }  // namespace
