@@ -1,0 +1,75 @@
+# What is installed beside the program: packaging.sh texts|desk|fleet. Ends with 77 where a tool is not installed.
+set -euo pipefail
+work=$(mktemp -d)
+trap 'kill $(cat "$work"/pids 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
+need() { for tool; do command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }; done; }
+fail() { echo "FAILED: $*"; exit 1; }
+same() { diff <(tr -d '\\[ ' <<<"$1" | sort -u) <(tr -d '\\[ ' <<<"$2" | sort -u); }
+
+texts() {
+    need man zsh
+    local page=$BUILD/packaging/ticketflash.1 completions=$TREE/packaging/completions usage line
+    bash -n "$completions/ticketflash.bash"; zsh -n "$completions/_ticketflash"
+    same "" "$(man --warnings -l "$page" 2>&1 >/dev/null)"
+    usage=$(grep -oE '[ []--?[a-z]+' <<<" --help $(TICKETFLASH_TEST_CLOCK=1,1 "$PROGRAM" --help)")
+    same "$usage" "$(sed -n '/^.SH OPTIONS/,/^.SH DEVICES/p' "$page" | grep -A1 '^\.TP' | grep -oE ' (\\-)+[a-z]+')"
+    same "$usage" "$(grep 'local options=' "$completions/ticketflash.bash" | grep -oE -- '--?[a-z]+')"
+    same "$usage" "$(grep -oE -- '--?[a-z]+\[' "$completions/_ticketflash")"
+    sed -nE 's/.*(EndRun\(|puts\(done \? )"([^"]*)".*/\2/p' "$TREE/src/main.cpp" | while read -r line; do
+        grep -qFx ".B $line" "$page" || fail "the manual page does not explain: $line"
+    done
+    set +e; compopt() { :; }; source "$completions/ticketflash.bash"  # as the shell that people type into
+    touch "$work/a.Pfw" "$work/b.txt"
+    for line in "-t ser -d /dev/x:96=9600:" "-t ser -d /dev/x:9600:S=SW" "-t u=usb" "-f $work/=$work/a.Pfw"; do
+        COMP_LINE="ticketflash ${line%=*}" COMP_POINT=1000 _ticketflash
+        [ "${COMPREPLY[*]}" = "${line##*=}" ] || fail "completion of ${line%=*}: ${COMPREPLY[*]}"
+    done
+}
+
+# Twenty printers, of which the 5th is off, the 11th does not answer at first and the 17th refuses the first module.
+printers() {
+    mkdir "$work/bin"
+    printf '#!/bin/sh\nTICKETFLASH_TEST_CLOCK=50,500 exec "%s" "$@"\n' "$PROGRAM" >"$work/bin/ticketflash"
+    # Stands for a machine that is near, and for one that is away.
+    printf '#!/bin/sh\nuntil [ "$1" = near ]; do [ "$1" ] || exit 255; shift; done; shift; sh -c "$*"\n' >"$work/bin/ssh"
+    chmod +x "$work"/bin/*
+    "$SIMULATOR" --samples "$work/samples" >/dev/null
+    for n in $(seq 20); do
+        case $n in 11) set -- --fault protocol-version:1=silence ;; 17) set -- --fault module:1=33 ;; *) set -- ;; esac
+        "$SIMULATOR" --tcp 0 --rate 50 "$@" >"$work/printer.$n" &
+        echo $! >>"$work/pids"
+        until grep -qs '^listening' "$work/printer.$n"; do sleep 0.05; done
+        echo "p$n eth $(sed -n 's/^listening on //p' "$work/printer.$n")"
+    done >"$work/printers"
+    kill "$(sed -n 5p "$work/pids")"
+}
+
+desk() {
+    need parallel
+    printers
+    sed -i '20s/$/ near/; 19s/$/ away/' "$work/printers"
+    for again in "" -r; do
+        PATH=$work/bin:$PATH "$TREE/packaging/fleet/flash-desk" $again -o "$work/results" "$work/samples/font.mod" \
+            "$work/printers" >"$work/table" && fail "all are said to be well"
+        awk 'NR > 1 && $2 != "done" { print $1, $2 == "NOT" ? "NOT TAKEN" : $2 }' "$work/table" |
+            paste -sd, | tee -a "$work/verdicts"
+    done
+    same $'p5 FAILED,p11 FAILED,p17 NOT TAKEN,p19 unreachable\np5 FAILED,p19 unreachable' "$(cat "$work/verdicts")"
+}
+
+fleet() {
+    need ansible-playbook
+    printers
+    list=$(sed -E 's/(.*) (.*) (.*)/{name: \1, type: \2, device: "\3"}/' "$work/printers" | paste -sd,)
+    printf 'printers: {hosts: {%s, %s}}\n' 'away: {ansible_host: away, ticketflash_printers: []}' \
+        "near: {ansible_connection: local, ticketflash_printers: [$list]}" >"$work/inventory.yml"
+    PATH=$work/bin:$PATH ansible-playbook -i "$work/inventory.yml" "$TREE/packaging/fleet/fleet.yml" \
+        -e "ticketflash_file=$work/samples/font.mod ticketflash_become=false ticketflash_poll=1 ticketflash_serial=2" \
+        >"$work/play" 2>&1 && fail "all are said to be well"
+    cat "$work/play"
+    [ "$(grep -c '^changed: \[near\] => (item=p' "$work/play")" = 17 ]
+    same $'p5\np11\np17' "$(sed -nE 's/^failed: \[near\].*\(item=(p[0-9]+)\).*/\1/p' "$work/play")"
+    grep -q '^away .* unreachable=1' "$work/play" && grep -q '^near .* changed=1 .* failed=1' "$work/play"
+}
+
+"$1"
