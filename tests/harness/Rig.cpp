@@ -5,9 +5,6 @@
 #include "package/ModuleData.h"
 #include "package/PSWFile.h"
 
-using simulator::Bytes;
-using simulator::Line;
-
 namespace {
 
 constexpr std::size_t kSmallBank = 256;
@@ -147,7 +144,7 @@ bool Rig::Play(CComPort& port) {
     return verdict;
 }
 
-Given PrinterFaults(std::vector<simulator::Fault> faults) {
+Given PrinterFaults(std::vector<Fault> faults) {
     return [=](Rig& rig) { rig.printer.faults = faults; };
 }
 Given LineFaults(std::vector<LineFault> faults) {
@@ -187,20 +184,20 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
     SCOPED_TRACE(mode + " " + row.what + (newForm ? ", new form" : ", old form"));
     Rig rig(mode, row.line, newForm);
     if (row.given) row.given(rig);
-    EXPECT_EQ(rig.Run(), row.verdict);
+    EXPECT_EQ(rig.Run(), row.end.verdict);
     EXPECT_EQ(Missing(rig.log, row.lines), "") << Shown(rig.log);
     EXPECT_LT(rig.tookMs, 3600000U);
-    const bool clean = row.verdict && rig.line.faults.empty();
+    const bool clean = row.end.verdict && rig.line.faults.empty();
     EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Shown(rig.log);
 
     Bytes firmware = rig.module ? Bytes() : rig.Firmware();
-    if (row.banks != RigRow::kAll)
+    if (row.end.banks != kAll)
         firmware.resize(
-            std::min(firmware.size(), rig.package.bankSize * static_cast<std::size_t>(row.banks)));
+            std::min(firmware.size(), rig.package.bankSize * static_cast<std::size_t>(row.end.banks)));
     EXPECT_TRUE(rig.model->FlashImage() == firmware) << rig.model->FlashImage().size() << " bytes";
     std::vector<Bytes> modules = rig.Modules();
-    if (row.modules != RigRow::kAll && (newForm || rig.module))
-        modules.resize(static_cast<std::size_t>(row.modules));
+    if (row.end.modules != kAll && (newForm || rig.module))
+        modules.resize(static_cast<std::size_t>(row.end.modules));
     EXPECT_TRUE(rig.model->Modules() == modules) << rig.model->Modules().size() << " modules";
     if (row.then) row.then(rig);
 }

@@ -15,6 +15,12 @@
 #include "simulator/boot/RenesasBootDevice.h"
 #include "simulator/boot/SiliconLabsBootDevice.h"
 
+using simulator::Bytes;
+using simulator::Exchange;
+using simulator::Fault;
+using simulator::Line;
+using simulator::PrinterOptions;
+
 /// One run of the program in this process, on virtual time: its own classes, from the bytes of a package or a
 /// module file, against the simulator's model of the printer (and of its boot device) through one
 /// PrinterPort. Set what is tried, Run it, look at what came of it.
@@ -22,13 +28,13 @@ class Rig {
  public:
     /// A printer of procedure `mode` ("U1" to "U6") with a small firmware, and the package for it: 1.06 on a
     /// printer with 1.05, in the new form with a font before the firmware and a logo after it.
-    Rig(const std::string& mode, simulator::Line line, bool newForm);
+    Rig(const std::string& mode, Line line, bool newForm);
 
     // ---- what is tried ----
     simulator::PackageSample package;
     std::optional<simulator::ModuleSample> module;  ///< a module file in the package's place
-    std::function<void(simulator::Bytes&)> damage;  ///< of the file's bytes
-    simulator::PrinterOptions printer;          ///< its line decides the port; its faults are the printer's
+    std::function<void(Bytes&)> damage;             ///< of the file's bytes
+    PrinterOptions printer;                     ///< its line decides the port; its faults are the printer's
     simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
     simulator::SiliconLabsBootOptions silicon;  ///< and of U6
     LinePlan line;                              ///< what goes wrong on the line
@@ -54,8 +60,8 @@ class Rig {
     std::string named;           ///< what the port was told to be
     std::unique_ptr<simulator::PrinterModel> model;
     /// Firmware and modules as the printer must have them after a whole upgrade.
-    simulator::Bytes Firmware() const;
-    std::vector<simulator::Bytes> Modules() const;
+    Bytes Firmware() const;
+    std::vector<Bytes> Modules() const;
     /// Whether the printer has both, whole.
     bool HasAll() const;
 
@@ -66,7 +72,7 @@ class Rig {
 
 /// What is otherwise than usual in a row: of the printer, of the line, or anything.
 using Given = std::function<void(Rig&)>;
-Given PrinterFaults(std::vector<simulator::Fault> faults);
+Given PrinterFaults(std::vector<Fault> faults);
 Given LineFaults(std::vector<LineFault> faults);
 Given Both(Given first, Given second);
 template <class Member, class Value>
@@ -74,21 +80,43 @@ Given Printer(Member simulator::PrinterOptions::*member, const Value& value) {
     return [=](Rig& rig) { rig.printer.*member = value; };
 }
 
-/// One row of a procedure's table.
+/// How a row ends: the verdict and what the printer has afterwards.
+struct RigEnd {
+    static constexpr int kAll = -1;
+    bool verdict;
+    int banks;    ///< of the firmware, from its start
+    int modules;  ///< of the package (new form) or the module file
+};
+constexpr RigEnd kWhole{true, RigEnd::kAll, RigEnd::kAll};
+constexpr RigEnd Ends(bool verdict, int banks, int modules) {
+    return {verdict, banks, modules};
+}
+constexpr RigEnd Fails(int banks, int modules) {
+    return {false, banks, modules};
+}
+
+/// One row of a procedure's table: what is tried in which forms of package, and how it ends.
 struct RigRow {
     enum Forms { kBoth, kOld, kNew };
-    static constexpr int kAll = -1;
 
     const char* what;
-    simulator::Line line;
+    Line line;
     Forms forms;
     Given given;
-    bool verdict;
-    int banks;    ///< of the firmware in the printer afterwards, from its start; kAll for all of them
-    int modules;  ///< in the printer afterwards (new form); kAll for all
-    Lines lines;  ///< of the log, in this order; "!text" must not be in it
-    std::function<void(const Rig&)> then = {};  ///< what else is looked at
+    RigEnd end;
+    Lines lines;                           ///< of the log, in this order; "!text" must not be in it
+    std::function<void(const Rig&)> then;  ///< looks at what else there is
 };
+inline RigRow Row(const char* what, Line line, RigRow::Forms forms, Given given, RigEnd end, Lines lines,
+                  std::function<void(const Rig&)> then = {}) {
+    return {what, line, forms, std::move(given), end, std::move(lines), std::move(then)};
+}
+
+// The words of the tables.
+constexpr int kAll = RigEnd::kAll;
+constexpr auto kBoth = RigRow::kBoth;
+constexpr auto kOld = RigRow::kOld;
+constexpr auto kNew = RigRow::kNew;
 
 /// Plays the rows in the forms of each; what every run shares (nothing that a printer would not have stood in
 /// a run that succeeds, an end within the hour) is looked at too.

@@ -5,12 +5,6 @@
 
 namespace {
 
-using simulator::Bytes;
-using simulator::Exchange;
-using simulator::Fault;
-using simulator::Line;
-using simulator::PrinterOptions;
-
 Bytes Frame(const std::string& fields) {
     const std::string text = "\x02" + fields + "\x03";
     return {text.begin(), text.end()};

@@ -8,15 +8,6 @@
 
 namespace {
 
-using simulator::Bytes;
-using simulator::Exchange;
-using simulator::Fault;
-using simulator::Line;
-
-constexpr int kAll = RigRow::kAll;
-constexpr auto kOld = RigRow::kOld;
-constexpr auto kBoth = RigRow::kBoth;
-
 /// A firmware of 101 bytes in a package that says it has so many banks of so many bytes.
 Given Says(unsigned banks, std::size_t bankSize) {
     return [=](Rig& rig) {
@@ -33,37 +24,16 @@ TEST(BankTransfer, AFirmwareThatIsNotWholeIsRefusedBeforeThePrinterIsTouched) {
     const std::string size = "[SendFW]BankDim Error : 0";
     const std::string start = "[HandshakeCommunication]GSI 0x015d ";
     for (const char* mode : {"U1", "U3", "U5"}) {
-        PlayRows(
-            mode,
-            {
-                {"no banks",
-                 Line::Usb,
-                 kBoth,
-                 Says(0, 10),
-                 false,
-                 0,
-                 0,
-                 {wrong, count, "!" + size, "!" + start}},
-                {"no size",
-                 Line::Usb,
-                 kBoth,
-                 Says(3, 0),
-                 false,
-                 0,
-                 0,
-                 {wrong, size, "!" + count, "!" + start}},
-                {"neither", Line::Usb, kBoth, Says(0, 0), false, 0, 0, {wrong, count, size, "!" + start}},
-                {"a byte more than there is",
-                 Line::Usb,
-                 kBoth,
-                 Says(3, 34),
-                 false,
-                 0,
-                 0,
-                 {wrong, "!" + count, "!" + size, "!" + start}},
-            });
+        PlayRows(mode, {Row("no banks", Line::Usb, kBoth, Says(0, 10), Fails(0, 0),
+                            {wrong, count, "!" + size, "!" + start}),
+                        Row("no size", Line::Usb, kBoth, Says(3, 0), Fails(0, 0),
+                            {wrong, size, "!" + count, "!" + start}),
+                        Row("neither", Line::Usb, kBoth, Says(0, 0), Fails(0, 0),
+                            {wrong, count, size, "!" + start}),
+                        Row("a byte more than there is", Line::Usb, kBoth, Says(3, 34), Fails(0, 0),
+                            {wrong, "!" + count, "!" + size, "!" + start})});
     }
-    PlayRows("U5", {{"no code", Line::Usb, kBoth, Says(2, 10), false, 0, 0, {wrong, "!" + start}}});
+    PlayRows("U5", {Row("no code", Line::Usb, kBoth, Says(2, 10), Fails(0, 0), {wrong, "!" + start})});
     unsigned char byte = 0;
     for (const auto& [banks, bankSize] : {std::pair{4, std::uint64_t{1} << 62}, {-3, std::uint64_t{1}}})
         EXPECT_FALSE((FirmwareImage{banks, bankSize, &byte, 101}).HoldsItsBanks());
@@ -84,33 +54,13 @@ TEST(BankTransfer, ReopenHandshakeAndRelease) {
                                                  : "[SendFW]ReOpen Error. Num max Retry found. Throw Error";
         // 8 pauses of 5 s; the handshake has 4 of 1.5 s.
         const auto took = [&](const Rig& rig) { EXPECT_EQ(rig.namedMs, mode == "U1" ? 40000U : 46000U); };
-        PlayRows(mode, {
-                           {"back at the ninth",
-                            Line::Serial,
-                            kOld,
-                            reopenFails(8),
-                            true,
-                            kAll,
-                            0,
-                            {retry8, "!" + tooMany}},
-                           {"not back",
-                            Line::Serial,
-                            kOld,
-                            reopenFails(9),
-                            false,
-                            0,
-                            0,
-                            {retry8, tooMany, (mode == "U1" ? "!" : "") + handshake},
-                            took},
-                           {"no release",
-                            Line::Ethernet,
-                            kOld,
-                            PrinterFaults({Fault::Silence(Exchange::Release).At(2)}),
-                            false,
-                            0,
-                            0,
-                            {"[SendFW]Read FW Release Error"}},
-                       });
+        PlayRows(
+            mode,
+            {Row("back at the ninth", Line::Serial, kOld, reopenFails(8), kWhole, {retry8, "!" + tooMany}),
+             Row("not back", Line::Serial, kOld, reopenFails(9), Fails(0, 0),
+                 {retry8, tooMany, (mode == "U1" ? "!" : "") + handshake}, took),
+             Row("no release", Line::Ethernet, kOld, PrinterFaults({Fault::Silence(Exchange::Release).At(2)}),
+                 Fails(0, 0), {"[SendFW]Read FW Release Error"})});
     }
 }
 

@@ -8,8 +8,6 @@
 
 namespace {
 
-using simulator::Line;
-
 const char* const kLastAnswer[] = {"[PrnCom_UpgradePrinter]GetUpgradeInfo OK",
                                    "[PrnCom_WriteModule]ModuleItemPrnModuleList OK"};
 

@@ -4,8 +4,6 @@
 
 namespace {
 
-using simulator::Line;
-
 struct Kind {
     const char* mode;  ///< "module": a module file
     Line line;

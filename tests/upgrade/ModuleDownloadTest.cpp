@@ -7,16 +7,6 @@
 
 namespace {
 
-using simulator::Bytes;
-using simulator::Exchange;
-using simulator::Fault;
-using simulator::Line;
-using simulator::PrinterOptions;
-
-constexpr int kAll = RigRow::kAll;
-constexpr auto kOld = RigRow::kOld;
-constexpr auto kNew = RigRow::kNew;
-
 const std::string kTag = "[SendModuleToDevice]";
 const std::string kWrite = "[PrnCom_WriteModule]";
 const std::string kNoAnswer = kTag + "Wait Answer Error";
@@ -32,11 +22,11 @@ Given Module(char kind, std::size_t size = 500, const char* code = "FNT-001") {
         rig.line.bRecord = true;
     };
 }
-Given Fails(Fault fault) {
+Given WithFault(Fault fault) {
     return Both(Module('F'), PrinterFaults({std::move(fault)}));
 }
 Given Answers(const Bytes& answer) {
-    return Fails(Fault::Says(Exchange::Module, answer));
+    return WithFault(Fault::Says(Exchange::Module, answer));
 }
 /// The packets go with this write time-out, and it is put back.
 Lines Timeout(int ms, const std::string& line) {
@@ -54,108 +44,43 @@ TEST(ModuleDownload, FromAFile) {
     constexpr std::size_t kOutside = 4120;
     PlayRows(
         "U3",
-        {
-            {"kept", Line::Serial, kOld, Module('F'), true, 0, 1, {supported, kTag + "Read Answer len: 1"}},
-            {"unknown to the printer",
-             Line::Ethernet,
-             kOld,
-             Module('D', 500, "FNT"),
-             true,
-             0,
-             1,
-             {kWrite + "Module not supported by this printer,  proceed anyway!!!"}},
-            {"modules not enabled",
-             Line::Ethernet,
-             kOld,
-             Both(Module('F'), without),
-             true,
-             0,
-             0,
-             {supported, kWrite + "Upgrade Modules not enabled in command line arguments ", kWrite + "End"}},
-            {"the first byte that is an answer",
-             Line::Usb,
-             kOld,
-             Answers({0x99, 0x55, 0xAA, 0x33}),
-             true,
-             0,
-             1,
-             {kTag + "Read Answer len: 4", "!" + kTag + "Answer Error(0x33) : ID Module Error"}},
-            {"none of the bytes is one",
-             Line::Ethernet,
-             kOld,
-             Fails(Fault::Endless(Exchange::Module, {0x96, 0x06}, 400)),
-             true,
-             0,
-             0,
-             {kNoAnswer}},
-            {"silence",
-             Line::Serial,
-             kOld,
-             Fails(Fault::Silence(Exchange::Module)),
-             true,
-             0,
-             0,
-             {kNoAnswer},
-             [](const Rig& rig) { EXPECT_NEAR(static_cast<double>(rig.tookMs), 600200, 400); }},
-            {"ten minutes, not multiplied",
-             Line::Usb,
-             kOld,
-             Both(Fails(Fault::Late(Exchange::Module, 598000)), [](Rig& rig) { rig.timem = 0; }),
-             true,
-             0,
-             1,
-             {kTag + "Read Answer len: 1", "!" + kNoAnswer}},
-            {"no status",
-             Line::Usb,
-             kOld,
-             Fails(Fault::Silence(Exchange::Status)),
-             true,
-             0,
-             0,
-             {kTag + "Handshake Communication Error ", "close", kWrite + "End"}},
-            {"a transfer that breaks off",
-             Line::Ethernet,
-             kOld,
-             Fails(Fault::Cut(Exchange::Module, 2000)),
-             true,
-             0,
-             0,
-             {"[WritePackets]Error Write (1)", kTag + "Waiting Answer...", kNoAnswer}},
-            {"RFID", Line::Ethernet, kOld, Module('H'), true, 0, 1, Timeout(4000, rfid)},
-            {"RFID, far", Line::Ethernet, kOld, Module('I'), true, 0, 1, Timeout(4000, rfid)},
-            {"Bluetooth", Line::Ethernet, kOld, Module('E'), true, 0, 1,
-             Timeout(22000, kTag + "Add another Timeout due to Bluetooth module ")},
-            {"not large",
-             Line::Ethernet,
-             kOld,
-             Module('C', 1024000 - kOutside),
-             true,
-             0,
-             1,
-             {supported, "!" + large}},
-            {"large", Line::Ethernet, kOld, Module('C', 1024001 - kOutside), true, 0, 1, {large}},
-            {"long",
-             Line::Ethernet,
-             kOld,
-             Module('D', 2048001 - kOutside),
-             true,
-             0,
-             1,
-             {kWrite + "Add Timeout : 40000", large}},
-        });
+        {Row("kept", Line::Serial, kOld, Module('F'), Ends(true, 0, 1),
+             {supported, kTag + "Read Answer len: 1"}),
+         Row("unknown to the printer", Line::Ethernet, kOld, Module('D', 500, "FNT"), Ends(true, 0, 1),
+             {kWrite + "Module not supported by this printer,  proceed anyway!!!"}),
+         Row("modules not enabled", Line::Ethernet, kOld, Both(Module('F'), without), Ends(true, 0, 0),
+             {supported, kWrite + "Upgrade Modules not enabled in command line arguments ", kWrite + "End"}),
+         Row("the first byte that is an answer", Line::Usb, kOld, Answers({0x99, 0x55, 0xAA, 0x33}),
+             Ends(true, 0, 1),
+             {kTag + "Read Answer len: 4", "!" + kTag + "Answer Error(0x33) : ID Module Error"}),
+         Row("none of the bytes is one", Line::Ethernet, kOld,
+             WithFault(Fault::Endless(Exchange::Module, {0x96, 0x06}, 400)), Ends(true, 0, 0), {kNoAnswer}),
+         Row("silence", Line::Serial, kOld, WithFault(Fault::Silence(Exchange::Module)), Ends(true, 0, 0),
+             {kNoAnswer}, [](const Rig& rig) { EXPECT_NEAR(static_cast<double>(rig.tookMs), 600200, 400); }),
+         Row("ten minutes, not multiplied", Line::Usb, kOld,
+             Both(WithFault(Fault::Late(Exchange::Module, 598000)), [](Rig& rig) { rig.timem = 0; }),
+             Ends(true, 0, 1), {kTag + "Read Answer len: 1", "!" + kNoAnswer}),
+         Row("no status", Line::Usb, kOld, WithFault(Fault::Silence(Exchange::Status)), Ends(true, 0, 0),
+             {kTag + "Handshake Communication Error ", "close", kWrite + "End"}),
+         Row("a transfer that breaks off", Line::Ethernet, kOld,
+             WithFault(Fault::Cut(Exchange::Module, 2000)), Ends(true, 0, 0),
+             {"[WritePackets]Error Write (1)", kTag + "Waiting Answer...", kNoAnswer}),
+         Row("RFID", Line::Ethernet, kOld, Module('H'), Ends(true, 0, 1), Timeout(4000, rfid)),
+         Row("RFID, far", Line::Ethernet, kOld, Module('I'), Ends(true, 0, 1), Timeout(4000, rfid)),
+         Row("Bluetooth", Line::Ethernet, kOld, Module('E'), Ends(true, 0, 1),
+             Timeout(22000, kTag + "Add another Timeout due to Bluetooth module ")),
+         Row("not large", Line::Ethernet, kOld, Module('C', 1024000 - kOutside), Ends(true, 0, 1),
+             {supported, "!" + large}),
+         Row("large", Line::Ethernet, kOld, Module('C', 1024001 - kOutside), Ends(true, 0, 1), {large}),
+         Row("long", Line::Ethernet, kOld, Module('D', 2048001 - kOutside), Ends(true, 0, 1),
+             {kWrite + "Add Timeout : 40000", large})});
     const std::pair<unsigned char, const char*> refusals[] = {
         {0x33, "0x33) : ID Module Error"},   {0x44, "0x44) : Module Error"},
         {0x66, "0x66) : Ram Error"},         {0x77, "0x77) : Program Flash Error"},
         {0x88, "0x88) : Clear Flash Error"}, {0x95, "0x95) : Checksum Error"}};
     for (const auto& [answer, text] : refusals)
-        PlayRows("U3", {{text,
-                         Line::Ethernet,
-                         kOld,
-                         Answers({0x00, 0x12, answer, 0xBB}),
-                         true,
-                         0,
-                         0,
-                         {kTag + "Answer Error(" + text}}});
+        PlayRows("U3", {Row(text, Line::Ethernet, kOld, Answers({0x00, 0x12, answer, 0xBB}), Ends(true, 0, 0),
+                            {kTag + "Answer Error(" + text})});
 }
 
 /// The package brings this one module under `letter`, in a module file of `kind`.
@@ -185,49 +110,21 @@ TEST(ModuleDownload, FromAPackageEachKindTakenAndRefused) {
     const auto refuses = PrinterFaults({Fault::Says(Exchange::Module, {0x77})});
     for (const auto& row : rows) {
         const auto brings = Brings(row.letter, row.kind);
-        PlayRows("U3", {{"taken",
-                         Line::Ethernet,
-                         kNew,
-                         brings,
-                         true,
-                         kAll,
-                         1,
-                         {row.begin, all + "Programming OK", "!" + row.refused}},
-                        {"refused",
-                         Line::Ethernet,
-                         kNew,
-                         Both(brings, refuses),
-                         false,
-                         row.before ? 0 : kAll,
-                         0,
-                         {row.begin, row.refused, "[StartUpgrade_PSW2]SendAllModules Failed..."}}});
+        PlayRows("U3",
+                 {Row("taken", Line::Ethernet, kNew, brings, Ends(true, kAll, 1),
+                      {row.begin, all + "Programming OK", "!" + row.refused}),
+                  Row("refused", Line::Ethernet, kNew, Both(brings, refuses), Fails(row.before ? 0 : kAll, 0),
+                      {row.begin, row.refused, "[StartUpgrade_PSW2]SendAllModules Failed..."})});
     }
     // A module of no kind of the package's own goes as what its own header says.
-    PlayRows("U3", {{"RFID",
-                     Line::Ethernet,
-                     kNew,
-                     Brings('x', 'H'),
-                     true,
-                     kAll,
-                     1,
-                     {kTag + "Add another Timeout due to RFID module "}},
-                    {"disk",
-                     Line::Ethernet,
-                     kNew,
-                     Brings('x', 'D'),
-                     true,
-                     kAll,
-                     1,
-                     {"!" + kTag + "Add another Timeout due to RFID module "}},
-                    {"the port stays away",
-                     Line::Ethernet,
-                     kNew,
-                     LineFaults({{"ReOpen", LineFault::kError, 2, 10}}),
-                     false,
-                     0,
-                     0,
-                     {all + "ReOpen Error. Retry", all + "ReOpen Error. Num Max Retry found. Throw Error",
-                      "!" + all + "Send Fonts..."}}});
+    PlayRows("U3", {Row("RFID", Line::Ethernet, kNew, Brings('x', 'H'), Ends(true, kAll, 1),
+                        {kTag + "Add another Timeout due to RFID module "}),
+                    Row("disk", Line::Ethernet, kNew, Brings('x', 'D'), Ends(true, kAll, 1),
+                        {"!" + kTag + "Add another Timeout due to RFID module "}),
+                    Row("the port stays away", Line::Ethernet, kNew,
+                        LineFaults({{"ReOpen", LineFault::kError, 2, 10}}), Fails(0, 0),
+                        {all + "ReOpen Error. Retry", all + "ReOpen Error. Num Max Retry found. Throw Error",
+                         "!" + all + "Send Fonts..."})});
 }
 
 // The list decides: what it names and the package does not bring is passed over, on its side.

@@ -6,15 +6,6 @@
 
 namespace {
 
-using simulator::Exchange;
-using simulator::Fault;
-using simulator::Line;
-using simulator::PrinterOptions;
-
-constexpr int kAll = RigRow::kAll;
-constexpr auto kOld = RigRow::kOld;
-constexpr auto kNew = RigRow::kNew;
-
 const std::string kPsw1 = "[StartUpgrade_PSW1]";
 const std::string kPsw2 = "[StartUpgrade_PSW2]";
 
@@ -54,59 +45,27 @@ TEST(UpgradeEngine, WhatIsEnabledAndWhatFails) {
                 list.Add(0x2002);
             };
         };
-        PlayRows(
-            row.mode,
-            {
-                {"firmware alone",
-                 Line::Usb,
-                 kNew,
-                 Components(1),
-                 true,
-                 kAll,
-                 0,
-                 {(row.looksBefore ? "" : "!") + noBefore, kPsw2 + "Send FW:1",
-                  kPsw2 + "Upgrade After Modules not enabled in command line arguments "}},
-                {"modules alone", Line::Usb, kNew, Components(2), true, 0, kAll, {kPsw2 + noFw}},
-                {"the old form has no modules",
-                 Line::Usb,
-                 kOld,
-                 Components(2),
-                 false,
-                 0,
-                 0,
-                 {kPsw1 + noFw, "[PrnCom_UpgradePrinter]Upgrade Error!"}},
-                {"no firmware in the list", Line::Usb, kNew, fontAlone, true, 0, 1, {kPsw2 + "Skip Fw..."}},
-                {"the first module fails",
-                 Line::Usb,
-                 kNew,
-                 Refuses(1),
-                 false,
-                 row.before ? 0 : kAll,
-                 0,
-                 {failed, "[PrnCom_UpgradePrinter]Upgrade Error!"}},
-                {"the second one does", Line::Usb, kNew, Refuses(2), false, kAll, 1, {failed}},
-                {"no handshake",
-                 Line::Usb,
-                 kOld,
-                 deaf(1),
-                 false,
-                 0,
-                 0,
-                 {std::string("[SendFW]") + row.noHandshake, kPsw1 + row.psw1}},
-                {"no handshake",
-                 Line::Usb,
-                 kNew,
-                 deaf(row.before ? 2 : 1),
-                 false,
-                 0,
-                 row.before ? 1 : 0,
-                 {std::string("[SendFW]") + row.noHandshake, kPsw2 + "Send FW:0", kPsw2 + row.notOk}},
-            });
+        PlayRows(row.mode,
+                 {Row("firmware alone", Line::Usb, kNew, Components(1), Ends(true, kAll, 0),
+                      {(row.looksBefore ? "" : "!") + noBefore, kPsw2 + "Send FW:1",
+                       kPsw2 + "Upgrade After Modules not enabled in command line arguments "}),
+                  Row("modules alone", Line::Usb, kNew, Components(2), Ends(true, 0, kAll), {kPsw2 + noFw}),
+                  Row("the old form has no modules", Line::Usb, kOld, Components(2), Fails(0, 0),
+                      {kPsw1 + noFw, "[PrnCom_UpgradePrinter]Upgrade Error!"}),
+                  Row("no firmware in the list", Line::Usb, kNew, fontAlone, Ends(true, 0, 1),
+                      {kPsw2 + "Skip Fw..."}),
+                  Row("the first module fails", Line::Usb, kNew, Refuses(1), Fails(row.before ? 0 : kAll, 0),
+                      {failed, "[PrnCom_UpgradePrinter]Upgrade Error!"}),
+                  Row("the second one does", Line::Usb, kNew, Refuses(2), Fails(kAll, 1), {failed}),
+                  Row("no handshake", Line::Usb, kOld, deaf(1), Fails(0, 0),
+                      {std::string("[SendFW]") + row.noHandshake, kPsw1 + row.psw1}),
+                  Row("no handshake", Line::Usb, kNew, deaf(row.before ? 2 : 1), Fails(0, row.before ? 1 : 0),
+                      {std::string("[SendFW]") + row.noHandshake, kPsw2 + "Send FW:0", kPsw2 + row.notOk})});
     }
     const std::string usbOnly = "Upgrade U2 just support USB port error \\n";
-    PlayRows("U2", {{"no USB", Line::Serial, kNew, {}, false, 0, 0, {kPsw2 + usbOnly}},
-                    {"no USB", Line::Ethernet, kOld, {}, false, 0, 0, {"[SendFW]" + usbOnly}},
-                    {"no USB", Line::Serial, kNew, Components(2), false, 0, 0, {kPsw2 + usbOnly}}});
+    PlayRows("U2", {Row("no USB", Line::Serial, kNew, {}, Fails(0, 0), {kPsw2 + usbOnly}),
+                    Row("no USB", Line::Ethernet, kOld, {}, Fails(0, 0), {"[SendFW]" + usbOnly}),
+                    Row("no USB", Line::Serial, kNew, Components(2), Fails(0, 0), {kPsw2 + usbOnly})});
 }
 
 // Waits of a second or more, in all. 20 s before the modules of U2 and U3 are not multiplied; without a

@@ -4,14 +4,6 @@
 
 namespace {
 
-using simulator::Exchange;
-using simulator::Fault;
-using simulator::Line;
-
-constexpr int kAll = RigRow::kAll;
-constexpr auto kOld = RigRow::kOld;
-constexpr auto kBoth = RigRow::kBoth;
-
 const std::string kTag = "[SendBankFlashGeneric]";
 const std::string kSame = kTag + "Same version: Wait then exit...";
 const std::string kNotUsb = kTag + "Com or Eth port: Wait then exit...";
@@ -42,78 +34,30 @@ TEST(UpgradeU3, Table) {
     const auto back = [](const Rig& rig) { EXPECT_TRUE(rig.bSettingsBack); };
     PlayRows(
         "U3",
-        {
-            {"another release", Line::Ethernet, kBoth, Has("1.07"), true, kAll, kAll, {kNotUsb}, back},
-            {"the same and more", Line::Serial, kBoth, Has("1.06b"), true, kAll, kAll, {kNotUsb}, back},
-            {"the same, on USB", Line::Usb, kBoth, Has("1.06"), true, kAll, kAll, {kSame, "!" + kAway}, back},
-            {"the same up to its zero", Line::Serial, kBoth, Has({"1.06\0x", 6}), true, kAll, kAll, {kSame}},
-            {"another, on USB", Line::Usb, kBoth, Has("1.05"), true, kAll, kAll, {kAway, kBack}, back},
-            {"away for long",
-             Line::Usb,
-             kOld,
-             [](Rig& rig) { rig.printer.restartMs = 45000; },
-             true,
-             kAll,
-             0,
-             {kAway, "!" + kBack}},
-            {"away for long, waited for longer",
-             Line::Usb,
-             kOld,
+        {Row("another release", Line::Ethernet, kBoth, Has("1.07"), kWhole, {kNotUsb}, back),
+         Row("the same and more", Line::Serial, kBoth, Has("1.06b"), kWhole, {kNotUsb}, back),
+         Row("the same, on USB", Line::Usb, kBoth, Has("1.06"), kWhole, {kSame, "!" + kAway}, back),
+         Row("the same up to its zero", Line::Serial, kBoth, Has({"1.06\0x", 6}), kWhole, {kSame}),
+         Row("another, on USB", Line::Usb, kBoth, Has("1.05"), kWhole, {kAway, kBack}, back),
+         Row("away for long", Line::Usb, kOld, [](Rig& rig) { rig.printer.restartMs = 45000; }, kWhole,
+             {kAway, "!" + kBack}),
+         Row("away for long, waited for longer", Line::Usb, kOld,
              [](Rig& rig) {
                  rig.printer.restartMs = 45000;
                  rig.timem = 2;
              },
-             true,
-             kAll,
-             0,
-             {kAway, kBack}},
-            {"no start command",
-             Line::Usb,
-             kOld,
-             FailsWrite(kStartWrite, LineFault::kError),
-             false,
-             0,
-             0,
-             {kStart, kLost, kError, "!" + kFirst},
-             left},
-            {"half of the last bank",
-             Line::Serial,
-             kOld,
-             FailsWrite(kStartWrite + 5, LineFault::kShort),
-             false,
-             0,
-             0,
-             {kLast, kLost, kError, "!" + kProgram},
-             left},
-            {"half of the program command",
-             Line::Usb,
-             kOld,
-             FailsWrite(kStartWrite + 6, LineFault::kShort),
-             false,
-             0,
-             0,
-             {kProgram, kLost, kError},
-             left},
-            {"cut in the first bank",
-             Line::Ethernet,
-             kBoth,
-             IsCut(100),
-             false,
-             0,
-             1,
-             {kFirst, kLost, kError},
-             left},
-            {"cut in the last bank",
-             Line::Ethernet,
-             kBoth,
-             IsCut(1279),
-             false,
-             0,
-             1,
-             {kLast, kLost, kError},
-             left},
-            {"gone in the third bank", Line::Usb, kBoth, IsCut(700), false, 0, 1, {kLost, kError}, left},
-        });
+             kWhole, {kAway, kBack}),
+         Row("no start command", Line::Usb, kOld, FailsWrite(kStartWrite, LineFault::kError), Fails(0, 0),
+             {kStart, kLost, kError, "!" + kFirst}, left),
+         Row("half of the last bank", Line::Serial, kOld, FailsWrite(kStartWrite + 5, LineFault::kShort),
+             Fails(0, 0), {kLast, kLost, kError, "!" + kProgram}, left),
+         Row("half of the program command", Line::Usb, kOld, FailsWrite(kStartWrite + 6, LineFault::kShort),
+             Fails(0, 0), {kProgram, kLost, kError}, left),
+         Row("cut in the first bank", Line::Ethernet, kBoth, IsCut(100), Fails(0, 1), {kFirst, kLost, kError},
+             left),
+         Row("cut in the last bank", Line::Ethernet, kBoth, IsCut(1279), Fails(0, 1), {kLast, kLost, kError},
+             left),
+         Row("gone in the third bank", Line::Usb, kBoth, IsCut(700), Fails(0, 1), {kLost, kError}, left)});
 }
 
 }  // namespace
