@@ -121,7 +121,9 @@ void PrinterPort::Look() {
     }
     if (IsUsb()) return;
     const bool onLine = model_.OnLine(at_);
-    if ((model_.TakeCut() || !onLine) && IsEthernet() && open_ && !std::exchange(broken_, true))
+    const bool cut = model_.TakeCut();
+    lost_ = lost_ || cut;
+    if ((cut || !onLine) && IsEthernet() && open_ && !std::exchange(broken_, true))
         model_.ConnectionChanged(false, at_);
     if (!onLine || (IsEthernet() && (!open_ || broken_))) return;
     for (const Bytes& answer : model_.Transmit(at_)) {
@@ -142,6 +144,7 @@ bool PrinterPort::Reach(LineFault::How how) {
     if (how != LineFault::kNone || line_.bGone) return false;
     if (IsUsb()) claimed_ = model_.OnUsb(at_) == found_ ? found_ : std::nullopt;
     const bool there = IsUsb() ? claimed_.has_value() : !IsEthernet() || model_.OnLine(at_);
+    if (there && !open_) lost_ = false;
     if (there && !std::exchange(open_, true) && iPortType != COMMPORT_SERIAL)
         model_.ConnectionChanged(true, at_);
     return there;
@@ -232,6 +235,18 @@ unsigned int PrinterPort::Write(unsigned char* buf, unsigned int len, unsigned i
     if (IsUsb() || model_.OnLine(at_)) model_.Receive(bytes.data(), bytes.size(), at_);
     Pass();
     return static_cast<unsigned int>(bytes.size());
+}
+
+/// All that was written has arrived, unless the connection was cut on its way; a printer that restarts since
+/// has it all.
+bool PrinterPort::Drain() {
+    if (IsUsb()) return true;
+    const LineFault::How how = line_.Call("Drain");
+    Pass();
+    if (how == LineFault::kNone && !line_.bGone && !(IsEthernet() && lost_)) return true;
+    Disconnect();
+    Note("not all has arrived");
+    return false;
 }
 
 /// Waits until something is there to be read, or the read time-out has passed.

@@ -22,7 +22,7 @@ struct LineFault {
         kConnectionGone,  ///< the connection breaks (Ethernet; other lines know none)
         kDeviceGone,      ///< the device is out of reach from here on
     };
-    std::string call;  ///< "Open", "ReOpen", "Write", "Read" or "Control"; empty for each of them
+    std::string call;  ///< "Open", "ReOpen", "Write", "Drain", "Read", "Control"; empty: each of them
     How how = kError;
     int first = 1;  ///< of those calls, counted from 1
     int last = first;
@@ -66,6 +66,7 @@ class PrinterPort final : public CComPort {
     bool ReOpen() override;
     unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override;
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
+    bool Drain() override;
     void CleanRX() override;
     void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms); }
     void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms); }
@@ -106,6 +107,7 @@ class PrinterPort final : public CComPort {
     std::uint64_t at_;
     bool open_ = false;
     bool broken_ = false;  // Ethernet: the printer ended the connection, and nobody has noticed yet
+    bool lost_ = false;    // so that bytes of the host were lost
     Names names_, kept_;
     bool identified_ = false;
     std::optional<simulator::UsbIdentity> found_, claimed_;

@@ -57,6 +57,10 @@ TEST(UpgradeU3, Table) {
              left),
          Row("cut in the last bank", Line::Ethernet, kBoth, IsCut(1279), Fails(0, 1), {kLast, kLost, kError},
              left),
+         Row("cut in the program command", Line::Ethernet, kBoth, IsCut(1287), Fails(0, 1),
+             {kProgram, kLost, kError}, left),
+         Row("not all has arrived", Line::Serial, kOld, LineFaults({{"Drain"}}), Fails(kAll, 0),
+             {kProgram, kLost, kError}, left),
          Row("gone in the third bank", Line::Usb, kBoth, IsCut(700), Fails(0, 1), {kLost, kError}, left)});
 }
 
