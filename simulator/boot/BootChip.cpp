@@ -1,6 +1,7 @@
 #include "simulator/boot/BootChip.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace simulator {
 

@@ -1,6 +1,7 @@
 #include "simulator/boot/SiliconLabsBootDevice.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "simulator/SampleFiles.h"
 

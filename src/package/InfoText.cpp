@@ -5,7 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
+
+#include "support/TerminalText.h"
 
 InfoText::InfoText(const char* text, std::size_t size) : text_(text, strnlen(text, size)) {}
 
@@ -19,9 +20,9 @@ void InfoText::AddP(const char* format, ...) {
 }
 
 void InfoText::AddFromFile(std::string_view text) {
-    std::replace_copy_if(
-        text.begin(), text.end(), std::back_inserter(text_),
-        [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; }, ' ');
+    const auto begin = static_cast<std::ptrdiff_t>(text_.size());
+    text_ += text;
+    BlankControls(text_.begin() + begin, text_.end());
 }
 
 void InfoText::Rule(char c) {

@@ -16,8 +16,7 @@ class InfoText {
     void AddP(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void Add(const char* text) { text_ += text; }
 
-    /// Appends a text that a file brought, with a blank for each control byte: the description goes to a
-    /// terminal, and no file gets to send it commands.
+    /// Appends a text that a file brought, with a blank for each control character.
     void AddFromFile(std::string_view text);
 
     /// Appends a line of 48 times `c`.

@@ -1,5 +1,7 @@
 #include "package/PSWField.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "package/ByteCursor.h"

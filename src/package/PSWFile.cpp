@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <utility>
 
 #include "package/EncryptionPSW.h"
 #include "package/InfoText.h"

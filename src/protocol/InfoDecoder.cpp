@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "protocol/FieldWalk.h"
 #include "protocol/InfoItemPrnDeviceInfo.h"

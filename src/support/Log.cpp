@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstdarg>
+#include <cstring>
 #include <ctime>
 #include <iterator>
+#include <string_view>
 
 #include "support/Clock.h"
+#include "support/TerminalText.h"
 
 std::uint32_t Log::m_dwLogType = 0;
 bool Log::m_bLogDataToo = false;
@@ -70,6 +73,8 @@ void Log::WriteLog(const char* tag, const char* text) {
     std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s",
                   calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
                   calendar.tm_min, calendar.tm_sec, now.tv_usec / 1000, tag, text);
+    const std::size_t length = std::strlen(line.data());
+    BlankControls(line.data(), line.data() + length - (line[length - 1] == '\n' ? 1 : 0));
     Output(line.data());
 }
 
@@ -78,8 +83,13 @@ void Log::WriteLogP(const char* tag, const char* format, ...) {
     std::array<char, kFormattedSize> text{};
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    const int size = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
+    // A line feed at the end is the format's own or an argument's, which ends no line.
+    const std::string_view own(format);
+    if (own.empty() || own.back() != '\n' || size >= static_cast<int>(text.size())) {
+        BlankControls(text.begin(), std::find(text.begin(), text.end(), '\0'));
+    }
     WriteLog(tag, text.data());
 }
 

@@ -14,11 +14,13 @@ class Log {
     /// "data.log" in every case.
     static void SetLogEnable(unsigned int type, bool dataToo);
 
-    /// Writes "[date time][tag]text". The terminal's line ends with a line feed; the file's ends only where
-    /// the text does (kept: the two outputs differ on purpose).
+    /// Writes "[date time][tag]text", with blanks for control characters but a line feed at the end. The
+    /// terminal's line ends with one more; the file's ends only where the text does (kept: the two outputs
+    /// differ on purpose).
     static void WriteLog(const char* tag, const char* text);
 
-    /// The same with the text made by printf rules. Braces mean nothing: "{0}" is logged as it stands.
+    /// The same with the text made by printf rules; only a line feed of the format's own ends it. Braces mean
+    /// nothing: "{0}" is logged as it stands.
     static void WriteLogP(const char* tag, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     static void Write(const char* tag, const std::string& text);

@@ -143,7 +143,7 @@ TEST(ModuleData, IsDescribed) {
          "FONT MODULE:\n  Fi rst (Code: 7) (Code: 7)\n  Sixteen letters.\n   (Code: 255) (Code: 255)"}};
     const std::string dashes = std::string(48, '-') + "\n";
     const Bytes fonts =
-        Font("Fi\x1Brst", 'N', 7) + Font("Sixteen letters.and more", 'n', 8) + Font("", 'N', 255);
+        Font("Fi\x9Brst", 'N', 7) + Font("Sixteen letters.and more", 'n', 8) + Font("", 'N', 255);
     char text[16384];
     for (const auto& [letter, id, type, line] : kinds) {
         ModuleData module;

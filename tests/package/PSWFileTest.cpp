@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "harness/LogCapture.h"
 #include "package/EncryptionPSW.h"
 #include "package/ModuleBytes.h"

@@ -65,6 +65,14 @@ TEST_F(LogTest, BothFlagsDecideWhereALineGoes) {
     EXPECT_FALSE(Log::CloseLogFile());
 }
 
+TEST_F(LogTest, WhatOthersSentNeitherSteersATerminalNorBeginsALine) {
+    Log::SetLogEnable(1, true);
+    const char* const sent = "\x01\x1B[2J\n[forged]\x7F\x80\x9F\xA0\xE9\r\n";
+    const std::string line = kStamp + "[A]  [2J [forged]   \xA0\xE9  ";
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s", sent); }), line + "\n");
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s\n", sent); }), line + "\n\n");
+}
+
 TEST_F(LogTest, CutsLongTextsAndDumpsSixteenBytesARow) {
     const std::string tabs(10, '\t');
     const auto dump = [](const std::string& data) {
