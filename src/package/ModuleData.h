@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 
 #include "package/ByteView.h"
 
@@ -54,12 +53,11 @@ class ModuleData {
     /// Appends the description that GetFileInfo writes.
     void AppendInfo(InfoText& info) const;
 
-    std::unique_ptr<unsigned char[]> pFileBuffer;  ///< The file as read.
+    OwnedBytes pFileBuffer;  ///< The file as read.
     int iFileLength = 0;
-    std::unique_ptr<unsigned char[]>
-        pModuleBuffer;  ///< The whole file, its body descrambled: what a printer gets.
+    OwnedBytes pModuleBuffer;  ///< The whole file, its body descrambled: what a printer gets.
     int iModuleLength = 0;
-    std::unique_ptr<unsigned char[]> pHeaderBuffer;  ///< The first 4102 bytes of the file.
+    OwnedBytes pHeaderBuffer;  ///< The first 4102 bytes of the file.
     int iHeaderLength = 0;
 
     char strRelease[kTextSize] = {};

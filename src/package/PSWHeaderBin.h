@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -23,7 +22,7 @@ class PSWHeaderBin : public PSWHeader {
     std::uint64_t uiBinSize = 0;    ///< Bank size in bytes; old form only.
     int iStartDataIntoFile = 0;     ///< The payload's file position.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
+    OwnedBytes pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
 
  private:
     bool CopyPayload(ByteView file);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -34,6 +33,6 @@ class PSWHeaderFonts : public PSWHeader {
     PSWText strRelHeaderSupp{};
     PSWText strHeaderType{};
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The glyphs, `uiDataSize` bytes; empty when they lie outside.
+    OwnedBytes pData;  ///< The glyphs, `uiDataSize` bytes; empty when they lie outside.
     std::uint64_t uiDataSize = 0;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -25,6 +24,6 @@ class PSWHeaderLogos : public PSWHeader {
     PSWText strRelHeaderSupp{};  ///< New form only.
     PSWText strHeaderType{};     ///< New form only.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The image, `uiDataSize` bytes; empty when it lies outside.
+    OwnedBytes pData;  ///< The image, `uiDataSize` bytes; empty when it lies outside.
     std::uint64_t uiDataSize = 0;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -35,6 +34,6 @@ class PSWHeaderModule : public PSWHeader {
     int iNumBank = 0;                ///< Banks; kind 6 only, else 0.
     std::uint64_t uiBankDim = 0;     ///< Bank size in bytes; kind 6 only, else 0.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The module's bytes, `uiDataSize` of them.
+    OwnedBytes pData;  ///< The module's bytes, `uiDataSize` of them.
     std::uint64_t uiDataSize = 0;
 };

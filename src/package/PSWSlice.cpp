@@ -6,8 +6,8 @@ std::int64_t PayloadStart(std::uint64_t address, bool isFilePosition, int payloa
     return static_cast<std::int64_t>(address) - (isFilePosition ? payloadFilePosition : 0);
 }
 
-bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
-               std::unique_ptr<unsigned char[]>& data, std::uint64_t& size) {
+bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length, OwnedBytes& data,
+               std::uint64_t& size) {
     data.reset();
     size = 0;
     if (start < 0 && length != 0) return false;

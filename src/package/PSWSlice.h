@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/ByteView.h"
 
@@ -12,5 +11,5 @@ std::int64_t PayloadStart(std::uint64_t address, bool isFilePosition, int payloa
 /// Copies `length` bytes from `start` of the payload to `data` and their number to `size`; no bytes may stand
 /// anywhere. When they do not all lie in the payload, or memory is out, both are left empty and the result is
 /// false.
-bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
-               std::unique_ptr<unsigned char[]>& data, std::uint64_t& size);
+bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length, OwnedBytes& data,
+               std::uint64_t& size);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -101,9 +100,10 @@ class CComPortUsb final : public CComPort {
     unsigned int uiEpIn = 0;   ///< bulk IN endpoint address, 0 when the device has none
     unsigned int uiEpOut = 0;  ///< bulk OUT endpoint address, 0 when the device has none
     int iTimeMultiplier;
-    std::array<std::uint8_t, 8> aucLocation{};  ///< port numbers on the way to the device, 0 where absent
+    std::uint8_t aucLocation[8] = {};  ///< port numbers on the way to the device, 0 where absent
     UsbDeviceList pDevList;
     UsbHandle pHandle;
+    static char m_strSerial[1024];  ///< emptied by every port that is made; nothing reads it
     bool bIdentified = false;  ///< a product ID was given; chooses how Write and ReOpen find the device again
 
  private:
