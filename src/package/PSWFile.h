@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "package/ModuleData.h"
 #include "package/PSWComponents.h"
 #include "package/PSWHeader.h"
 #include "package/PSWHeaderBin.h"
@@ -58,6 +59,8 @@ class PSWFile {
     /// Appends the package's description to the text that stands in a buffer of `size` characters, cut to
     /// fit. The description of a module replaces all that stands before it (kept: required).
     void GetFileInfo(char* text, std::size_t size);
+    /// The same for a buffer of at least 8192 characters, which the caller vouches for.
+    void GetFileInfo(char* text) { GetFileInfo(text, ModuleData::kInfoSize); }
 
     OwnedBytes pFileBuffer;  ///< The file as read.
     int iFileLength = 0;

@@ -11,6 +11,10 @@ class PSWHeaderBin : public PSWHeader {
 
     /// Also takes the copy of the payload; -1 when its bytes do not all lie in the file.
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    /// The same; the caller vouches for the record and for as many bytes behind it as it says.
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position, UINT32_MAX), position, upgradeFieldsFollow);
+    }
 
     ByteView Payload() const { return {pData.get(), pData == nullptr ? 0 : uiBinLength}; }
 

@@ -8,7 +8,11 @@
 class PSWHeaderModule : public PSWHeader {
  public:
     PSWHeaderModule() : PSWHeader(HTYPE_MODULE) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 

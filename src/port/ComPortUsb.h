@@ -71,6 +71,13 @@ class CComPortUsb final : public CComPort {
     static bool GetDeviceList(char* list, std::size_t listSize, char* error, std::size_t errorSize,
                               const char* vid);
 
+    /// The same for buffers of at least 1024 characters each (`error` may be null), which the caller vouches
+    /// for.
+    static bool GetDeviceList(char* list, char* error, const char* vid) {
+        return GetDeviceList(list, kListSize, error, kListSize, vid);
+    }
+    static constexpr std::size_t kListSize = 1024;
+
     /// Searches of the held device list: 1 found (device open, endpoints known), 0 not found or failed.
     /// FindDevice ends the program when the device has no readable configuration (kept: required).
     int FindDevice(const char* vid, const char* pid, int addrNum);
