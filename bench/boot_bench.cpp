@@ -143,8 +143,7 @@ void ReportsThroughEngine(benchmark::State& state) {
     PSWFile package;
     auto bin = std::make_unique<PSWHeaderBin>();
     bin->uiBinLength = firmware.size();
-    bin->pData = std::make_unique<unsigned char[]>(firmware.size());
-    std::copy(firmware.begin(), firmware.end(), bin->pData.get());
+    bin->pData = CopyBytes({firmware.data(), firmware.size()});
     package.Add(bin.release());
     UpgradeDataInfo info;
     CommPortSettings settings;

@@ -22,9 +22,9 @@
 
 // The operations below are what the tests of the command line call; the program enters through `main` alone.
 void parse_args(int argc, char** argv);
-bool parse_filename(const char* name, int* isMod);
-bool parse_type(const char* text, COMMPORTTYPE* type);
-bool parse_device(const char* text, COMMPORTTYPE type, CommPortSettings* settings);
+bool parse_filename(char* name, int* isMod);
+bool parse_type(char* text, COMMPORTTYPE* type);
+bool parse_device(char* text, COMMPORTTYPE type, CommPortSettings* settings);
 
 // The run's options, process-wide: written while the arguments are parsed and only read afterwards.
 char filename[1024];
@@ -256,7 +256,7 @@ void parse_args(int argc, char** argv) {
 }
 
 /// True when the file exists and its ending is known; sets `isModule` to 1 for a module, 0 for a package.
-bool parse_filename(const char* name, int* isModule) {
+bool parse_filename(char* name, int* isModule) {
     struct Ending {
         std::string_view text;
         int isModule;
@@ -275,7 +275,7 @@ bool parse_filename(const char* name, int* isModule) {
 }
 
 /// True for a known word. An empty text leaves `kind` alone; an unknown one sets it to none.
-bool parse_type(const char* text, COMMPORTTYPE* kind) {
+bool parse_type(char* text, COMMPORTTYPE* kind) {
     const std::string_view word(text);
     if (word.empty()) return false;
     *kind = word == "eth"   ? COMMPORT_ETHERNET
@@ -286,7 +286,7 @@ bool parse_type(const char* text, COMMPORTTYPE* kind) {
 }
 
 /// True when the text is well formed for the type; fills the settings, partly even when it is not.
-bool parse_device(const char* text, COMMPORTTYPE kind, CommPortSettings* settings) {
+bool parse_device(char* text, COMMPORTTYPE kind, CommPortSettings* settings) {
     switch (kind) {
         case COMMPORT_USB:
             return ParseUsbDevice(text, settings);

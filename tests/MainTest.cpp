@@ -15,9 +15,9 @@
 
 int ticketflash_main(int argc, char** argv);
 void parse_args(int argc, char** argv);
-bool parse_filename(const char* name, int* isMod);
-bool parse_type(const char* text, COMMPORTTYPE* type);
-bool parse_device(const char* text, COMMPORTTYPE type, CommPortSettings* settings);
+bool parse_filename(char* name, int* isMod);
+bool parse_type(char* text, COMMPORTTYPE* type);
+bool parse_device(char* text, COMMPORTTYPE type, CommPortSettings* settings);
 extern char filename[1024];
 extern char device[1024];
 extern char type[1024];
@@ -92,7 +92,7 @@ TEST(CommandLine, FileNames) {
     const auto kind = [](const std::string& name, bool create = true) {
         if (create) std::ofstream(name) << "x";
         int isMod = -1;
-        const bool accepted = parse_filename(name.c_str(), &isMod);
+        const bool accepted = parse_filename(std::string(name).data(), &isMod);
         std::remove(name.c_str());
         return accepted ? isMod : -1;
     };
@@ -107,13 +107,13 @@ TEST(CommandLine, FileNames) {
 
 TEST(CommandLine, PortWords) {
     COMMPORTTYPE kind = COMMPORT_USB;
-    EXPECT_FALSE(parse_type("", &kind));
+    EXPECT_FALSE(parse_type(std::string().data(), &kind));
     EXPECT_EQ(kind, COMMPORT_USB) << "no word leaves it alone";
     const std::pair<const char*, COMMPORTTYPE> rows[] = {
         {"eth", COMMPORT_ETHERNET}, {"ETH", COMMPORT_NONE}, {"ser", COMMPORT_SERIAL},
         {"serial", COMMPORT_NONE},  {"usb", COMMPORT_USB},  {"eth ", COMMPORT_NONE}};
     for (const auto& [word, expected] : rows) {
-        EXPECT_EQ(parse_type(word, &kind), expected != COMMPORT_NONE) << word;
+        EXPECT_EQ(parse_type(std::string(word).data(), &kind), expected != COMMPORT_NONE) << word;
         EXPECT_EQ(kind, expected) << word;
     }
 }
@@ -149,7 +149,7 @@ TEST(CommandLine, Devices) {
         SCOPED_TRACE(row.text);
         CommPortSettings settings;
         settings.iEthPort = settings.iBaudrate = settings.iFlowControl = kLeft;
-        EXPECT_EQ(parse_device(row.text.c_str(), row.kind, &settings), row.valid);
+        EXPECT_EQ(parse_device(std::string(row.text).data(), row.kind, &settings), row.valid);
         const bool eth = row.kind == COMMPORT_ETHERNET;
         EXPECT_EQ(std::string(settings.szEthAddress) + settings.szSerDevice + settings.szUsbDevice, row.name);
         EXPECT_EQ(eth ? settings.iEthPort : settings.iBaudrate, row.number);

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <optional>
+
+#include "support/Owned.h"
 
 /// Bytes that somebody else owns, with their number. Valid as long as the owner keeps them.
 struct ByteView {
@@ -17,4 +18,4 @@ struct ByteView {
 };
 
 /// A copy of the bytes, never null for a view of none; null when memory is out.
-std::unique_ptr<unsigned char[]> CopyBytes(ByteView bytes);
+OwnedBytes CopyBytes(ByteView bytes);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 
 #include "package/ByteView.h"
 
@@ -44,22 +43,25 @@ class ModuleData {
 
     /// Appends a line for each font to the text that stands in a buffer of `size` characters, cut to fit.
     void ExtractFontModuleInformations(char* text, std::size_t size);
+    /// The same for a buffer of at least 8192 characters, which the caller vouches for.
+    void ExtractFontModuleInformations(char* text) { ExtractFontModuleInformations(text, kInfoSize); }
 
     /// The printer's code for the kind of module: 1 font, 2 disk, 4 to 128 others, 0x8000 unknown.
     int GetModuleID() const;
 
     /// Writes the module's description to a buffer of `size` characters, cut to fit.
     void GetFileInfo(char* text, std::size_t size) const;
+    /// The same for a buffer of at least 8192 characters, which the caller vouches for.
+    void GetFileInfo(char* text) const { GetFileInfo(text, kInfoSize); }
 
     /// Appends the description that GetFileInfo writes.
     void AppendInfo(InfoText& info) const;
 
-    std::unique_ptr<unsigned char[]> pFileBuffer;  ///< The file as read.
+    OwnedBytes pFileBuffer;  ///< The file as read.
     int iFileLength = 0;
-    std::unique_ptr<unsigned char[]>
-        pModuleBuffer;  ///< The whole file, its body descrambled: what a printer gets.
+    OwnedBytes pModuleBuffer;  ///< The whole file, its body descrambled: what a printer gets.
     int iModuleLength = 0;
-    std::unique_ptr<unsigned char[]> pHeaderBuffer;  ///< The first 4102 bytes of the file.
+    OwnedBytes pHeaderBuffer;  ///< The first 4102 bytes of the file.
     int iHeaderLength = 0;
 
     char strRelease[kTextSize] = {};

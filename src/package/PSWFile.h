@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "package/ModuleData.h"
 #include "package/PSWComponents.h"
 #include "package/PSWHeader.h"
 #include "package/PSWHeaderBin.h"
@@ -29,7 +30,16 @@ class PSWFile {
     /// Works on the bytes already held; a step of the two loads.
     bool LoadPSW(bool requireUpgradeFields);
 
-    /// The whole of a regular file in a new buffer, released by the caller with `delete[]`, and its length.
+    // The steps of LoadPSW, on the bytes and headers already held.
+
+    /// Appends the headers that the file's records describe, checks them and takes their data.
+    bool ScanForHeadersAndFields();
+    /// Descrambles the payload with the printer header's key, which is 0 from then on. Always true.
+    bool DecryptionData();
+    /// Lets each header take its slice of the payload.
+    bool ExtractData();
+
+    /// The whole of a regular file in a new buffer, released by the caller with `free`, and its length.
     /// Null when it cannot be read, is no regular file, is longer than 1 GiB or ends before its stated size.
     static unsigned char* readfile(const char* name, int* length);
 
@@ -49,8 +59,10 @@ class PSWFile {
     /// Appends the package's description to the text that stands in a buffer of `size` characters, cut to
     /// fit. The description of a module replaces all that stands before it (kept: required).
     void GetFileInfo(char* text, std::size_t size);
+    /// The same for a buffer of at least 8192 characters, which the caller vouches for.
+    void GetFileInfo(char* text) { GetFileInfo(text, ModuleData::kInfoSize); }
 
-    std::unique_ptr<unsigned char[]> pFileBuffer;  ///< The file as read.
+    OwnedBytes pFileBuffer;  ///< The file as read.
     int iFileLength = 0;
     int iPswType = 0;      ///< 1 new package, 0 old package.
     int iContentMask = 0;  ///< Bit 0 firmware, bit 1 font modules, bit 2 data modules.
@@ -58,14 +70,11 @@ class PSWFile {
 
  private:
     ByteView File() const;
-    bool ScanForHeadersAndFields();
     bool ScanRecords();
     bool ScanRecord(std::unique_ptr<PSWHeader> header, int position);
     bool AddUpgradeHeader(int position);
     void AddComponent(unsigned int contentBits, PSWCOMPONENTS component);
     bool CheckHeaderCounts() const;
-    bool DecryptionData();
-    bool ExtractData();
     template <class Header>
     Header* First();
 

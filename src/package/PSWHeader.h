@@ -29,6 +29,14 @@ class PSWHeader {
     PSWHeader() = default;
     PSWHeader(const PSWHeader&) = delete;
     PSWHeader& operator=(const PSWHeader&) = delete;
+
+    // The two operations without a bound: the caller vouches that the record, and the bytes that it asks for,
+    // lie in the buffer. Every kind's forward to its bounded ones with what the record says; the base's do
+    // nothing.
+
+    virtual int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow);
+    virtual int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition);
+
     virtual ~PSWHeader() = default;
 
     /// Reads the record that begins with its marker at `position` of the file and logs each field. A kind
@@ -38,7 +46,8 @@ class PSWHeader {
 
     /// Takes a copy of the record's slice of the descrambled payload, which begins at `payloadFilePosition`
     /// of the file. 0, or -1 with a log line when the package cannot be used without the slice and it lies
-    /// outside.
+    /// outside. The base's, as the one above, calls the operation without a bound: that is all that a kind
+    /// made elsewhere has.
     virtual int ExtractDataBuffer(ByteView payload, int payloadFilePosition);
 
     /// Number of bytes that ExtractDataBuffer copied.
@@ -48,4 +57,7 @@ class PSWHeader {
 
  protected:
     explicit PSWHeader(HTYPE type) : iHType(type) {}
+
+    /// The record at `position` of `file`, and `more` bytes behind it.
+    static ByteView RecordAt(const unsigned char* file, int position, std::uint64_t more = 0);
 };

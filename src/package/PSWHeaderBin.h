@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -12,6 +11,10 @@ class PSWHeaderBin : public PSWHeader {
 
     /// Also takes the copy of the payload; -1 when its bytes do not all lie in the file.
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    /// The same; the caller vouches for the record and for as many bytes behind it as it says.
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position, UINT32_MAX), position, upgradeFieldsFollow);
+    }
 
     ByteView Payload() const { return {pData.get(), pData == nullptr ? 0 : uiBinLength}; }
 
@@ -23,7 +26,7 @@ class PSWHeaderBin : public PSWHeader {
     std::uint64_t uiBinSize = 0;    ///< Bank size in bytes; old form only.
     int iStartDataIntoFile = 0;     ///< The payload's file position.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
+    OwnedBytes pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
 
  private:
     bool CopyPayload(ByteView file);

@@ -60,6 +60,11 @@ int PSWHeaderFonts::ExtractHederInfo(ByteView file, int position, bool* /*upgrad
     return read ? 0 : -1;
 }
 
+int PSWHeaderFonts::ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) {
+    const std::int64_t start = PayloadStart(uiAddrStart, iPswType == 1, payloadFilePosition);
+    return ExtractDataBuffer(UpTo(payload, start, GlyphBytes(*this)), payloadFilePosition);
+}
+
 int PSWHeaderFonts::ExtractDataBuffer(ByteView payload, int payloadFilePosition) {
     const std::int64_t start = PayloadStart(uiAddrStart, iPswType == 1, payloadFilePosition);
     if (!CopySlice(payload, start, GlyphBytes(*this), pData, uiDataSize)) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -9,7 +8,11 @@
 class PSWHeaderFonts : public PSWHeader {
  public:
     PSWHeaderFonts() : PSWHeader(HTYPE_FONTS) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
@@ -34,6 +37,6 @@ class PSWHeaderFonts : public PSWHeader {
     PSWText strRelHeaderSupp{};
     PSWText strHeaderType{};
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The glyphs, `uiDataSize` bytes; empty when they lie outside.
+    OwnedBytes pData;  ///< The glyphs, `uiDataSize` bytes; empty when they lie outside.
     std::uint64_t uiDataSize = 0;
 };

@@ -27,6 +27,10 @@ constexpr PSWField<L> kNewFields[] = {
 };
 static_assert(FitsRecord(kCommonFields) && FitsRecord(kOldFields) && FitsRecord(kNewFields));
 
+std::uint64_t ImageBytes(const PSWHeaderLogos& logo) {
+    return static_cast<std::uint64_t>(std::int64_t{logo.iDotSizeY} * (logo.iDotSizeX / 8));
+}
+
 }  // namespace
 
 int PSWHeaderLogos::ExtractHederInfo(ByteView file, int position, bool* /*upgradeFieldsFollow*/) {
@@ -37,10 +41,14 @@ int PSWHeaderLogos::ExtractHederInfo(ByteView file, int position, bool* /*upgrad
     return read ? 0 : -1;
 }
 
+int PSWHeaderLogos::ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) {
+    const std::int64_t start = PayloadStart(uiAddrStart, iPswType == 1, payloadFilePosition);
+    return ExtractDataBuffer(UpTo(payload, start, ImageBytes(*this)), payloadFilePosition);
+}
+
 int PSWHeaderLogos::ExtractDataBuffer(ByteView payload, int payloadFilePosition) {
     const std::int64_t start = PayloadStart(uiAddrStart, iPswType == 1, payloadFilePosition);
-    const std::int64_t length = std::int64_t{iDotSizeY} * (iDotSizeX / 8);
-    if (!CopySlice(payload, start, static_cast<std::uint64_t>(length), pData, uiDataSize)) {
+    if (!CopySlice(payload, start, ImageBytes(*this), pData, uiDataSize)) {
         Log::WriteLogP("ExtractDataBuffer", "Logo %d does not lie in the payload: left empty", iNumLogo);
     }
     return 0;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -9,7 +8,11 @@
 class PSWHeaderLogos : public PSWHeader {
  public:
     PSWHeaderLogos() : PSWHeader(HTYPE_LOGOS) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
@@ -25,6 +28,6 @@ class PSWHeaderLogos : public PSWHeader {
     PSWText strRelHeaderSupp{};  ///< New form only.
     PSWText strHeaderType{};     ///< New form only.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The image, `uiDataSize` bytes; empty when it lies outside.
+    OwnedBytes pData;  ///< The image, `uiDataSize` bytes; empty when it lies outside.
     std::uint64_t uiDataSize = 0;
 };

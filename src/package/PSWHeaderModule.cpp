@@ -52,6 +52,11 @@ int PSWHeaderModule::ExtractHederInfo(ByteView file, int position, bool* /*upgra
     return 0;
 }
 
+int PSWHeaderModule::ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) {
+    const std::int64_t start = PayloadStart(uiAddrStart, true, payloadFilePosition);
+    return ExtractDataBuffer(UpTo(payload, start, uiModuleSize), payloadFilePosition);
+}
+
 int PSWHeaderModule::ExtractDataBuffer(ByteView payload, int payloadFilePosition) {
     const std::int64_t start = PayloadStart(uiAddrStart, true, payloadFilePosition);
     if (CopySlice(payload, start, uiModuleSize, pData, uiDataSize)) return 0;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/PSWHeader.h"
 
@@ -9,7 +8,11 @@
 class PSWHeaderModule : public PSWHeader {
  public:
     PSWHeaderModule() : PSWHeader(HTYPE_MODULE) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
@@ -35,6 +38,6 @@ class PSWHeaderModule : public PSWHeader {
     int iNumBank = 0;                ///< Banks; kind 6 only, else 0.
     std::uint64_t uiBankDim = 0;     ///< Bank size in bytes; kind 6 only, else 0.
 
-    std::unique_ptr<unsigned char[]> pData;  ///< The module's bytes, `uiDataSize` of them.
+    OwnedBytes pData;  ///< The module's bytes, `uiDataSize` of them.
     std::uint64_t uiDataSize = 0;
 };

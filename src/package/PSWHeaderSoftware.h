@@ -6,6 +6,9 @@
 class PSWHeaderSoftware : public PSWHeader {
  public:
     PSWHeaderSoftware() : PSWHeader(HTYPE_SOFTWARE) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
     static const char* const HeaderMarker[];

@@ -6,6 +6,9 @@
 class PSWHeaderUSBLoader : public PSWHeader {
  public:
     PSWHeaderUSBLoader() : PSWHeader(HTYPE_USBLOADER) {}
+    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
+        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    }
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
     static const char* const HeaderMarker[];

@@ -6,8 +6,13 @@ std::int64_t PayloadStart(std::uint64_t address, bool isFilePosition, int payloa
     return static_cast<std::int64_t>(address) - (isFilePosition ? payloadFilePosition : 0);
 }
 
-bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
-               std::unique_ptr<unsigned char[]>& data, std::uint64_t& size) {
+ByteView UpTo(const unsigned char* payload, std::int64_t start, std::uint64_t length) {
+    if (payload == nullptr || start < 0) return {};
+    return {payload, static_cast<std::size_t>(start) + length};
+}
+
+bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length, OwnedBytes& data,
+               std::uint64_t& size) {
     data.reset();
     size = 0;
     if (start < 0 && length != 0) return false;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "package/ByteView.h"
 
@@ -9,8 +8,11 @@
 /// form. Negative when the address lies before the payload.
 std::int64_t PayloadStart(std::uint64_t address, bool isFilePosition, int payloadFilePosition);
 
+/// The payload as far as the `length` bytes from `start` reach; nothing for a `start` before it.
+ByteView UpTo(const unsigned char* payload, std::int64_t start, std::uint64_t length);
+
 /// Copies `length` bytes from `start` of the payload to `data` and their number to `size`; no bytes may stand
 /// anywhere. When they do not all lie in the payload, or memory is out, both are left empty and the result is
 /// false.
-bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length,
-               std::unique_ptr<unsigned char[]>& data, std::uint64_t& size);
+bool CopySlice(ByteView payload, std::int64_t start, std::uint64_t length, OwnedBytes& data,
+               std::uint64_t& size);

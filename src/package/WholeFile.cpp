@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <new>
 
 namespace {
 
@@ -45,14 +44,14 @@ bool ReadAll(int fd, unsigned char* out, std::size_t size) {
 
 }  // namespace
 
-std::unique_ptr<unsigned char[]> ReadWholeFile(const char* name, int* length) {
+OwnedBytes ReadWholeFile(const char* name, int* length) {
     struct stat info {};
     if (name == nullptr || stat(name, &info) != 0 || !Readable(info)) return nullptr;
     // What stands there now may no longer be what was looked at.
     const Descriptor file(open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.Get() < 0 || fstat(file.Get(), &info) != 0 || !Readable(info)) return nullptr;
     const auto size = static_cast<std::size_t>(info.st_size);
-    std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[size]);
+    OwnedBytes bytes = AllocateBytes(size);
     if (bytes == nullptr || !ReadAll(file.Get(), bytes.get(), size)) return nullptr;
     *length = static_cast<int>(size);
     return bytes;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
+
+#include "support/Owned.h"
 
 /// Collects one protocol answer read by read and tells when it is complete: at the first ETX, or, once
 /// "<DATABYTES>" has come, at the first ETX behind the "</DATABYTES>" that follows it. Every byte is looked
@@ -27,16 +27,13 @@ class AnswerBuffer {
     unsigned char* Release() { return data_.release(); }
 
  private:
-    struct Free {
-        void operator()(unsigned char* data) const { std::free(data); }
-    };
     enum class Awaited { DataBytesBegin, DataBytesEnd, Etx };
 
     template <class Pattern>
     bool PassOver(const Pattern& pattern);
     bool HasEtxFrom(std::size_t position) const;
 
-    std::unique_ptr<unsigned char, Free> data_;
+    OwnedBytes data_;
     std::size_t capacity_ = 0;
     std::size_t used_ = 0;
     Awaited awaited_ = Awaited::DataBytesBegin;

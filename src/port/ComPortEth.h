@@ -58,20 +58,25 @@ class CComPortEth final : public CComPort {
     bool HandshakeCommunication() override;
     bool ReOpen() override;
 
- private:
+    // The steps of Open, Write and Read.
+
+    /// Connects unless connected.
     bool OpenPort();
+    /// One piece. Returns what went out; 0 without an error is tried again.
+    unsigned int EthWrite(unsigned char* buf, unsigned int len, unsigned int* err);
+    unsigned int EthRead(unsigned char* buf, unsigned int len, unsigned int* err);
+
+    int iSocket = -1;  ///< -1 when closed
+    int iPort = 9100;
+    char szHost[256] = {};
+
+ private:
     const char* Connect();
     const char* ConnectWithinTimeout(const sockaddr_in& peer);
     const char* SetBlocking(bool blocking);
     void ApplyTimeout(int option, unsigned int ms, unsigned int& applied);
     void FailWrite();
     bool OpenFor(const char* tag, unsigned int* err);
-    unsigned int EthWrite(unsigned char* buf, unsigned int len, unsigned int* err);
-    unsigned int EthRead(unsigned char* buf, unsigned int len, unsigned int* err);
-
-    int iSocket = -1;
-    int iPort = 9100;
-    char szHost[256] = {};
 
     // What the socket's time-outs are now, in real milliseconds.
     static constexpr unsigned int kNotApplied = 0xFFFFFFFF;

@@ -217,12 +217,12 @@ bool CComPortRs232::Drain() {
     return false;
 }
 
-unsigned int CComPortRs232::Read(unsigned char* buf, unsigned int, unsigned int* err) {
+unsigned int CComPortRs232::Read(unsigned char* buf, unsigned int len, unsigned int* err) {
     SetPortText(szLastError, "");
-    return ComRead(buf, err);
+    return ComRead(buf, len, err);
 }
 
-unsigned int CComPortRs232::ComRead(unsigned char* buf, unsigned int* err) {
+unsigned int CComPortRs232::ComRead(unsigned char* buf, unsigned int /*len*/, unsigned int* err) {
     ssize_t received = -1;
     if (WaitForDescriptor(iFd, DescriptorEvent::Readable, uiTimeoutRX)) {
         Clock::Get().SleepMicroseconds(kSettleUs);

@@ -56,25 +56,28 @@ class CComPortRs232 final : public CComPort {
     bool BackupPortInfo() override;
     bool RestoreportInfo() override;
 
-    int GetBaudrate() const { return iBaudrate; }        ///< -1 when invalid
-    int GetFlowControl() const { return iFlowControl; }  ///< -1 when invalid
+    // The steps of Open, Close, Write and Read.
 
- private:
-    bool RefuseInit(int& parameter, const char* reason);
     bool OpenPort();
     void ClosePort();
+    /// Sets `uiWPacketSize` to half of what the line carries in one write time-out.
     void CalcMaxPacketSize();
+    /// One piece. Returns what went out; fewer than `len` with `*err` 1 when the line is gone.
     unsigned int ComWrite(unsigned char* buf, unsigned int len, unsigned int* err);
-    unsigned int ComRead(unsigned char* buf, unsigned int* err);
+    unsigned int ComRead(unsigned char* buf, unsigned int len, unsigned int* err);
 
-    int iFd = -1;
-    char szDevice[1024] = {};
-    int iBaudrate = -1;
-    int iFlowControl = -1;
-    termios tty{};
-    bool bKept = false;  ///< the three below hold a copy
+    int iFd = -1;              ///< -1 when closed
+    char szDevice[1024] = {};  ///< empty when closed
+    int iBaudrate = -1;        ///< -1 when invalid
+    int iFlowControl = -1;     ///< -1 when invalid
+    termios tty{};             ///< as Open sets the line
     char szDeviceBak[1024] = {};
     int iBaudrateBak = -1;
     int iFlowControlBak = -1;
+
+ private:
+    bool RefuseInit(int& parameter, const char* reason);
+
+    bool bKept = false;             ///< the three above hold a copy
     char szDeviceNamed[1024] = {};  ///< as Init last named it: Close does not empty it
 };

@@ -1,6 +1,7 @@
 #include "port/ComPortUsb.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -46,8 +47,10 @@ void CopyLines(const std::string& lines, char* list, std::size_t size) {
     list[length] = '\0';
 }
 
-std::array<std::uint8_t, 8> PortNumbers(libusb_device* device) {
-    std::array<std::uint8_t, 8> ports{};
+using Location = std::array<std::uint8_t, sizeof(CComPortUsb::aucLocation)>;
+
+Location PortNumbers(libusb_device* device) {
+    Location ports{};
     const int depth = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
     // libusb fills the array from its end before it moves the numbers up, and leaves what lay there.
     std::fill(ports.begin() + std::max(depth, 0), ports.end(), std::uint8_t{0});
@@ -55,9 +58,9 @@ std::array<std::uint8_t, 8> PortNumbers(libusb_device* device) {
 }
 
 /// Each number is written at the position of its index, so that of a longer one only the first digit stays.
-std::string LocationText(const std::array<std::uint8_t, 8>& ports) {
+std::string LocationText(const std::uint8_t (&ports)[8]) {
     std::string text;
-    for (std::size_t i = 0; i < ports.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(ports); ++i) {
         text.resize(i);
         text += std::to_string(ports[i]);
     }
@@ -66,7 +69,10 @@ std::string LocationText(const std::array<std::uint8_t, 8>& ports) {
 
 }  // namespace
 
+char CComPortUsb::m_strSerial[1024] = {};
+
 CComPortUsb::CComPortUsb(int timeMultiplier) : iTimeMultiplier(timeMultiplier) {
+    SetPortText(m_strSerial, "");
     iPortType = COMMPORT_USB;
     uiTimeoutTX = 1000;
     uiTimeoutRX = 1000;
@@ -328,7 +334,8 @@ bool CComPortUsb::SaveLocationCurrentDevice() {
     }
     const bool walked = VisitLikeDevices(tag, [&](libusb_device* device, const std::string& address) {
         if (address != szAddrNum) return;
-        aucLocation = PortNumbers(device);
+        const Location ports = PortNumbers(device);
+        std::copy(ports.begin(), ports.end(), aucLocation);
         Log::WriteLogP(tag, "Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
                        LocationText(aucLocation).c_str());
     });
@@ -344,7 +351,8 @@ bool CComPortUsb::RestoreAddrNumFrmLocatio() {
         return false;
     }
     const bool walked = VisitLikeDevices(tag, [&](libusb_device* device, const std::string& address) {
-        if (PortNumbers(device) != aucLocation) return;
+        const Location ports = PortNumbers(device);
+        if (!std::equal(ports.begin(), ports.end(), aucLocation)) return;
         SetPortText(szAddrNum, address.c_str());
         Log::WriteLogP(tag, "New info Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
                        LocationText(aucLocation).c_str());

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -72,6 +71,13 @@ class CComPortUsb final : public CComPort {
     static bool GetDeviceList(char* list, std::size_t listSize, char* error, std::size_t errorSize,
                               const char* vid);
 
+    /// The same for buffers of at least 1024 characters each (`error` may be null), which the caller vouches
+    /// for.
+    static bool GetDeviceList(char* list, char* error, const char* vid) {
+        return GetDeviceList(list, kListSize, error, kListSize, vid);
+    }
+    static constexpr std::size_t kListSize = 1024;
+
     /// Searches of the held device list: 1 found (device open, endpoints known), 0 not found or failed.
     /// FindDevice ends the program when the device has no readable configuration (kept: required).
     int FindDevice(const char* vid, const char* pid, int addrNum);
@@ -101,9 +107,10 @@ class CComPortUsb final : public CComPort {
     unsigned int uiEpIn = 0;   ///< bulk IN endpoint address, 0 when the device has none
     unsigned int uiEpOut = 0;  ///< bulk OUT endpoint address, 0 when the device has none
     int iTimeMultiplier;
-    std::array<std::uint8_t, 8> aucLocation{};  ///< port numbers on the way to the device, 0 where absent
+    std::uint8_t aucLocation[8] = {};  ///< port numbers on the way to the device, 0 where absent
     UsbDeviceList pDevList;
     UsbHandle pHandle;
+    static char m_strSerial[1024];  ///< emptied by every port that is made; nothing reads it
     bool bIdentified = false;  ///< a product ID was given; chooses how Write and ReOpen find the device again
 
  private:

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "support/Owned.h"
+
 /// Owners of libusb's objects. libusb itself (its default context) must outlive them all.
 
 struct LibUsbCloser {
@@ -12,7 +14,7 @@ struct LibUsbCloser {
     void operator()(libusb_device** list) const { libusb_free_device_list(list, 1); }
 };
 
-using UsbHandle = std::unique_ptr<libusb_device_handle, LibUsbCloser>;
+using UsbHandle = Owned<libusb_device_handle, LibUsbCloser>;
 using UsbConfig = std::unique_ptr<libusb_config_descriptor, LibUsbCloser>;
 /// A null-terminated array of devices, each held by the list.
-using UsbDeviceList = std::unique_ptr<libusb_device*[], LibUsbCloser>;
+using UsbDeviceList = Owned<libusb_device*[], LibUsbCloser>;

@@ -18,6 +18,7 @@
 #include "protocol/ProtocollFields.h"
 #include "protocol/UpgradeDataInfo.h"
 #include "support/Log.h"
+#include "support/Owned.h"
 #include "upgrade/UpgradePrinter.h"
 
 namespace {
@@ -36,13 +37,9 @@ constexpr int kFlowControlHardware = 1;
 constexpr int kSetupHeaderStart = 8;
 constexpr std::size_t kUsbNameSize = 512;
 
-struct FreeDeleter {
-    void operator()(unsigned char* buffer) const { std::free(buffer); }
-};
-
 /// One answer of the printer as it came; no bytes when none came.
 struct Answer {
-    std::unique_ptr<unsigned char, FreeDeleter> bytes;
+    OwnedBytes bytes;
     int length = 0;
 
     explicit operator bool() const { return bytes != nullptr; }
@@ -299,8 +296,8 @@ bool PrinterComm::PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPo
     auto& printer = *info.As<UpgradeDataInfo>();
     if (!MadeForPrinter(tag, printer, *madeFor)) return CloseAndFail(*port, kErrorNotAccepted);
 
-    const std::shared_ptr<UpgradePrinter> engine =
-        UpgradePrinter::GetUpgradeClass(printer.iUpgradeMode, iUpgComponents, iTimeMul);
+    const std::unique_ptr<UpgradePrinter> engine(
+        UpgradePrinter::GetUpgradeClass(printer.iUpgradeMode, iUpgComponents, iTimeMul));
     if (engine == nullptr) {
         Log::WriteLogP(tag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.iUpgradeMode));
         return CloseAndFail(*port, kErrorNotAccepted);

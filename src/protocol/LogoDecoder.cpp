@@ -111,7 +111,8 @@ struct ImageReader {
             return false;
         }
         logo.uiDataSize = field.uiRawSize;
-        logo.pData = std::make_unique<unsigned char[]>(field.uiRawSize);
+        logo.pData = AllocateBytes(field.uiRawSize);
+        if (logo.pData == nullptr) return false;
         std::copy_n(field.pRawData.get(), field.uiRawSize, logo.pData.get());
         return true;
     }

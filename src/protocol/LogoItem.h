@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
+
+#include "support/Owned.h"
 
 /// One logo of a printer, with its image.
 class LogoItem {
@@ -12,6 +13,6 @@ class LogoItem {
     std::string strFileName;
     std::int32_t iWidth = 0;   ///< dots
     std::int32_t iHeight = 0;  ///< dots
-    std::unique_ptr<unsigned char[]> pData;
+    OwnedBytes pData;
     std::uint32_t uiDataSize = 0;  ///< bytes in `pData`
 };

@@ -13,6 +13,7 @@
 #include "protocol/RecordDecoders.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
+#include "support/Owned.h"
 
 namespace {
 
@@ -117,7 +118,8 @@ unsigned char* ProtocollFields::CreateStandardPacketBuffer(const unsigned char* 
         Log::WriteLogP(logTag, "Packet too long: %zu", size);
         return nullptr;
     }
-    auto packet = std::make_unique<unsigned char[]>(size);
+    OwnedBytes packet = AllocateBytes(size);
+    if (packet == nullptr) return nullptr;
     unsigned char* next = packet.get();
     *next++ = Commands::Cmd_STX[0];
     next = std::copy(name.begin(), name.end(), next);

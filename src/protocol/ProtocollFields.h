@@ -40,15 +40,15 @@ class ProtocollFields {
     int CheckAnswer();
 
     /// The request packet of `tag`: STX, the tag, for "<C138>" and "<C139>" alone the bytes of `data` from
-    /// offset `begin` up to, not including, `end` as a binary block, ETX. Returns an array of `*length` bytes
-    /// that the caller deletes; null, and 0 in `*length`, when the packet would exceed 1024 bytes or an
-    /// argument is missing.
+    /// offset `begin` up to, not including, `end` as a binary block, ETX. Returns a buffer of `*length` bytes
+    /// that the caller releases with `free`; null, and 0 in `*length`, when the packet would exceed 1024
+    /// bytes or an argument is missing.
     unsigned char* CreateStandardPacketBuffer(const unsigned char* data, int end, int begin, const char* tag,
                                               int* length);
 
     /// The text lines of a tool's answer, as many as the answer's integer field says, followed by a null
-    /// pointer. The caller owns the array and its texts (DeleteToolAnswer). Null on any error. `lines` is not
-    /// written (kept).
+    /// pointer. The caller releases the texts and the array with `free` (DeleteToolAnswer does both). Null on
+    /// any error. `lines` is not written (kept).
     char** CreateToolAnswer(int* lines);
     static void DeleteToolAnswer(char** answer);
 

@@ -1,11 +1,13 @@
 #include <algorithm>
-#include <memory>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "protocol/FieldWalk.h"
 #include "protocol/ProtocollFields.h"
 #include "support/Log.h"
+#include "support/Owned.h"
 
 namespace {
 
@@ -18,21 +20,19 @@ bool CheckDataType(const ProtocollFieldInfo& field, const FieldWalk& walk) {
     return false;
 }
 
-std::unique_ptr<char[]> CopyOf(const std::string& text) {
-    auto copy = std::make_unique<char[]>(text.size() + 1);
-    std::copy(text.begin(), text.end(), copy.get());
-    return copy;
-}
+using OwnedText = Owned<char, FreeMemory>;
+using OwnedTexts = Owned<char*, FreeMemory>;
 
 }  // namespace
 
 char** ProtocollFields::CreateToolAnswer(int* /*lines*/) {
     FieldWalk walk(listFields, "CreateToolAnswer");
     Log::WriteLog(walk.Tag(), "Begin");
-    std::vector<std::unique_ptr<char[]>> texts;
+    std::vector<OwnedText> texts;
     std::int32_t count = 0;
     const auto line = [&texts](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        texts.push_back(CopyOf(field.strText));
+        texts.emplace_back(strdup(field.strText.c_str()));
+        if (texts.back() == nullptr) return false;
         Log::WriteLogP(at.Tag(), "%02zu - %s", texts.size(), field.strText.c_str());
         return true;
     };
@@ -45,7 +45,8 @@ char** ProtocollFields::CreateToolAnswer(int* /*lines*/) {
         Expect::Sum(),
     });
     if (!complete) return nullptr;
-    auto answer = std::make_unique<char*[]>(texts.size() + 1);
+    OwnedTexts answer(static_cast<char**>(std::calloc(texts.size() + 1, sizeof(char*))));
+    if (answer == nullptr) return nullptr;
     std::transform(texts.begin(), texts.end(), answer.get(), [](auto& text) { return text.release(); });
     Log::WriteLog(walk.Tag(), "End");
     return answer.release();
@@ -53,6 +54,6 @@ char** ProtocollFields::CreateToolAnswer(int* /*lines*/) {
 
 void ProtocollFields::DeleteToolAnswer(char** answer) {
     if (answer == nullptr) return;
-    for (char** text = answer; *text != nullptr; ++text) std::default_delete<char[]>{}(*text);
-    std::default_delete<char* []> {}(answer);
+    for (char** text = answer; *text != nullptr; ++text) std::free(*text);
+    std::free(answer);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "protocol/UpgradeDataInfo.h"
@@ -20,6 +19,8 @@ class UpgradePrinter {
  public:
     /// `upgComponents`: bit 0 sends the firmware, bit 1 the modules. `timem` multiplies the waits.
     UpgradePrinter(int upgComponents, int timem) : iTimem(timem), iUpgComponents(upgComponents) {}
+    UpgradePrinter(const UpgradePrinter&) = delete;
+    UpgradePrinter& operator=(const UpgradePrinter&) = delete;
 
     virtual int GetTimeoutRX() { return 0; }
     /// Upgrades with a package of the old form. The base logs that it cannot and returns false.
@@ -30,10 +31,10 @@ class UpgradePrinter {
     virtual bool StartUpgrade_PSW2(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
                                    CommPortSettings& settings, void* ctx1, void* ctx2,
                                    PSWComponents& components);
+    virtual ~UpgradePrinter() = default;
 
-    /// The engine of the printer's upgrade mode; null for a mode that has none. The pointer remembers the
-    /// engine's own type, which the base's destructor (not virtual) could not.
-    static std::shared_ptr<UpgradePrinter> GetUpgradeClass(UPGRADEMODE mode, int upgComponents, int timem);
+    /// A new engine for the printer's upgrade mode, owned by the caller; null for a mode that has none.
+    static UpgradePrinter* GetUpgradeClass(UPGRADEMODE mode, int upgComponents, int timem);
 
     /// Sums of one buffer, each kept to 16 bits: of the bytes, and of each byte XOR its index. Always true.
     static bool GetCheckSumVarda18h(const unsigned char* data, long length, unsigned long& sum,

@@ -82,18 +82,19 @@ bool UpgradePrinter_ModeU6::EnterUSBBootDirectModeOnUSB(CComPort& port) {
 }
 
 std::vector<unsigned char*> UpgradePrinter_ModeU6::SplitBuffer(const unsigned char* data, int length) {
-    std::vector<Record> records;
+    std::vector<OwnedBytes> records;
     const std::size_t size = data != nullptr && length > 0 ? static_cast<std::size_t>(length) : 0;
     for (std::size_t at = 0; at < size;) {
         const std::size_t recordSize = WholeRecord(data + at, size - at);
         if (recordSize == 0) return {};
-        records.push_back(std::make_unique<unsigned char[]>(recordSize));
+        records.push_back(AllocateBytes(recordSize));
+        if (records.back() == nullptr) return {};
         std::copy_n(data + at, recordSize, records.back().get());
         at += recordSize;
     }
     std::vector<unsigned char*> pointers;
     pointers.reserve(records.size());
-    for (Record& record : records) pointers.push_back(record.release());
+    for (OwnedBytes& record : records) pointers.push_back(record.release());
     return pointers;
 }
 
@@ -114,7 +115,7 @@ bool UpgradePrinter_ModeU6::SendRecord(BootPort& boot, const unsigned char* reco
     return true;
 }
 
-bool UpgradePrinter_ModeU6::SendRecords(const std::vector<Record>& records) {
+bool UpgradePrinter_ModeU6::SendRecords(const std::vector<OwnedBytes>& records) {
     Log::WriteLog(kTag, "Found Silicon Lab device.");
     SleepSeconds(1);
     const std::unique_ptr<BootPort> boot = BootUsb::Get().MakePort();
@@ -124,7 +125,7 @@ bool UpgradePrinter_ModeU6::SendRecords(const std::vector<Record>& records) {
     boot->Port().Open();
     Log::WriteLog(kTag, "start sending FW ");
     int number = 0;
-    for (const Record& record : records) {
+    for (const OwnedBytes& record : records) {
         Log::WriteLogP(kTag, "Bank %d ", ++number);
         if (!SendRecord(*boot, record.get())) {
             boot->Port().Close();
@@ -143,7 +144,7 @@ bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFil
     // Looked at before the printer is told anything: in its boot loader it could only be left without
     // firmware.
     const FirmwareImage image = FirmwareImage::Of(package);
-    std::vector<Record> records;
+    std::vector<OwnedBytes> records;
     if (image.length <= INT_MAX) {
         for (unsigned char* record : SplitBuffer(image.data, static_cast<int>(image.length))) {
             records.emplace_back(record);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <vector>
 
+#include "support/Owned.h"
 #include "upgrade/UpgradeEngine.h"
 
 class BootPort;
@@ -16,8 +16,8 @@ class UpgradePrinter_ModeU6 final : public UpgradeEngine {
     bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                 void* ctx1, void* ctx2) override;
 
-    /// Cuts the firmware into its records ('$', n, n bytes), each a new array that the caller deletes with
-    /// `delete[]`. None when the data is not a gap-free run of records that ends where the data ends.
+    /// Cuts the firmware into its records ('$', n, n bytes), each a new buffer that the caller releases with
+    /// `free`. None when the data is not a gap-free run of records that ends where the data ends.
     std::vector<unsigned char*> SplitBuffer(const unsigned char* data, int length);
 
     /// Tells the printer to enter its boot loader. Always true: the wait for the boot device decides.
@@ -27,8 +27,6 @@ class UpgradePrinter_ModeU6 final : public UpgradeEngine {
     const UpgradeFlow& Flow() const override;
 
  private:
-    using Record = std::unique_ptr<unsigned char[]>;
-
-    bool SendRecords(const std::vector<Record>& records);
+    bool SendRecords(const std::vector<OwnedBytes>& records);
     bool SendRecord(BootPort& boot, const unsigned char* record);
 };

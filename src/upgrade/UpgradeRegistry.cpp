@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "upgrade/UpgradePrinter.h"
 #include "upgrade/UpgradePrinter_ModeU1.h"
 #include "upgrade/UpgradePrinter_ModeU2.h"
@@ -9,14 +11,14 @@
 namespace {
 
 template <class Engine>
-std::shared_ptr<UpgradePrinter> Make(int upgComponents, int timem) {
-    return std::make_shared<Engine>(upgComponents, timem);
+std::unique_ptr<UpgradePrinter> Make(int upgComponents, int timem) {
+    return std::make_unique<Engine>(upgComponents, timem);
 }
 
 /// One row an engine: the printer's upgrade mode and the maker.
 struct EngineRow {
     int mode;
-    std::shared_ptr<UpgradePrinter> (*make)(int upgComponents, int timem);
+    std::unique_ptr<UpgradePrinter> (*make)(int upgComponents, int timem);
 };
 
 constexpr EngineRow kEngines[] = {
@@ -26,10 +28,9 @@ constexpr EngineRow kEngines[] = {
 
 }  // namespace
 
-std::shared_ptr<UpgradePrinter> UpgradePrinter::GetUpgradeClass(UPGRADEMODE mode, int upgComponents,
-                                                                int timem) {
+UpgradePrinter* UpgradePrinter::GetUpgradeClass(UPGRADEMODE mode, int upgComponents, int timem) {
     for (const EngineRow& row : kEngines) {
-        if (row.mode == static_cast<int>(mode)) return row.make(upgComponents, timem);
+        if (row.mode == static_cast<int>(mode)) return row.make(upgComponents, timem).release();
     }
     return nullptr;
 }

@@ -67,8 +67,8 @@ TEST(ComPortRs232, InitChecksRateAndFlowControl) {
         EXPECT_EQ(port.Init(pty.Path(), row.baudrate, row.flowcontrol), row.error.empty());
         EXPECT_EQ(port.szLastError, row.error);
         EXPECT_EQ(log.Take(), row.error.empty() ? Lines{} : Lines{"[Init]" + row.error});
-        EXPECT_EQ(port.GetBaudrate(), row.error == badRate ? -1 : row.baudrate);
-        EXPECT_EQ(port.GetFlowControl(), row.error == badFlow ? -1 : row.flowcontrol);
+        EXPECT_EQ(port.iBaudrate, row.error == badRate ? -1 : row.baudrate);
+        EXPECT_EQ(port.iFlowControl, row.error == badFlow ? -1 : row.flowcontrol);
         if (!row.error.empty()) continue;
         ASSERT_TRUE(port.Open());
         const termios line = pty.Settings();

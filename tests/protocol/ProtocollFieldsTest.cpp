@@ -2,6 +2,7 @@
 
 #include "protocol/Commands.h"
 #include "protocol/ProtocolAnswer.h"
+#include "support/Owned.h"
 
 namespace {
 
@@ -126,7 +127,7 @@ TEST(CreateStandardPacketBuffer, CarriesDataForTheStatusTagsWithin1024Bytes) {
     for (const auto& [end, begin, tag, expected] : cases) {
         const std::vector<unsigned char> bytes(data.begin(), data.end());
         int length = -1;
-        const std::unique_ptr<unsigned char[]> packet(
+        const OwnedBytes packet(
             ProtocollFields().CreateStandardPacketBuffer(bytes.data(), end, begin, tag, &length));
         EXPECT_EQ(length, static_cast<int>(expected.size()));
         EXPECT_EQ(std::string(packet.get(), packet.get() + length), expected);

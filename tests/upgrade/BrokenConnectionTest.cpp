@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 
 #include "harness/TcpPeer.h"
@@ -193,7 +194,8 @@ bool Upgrade(const Case& run, const char* host, int port) {
     UpgradeDataInfo info;
     CommPortSettings settings;
     PSWComponents components;
-    const auto engine = UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(run.mode), 1, 1);
+    const std::unique_ptr<UpgradePrinter> engine(
+        UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(run.mode), 1, 1));
     return engine->StartUpgrade_PSW1(info, line, package.file, settings, nullptr, nullptr, components);
 }
 

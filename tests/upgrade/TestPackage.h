@@ -21,12 +21,6 @@ inline Bytes Pattern(std::size_t size, unsigned variant = 3) {
     return bytes;
 }
 
-inline std::unique_ptr<unsigned char[]> HeapCopy(const Bytes& bytes) {
-    auto copy = std::make_unique<unsigned char[]>(bytes.size());
-    if (!bytes.empty()) std::memcpy(copy.get(), bytes.data(), bytes.size());
-    return copy;
-}
-
 /// A package with a release and a firmware of the old form (in its bin header) or the new (in a module).
 class TestPackage {
  public:
@@ -44,7 +38,7 @@ class TestPackage {
             bin->iNumBanks = banks;
             bin->uiBinSize = bankSize;
             bin->uiBinLength = data.size();
-            bin->pData = HeapCopy(data);
+            bin->pData = CopyBytes({data.data(), data.size()});
             file.Add(bin.release());
         }
     }
@@ -59,7 +53,7 @@ class TestPackage {
         module->iNumBank = banks;
         module->uiBankDim = bankSize;
         module->uiModuleSize = module->uiDataSize = data.size();
-        module->pData = HeapCopy(data);
+        module->pData = CopyBytes({data.data(), data.size()});
         file.Add(module.release());
     }
 
