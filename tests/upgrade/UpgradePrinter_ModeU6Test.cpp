@@ -1,138 +1,100 @@
-#include "upgrade/UpgradePrinter_ModeU6.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "BootRig.h"
-#include "simulator/boot/SiliconLabsBootDevice.h"
+// Procedure U6: the printer becomes a boot device on USB that acknowledges each record of its firmware.
+#include "upgrade/BootRows.h"
 
 namespace {
 
 using simulator::BootFault;
+using simulator::Bytes;
+using simulator::Line;
 using Device = simulator::SiliconLabsBootDevice;
-using testing::ElementsAre;
 
+const std::string kEnter =
+    "[EnterUSBBootDirectModeOnUSB]Sending command to enter in USB Boot Direct mode... ";
+const std::string kNotFound = "[SendFW]Not found Silicon Lab device Error.";
 const std::string kBadFile =
-    "Upgrade file wrong or incomplete: the firmware is not a run of boot loader records";
+    "[SendFW]Upgrade file wrong or incomplete: the firmware is not a run of boot loader records";
+const std::string kNack = "[SendFW]Silicon Laboratory answer Error NACK";
+const std::string kSilence = "[SendFW]Read FW Release Error";
 
+std::string Bank(int number) {
+    return "[SendFW]Bank " + std::to_string(number) + " ";
+}
 Bytes Record(std::size_t n, unsigned char fill) {
-    return Bytes{'$', static_cast<unsigned char>(n)} + Bytes(n, fill);
+    Bytes record(n + 2, fill);
+    record[0] = '$';
+    record[1] = static_cast<unsigned char>(n);
+    return record;
+}
+/// One good record or none, and these bytes behind it.
+Given Firmware(const std::vector<Bytes>& more, unsigned records = 1) {
+    return [=](Rig& rig) {
+        Bytes& firmware = rig.package.firmware = simulator::SampleFiles::MakeRecords("106", records);
+        for (const Bytes& each : more) firmware.insert(firmware.end(), each.begin(), each.end());
+        rig.package.bankSize = firmware.size();
+    };
 }
 
-/// A run whose printer is yet to be scripted.
-struct U6Run : BootRun<Device, simulator::SiliconLabsBootOptions> {
-    explicit U6Run(const Bytes& firmware, std::vector<BootFault> faults = {}, int timem = 1,
-                   COMMPORTTYPE type = COMMPORT_ETHERNET, int vendor = 0x10C4)
-        : BootRun(std::make_shared<UpgradePrinter_ModeU6>(3, timem), type,
-                  OptionsOf(firmware.size(), std::move(faults), vendor), firmware) {}
-
-    static simulator::SiliconLabsBootOptions OptionsOf(std::size_t size, std::vector<BootFault> faults,
-                                                       int vendor) {
-        simulator::SiliconLabsBootOptions options;
-        options.firmwareSize = size;
-        options.faults = std::move(faults);
-        options.usb.vendor = static_cast<std::uint16_t>(vendor);
-        return options;
-    }
-    /// The conversation with the printer up to the boot loader.
-    U6Run& Enters() {
-        printer.OnReOpen().OnHandshake().Expect({0x1C, 0xEE}).OnClose();
-        return *this;
-    }
-};
-
-TEST(SiliconLabs, SendsEachRecordInReportsOf64BytesFromAnyPort) {
-    struct Case {
-        std::size_t n;
-        int reports;
-    };
-    for (const COMMPORTTYPE type : {COMMPORT_SERIAL, COMMPORT_ETHERNET, COMMPORT_USB}) {
-        for (const Case& each :
-             {Case{0, 1}, Case{61, 1}, Case{62, 1}, Case{63, 2}, Case{126, 2}, Case{127, 3}, Case{253, 4}}) {
-            SCOPED_TRACE(each.n);
-            const Bytes firmware = Record(each.n, '$') + Record(each.n, 0x5A);
-            U6Run run(firmware, {}, 2, type);
-            EXPECT_EQ(run.Enters().SendFW(),
-                      std::make_pair(true, Lines{"Found Silicon Lab device.", "start sending FW ", "Bank 1 ",
-                                                 "Bank 2 "}));
-            EXPECT_EQ(run.device.FlashImage(), firmware);
-            EXPECT_EQ(run.device.Reports(), 2 * each.reports);
-            EXPECT_THAT(run.device.Violations(), ElementsAre());
-            // Re-open pause, the fixed second, 10 us a report, the wait at the end.
-            EXPECT_EQ(run.clock.WaitedUs(), 13000000U + 20U * static_cast<unsigned int>(each.reports));
+TEST(UpgradeU6, RecordsGoInReportsOf64Bytes) {
+    const std::pair<std::size_t, int> sizes[] = {{0, 1},   {61, 1},  {62, 1}, {63, 2},
+                                                 {126, 2}, {127, 3}, {253, 4}};
+    for (const auto& [n, reports] : sizes) {
+        for (const Line line : {Line::Serial, Line::Ethernet, Line::Usb}) {
+            int pauses = 0;
+            const auto given = [&, size = n](Rig& rig) {
+                Firmware({Record(size, '$'), Record(size, 0x5A)})(rig);
+                rig.time = [&](VirtualClock& clock) {
+                    clock.onWait = [&] { pauses += clock.waits.back() == 10 ? 1 : 0; };
+                };
+            };
+            const auto then = [&, count = 1 + 2 * reports](const Rig& rig) {
+                EXPECT_EQ(CallsOf(rig, "Control"), count);
+                EXPECT_EQ(pauses, count);
+            };
+            PlayRows("U6", {{"records", line, RigRow::kOld, given, true, RigRow::kAll, 0, {Bank(3)}, then}});
         }
     }
 }
 
-TEST(SiliconLabs, FirmwareThatIsNoGapFreeRunOfRecordsIsRefusedBeforeThePrinterIsTold) {
-    const Bytes good = Record(2, 1);
-    for (const Bytes& data : {Bytes{}, Bytes{'%', 0}, good + Bytes{0} + good, good + Bytes{0},
-                              good + Bytes{'$'}, Bytes{'$', 3, 1, 2}, Record(254, 1), Record(255, 1)}) {
-        SCOPED_TRACE(testing::PrintToString(data));
-        U6Run run(data);
-        EXPECT_EQ(run.SendFW(), std::make_pair(false, Lines{kBadFile}));
-        EXPECT_THAT(run.printer.AllSent(), ElementsAre());
-        EXPECT_EQ(run.printer.Calls("ReOpen") + run.bus.polls, 0);
-    }
+TEST(UpgradeU6, FirmwareThatIsNoRunOfRecordsIsRefusedBeforeThePrinterIsTold) {
+    std::vector<Given> bad{Firmware({}, 0), Firmware({Bytes{0}, Record(2, 1)}), Firmware({Record(254, 1)})};
+    for (const Bytes& more : {Bytes{'%', 0}, Bytes{0}, Bytes{'$'}, Bytes{'$', 3, 1, 2}, Record(255, 1)})
+        bad.push_back(Firmware({more}));
+    for (const Given& given : bad)
+        PlayRows("U6", Line::Usb, {{"refused", given, false, {kBadFile, "!" + kEnter}, 1}});
 }
 
-TEST(SiliconLabs, AnAnswerThatIsNoAcknowledgementEndsItAtThatRecord) {
-    const std::string nack = "Silicon Laboratory answer Error NACK";
-    const std::string silence = "Read FW Release Error";
-    const auto says = [](const Bytes& answer) { return BootFault::Says(Device::kRecord, answer); };
-    const std::pair<BootFault, std::string> cases[] = {
-        {says({0x40, 0, 0, 0, 0xFF}), "Bank 3 "},
-        {says({0x40}), "Bank 3 "},
-        {says({0x40, 0, 0, 1}), nack},
-        {says({0x40, 0, 1, 0}), nack},
-        {says({0x40, 1}), nack},
-        {says({0x41, 0, 0, 0}), nack},
-        {says({0x00}), nack},
-        {says({}), silence},
-        {BootFault::Vanishes(Device::kRecord), silence},
-        {BootFault::Late(Device::kRecord, 1100), silence},
-    };
-    for (auto [fault, line] : cases) {
-        SCOPED_TRACE(testing::PrintToString(fault.answer));
-        U6Run run(Record(10, 1) + Record(70, 2) + Record(3, 3), {fault.Between(2, 2)});
-        const auto [sent, lines] = run.Enters().SendFW();
-        EXPECT_EQ(sent, line == "Bank 3 ");
-        EXPECT_EQ(lines.back(), line);
-        EXPECT_EQ(run.device.Reports(), sent ? 4 : 3);
-    }
+TEST(UpgradeU6, AnAnswerThatIsNoAcknowledgementEndsItAtThatRecord) {
+    const auto second = [](BootFault fault) { return Chip({fault.Between(2, 2)}); };
+    const auto says = [&](const Bytes& answer) { return second(BootFault::Says(Device::kRecord, answer)); };
+    for (const Bytes& answer :
+         {Bytes{0x40, 0, 0, 1}, Bytes{0x40, 0, 1, 0}, Bytes{0x40, 1}, Bytes{0x41, 0, 0, 0}, Bytes{0}})
+        PlayRows("U6", Line::Usb, {{"refused", says(answer), false, {Bank(2), kNack, "!" + Bank(3)}}});
+    const Lines silent{Bank(2), kSilence, "!" + Bank(3)};
+    PlayRows("U6", Line::Usb,
+             {{"silent", says({}), false, silent},
+              {"gone", second(BootFault::Vanishes(Device::kRecord)), false, silent},
+              {"late", second(BootFault::Late(Device::kRecord, 900)), true, {}},
+              {"too late", second(BootFault::Late(Device::kRecord, 1100)), false, silent}});
+    // An answer in place of the chip's own: the chip has not taken that record.
+    for (const Bytes& answer : {Bytes{0x40, 0, 0, 0, 0xFF}, Bytes{0x40}})
+        PlayRows("U6", Line::Usb, {{"taken for one", says(answer), true, {Bank(5)}, 0, 0}});
 }
 
-TEST(SiliconLabs, ADeviceThatNeverComesIsWaitedForAndOneThatCannotBeOpenedAcknowledgesNothing) {
-    for (const int timem : {0, 1, 3}) {
-        U6Run none(Record(10, 1), {}, timem, COMMPORT_SERIAL, 0x10C5);
-        EXPECT_EQ(none.Enters().SendFW(),
-                  std::make_pair(false, Lines{"Not found Silicon Lab device Error."}));
-        // The re-open's pause, and a turn more at most.
-        const std::uint64_t limit = static_cast<std::uint64_t>(timem) * 45000000;
-        EXPECT_GE(none.clock.WaitedUs(), limit);
-        EXPECT_LE(none.clock.WaitedUs(), limit + 100000);
-    }
-    U6Run closed(Record(10, 1));
-    closed.bus.bOpens = false;
-    EXPECT_EQ(closed.Enters().SendFW(),
-              std::make_pair(false, Lines{"Found Silicon Lab device.", "start sending FW ", "Bank 1 ",
-                                          "Read FW Release Error"}));
-}
-
-TEST(SiliconLabs, WithAMultiplierOfZeroADeviceThatIsThereIsTakenAfterAFixedSecond) {
-    U6Run run(Record(10, 1), {}, 0);
-    EXPECT_TRUE(run.Enters().SendFW().first);
-    EXPECT_EQ(run.bus.polls, 1);
-    EXPECT_EQ(run.clock.WaitedUs(), 1000010U);
-}
-
-TEST(SiliconLabs, AFailedHandshakeEndsItAnEntryCommandThatCannotBeWrittenDoesNot) {
-    U6Run deaf(Record(10, 1));
-    deaf.printer.OnReOpen().OnHandshake(false);
-    EXPECT_EQ(deaf.SendFW(), std::make_pair(false, Lines{"Handshake Communication Error."}));
-    U6Run broken(Record(10, 1));
-    broken.printer.OnReOpen().OnHandshake().FailWrite().OnClose();
-    EXPECT_TRUE(broken.SendFW().first);
+TEST(UpgradeU6, TheDeviceIsWaitedFor) {
+    Rig whole("U6", Line::Usb, false);
+    EXPECT_TRUE(whole.Run());
+    const auto there = Both(Bus("10C4|EAC9|BOOT2\n"), [](Rig& rig) {
+        rig.timem = 0;
+        rig.printer.bootDelayMs = 100;
+    });
+    const Given unsent = LineFaults({{"Write", LineFault::kError, CallsOf(whole, "Write")}});
+    PlayRows("U6", Line::Usb,
+             {{"slow", [](Rig& rig) { rig.timem = 3; }, true, {}, whole.tookMs + 2 * (5000 + 1000)},
+              {"another vendor", Vendor(0x10C5, 2), false, {kEnter, kNotFound}, 90000},
+              {"not waited for", Vendor(0x10C4, 0), false, {kNotFound}},
+              {"there at once, and a second to settle", there, true, {}, 1000},
+              {"not told", unsent, false, {kEnter, kNotFound}, 45000},
+              {"not opened", FailsOpen(2), false, {Bank(1), kSilence, "!" + Bank(2)}}});
 }
 
 }  // namespace
