@@ -66,7 +66,7 @@ PrinterPort::PrinterPort(VirtualClock& clock, simulator::DeviceModel& model, Lin
 
 bool PrinterPort::Init(char* pid, char* addr) {
     named = std::string(pid) + "|" + addr;
-    return IsUsb() && Find({PRINTER_VENDOR_ID, pid, addr}, true, true);
+    return Find({PRINTER_VENDOR_ID, pid, addr}, true);
 }
 bool PrinterPort::Init(char* device, int baudrate, int flowcontrol) {
     named = std::string(device) + "|" + std::to_string(baudrate) + "|" + std::to_string(flowcontrol);
@@ -77,29 +77,23 @@ bool PrinterPort::Init(char* host, int port) {
     return IsEthernet();
 }
 bool PrinterPort::InitWithVid(char* vid, char* pid, char* serial) {
-    return IsUsb() && Find({vid, pid, serial}, false, true);
+    return Find({vid, pid, serial}, false);
 }
 bool PrinterPort::InitWithVid(char* vid) {
-    return IsUsb() && Find({vid, names_.pid, names_.serial}, false, false);
+    return Find({vid, "", ""}, false);
 }
 
-bool PrinterPort::Find(const Names& names, bool bySerialsEnd, bool identified) {
-    const bool byVendorAlone = !identified;
+/// An empty product stands for any; `byEnd` compares the serial number's last digit.
+bool PrinterPort::Find(const Names& names, bool byEnd) {
     names_ = names;
-    identified_ = identified_ || identified;
     Disconnect();
     Pass();
-    found_ = line_.bGone ? std::nullopt : model_.OnUsb(clock_.NowMs());
-    if (!found_ || Hex(found_->vendor, 4) != names.vid) {
-        found_.reset();
-    } else if (!byVendorAlone) {
-        const std::string& serial = found_->serial;
-        const bool fits = bySerialsEnd
-                              ? !serial.empty() && serial.back() - '0' == std::atoi(names.serial.c_str())
-                              : serial == names.serial;
-        if (Hex(found_->product, 4) != names.pid || !fits) found_.reset();
-    }
-    return found_.has_value();
+    found_ = IsUsb() && !line_.bGone ? model_.OnUsb(at_) : std::nullopt;
+    if (!found_ || Hex(found_->vendor, 4) != names.vid) return false;
+    const std::string& serial = found_->serial;
+    const bool fits = byEnd ? !serial.empty() && serial.back() - '0' == std::atoi(names.serial.c_str())
+                            : serial == names.serial;
+    return (names.pid.empty() && !byEnd) || (Hex(found_->product, 4) == names.pid && fits);
 }
 
 void PrinterPort::Pass() {
@@ -167,9 +161,7 @@ bool PrinterPort::ReOpen() {
     const LineFault::How how = line_.Call("ReOpen");
     Pass();
     Disconnect();
-    const bool found =
-        !IsUsb() || (identified_ ? Find({PRINTER_VENDOR_ID, names_.pid, names_.serial}, true, true)
-                                 : Find(names_, false, true));
+    const bool found = !IsUsb() || Find({PRINTER_VENDOR_ID, names_.pid, names_.serial}, true);
     const bool opened = found && Reach(how);
     Note(opened ? "re-open" : "re-open fails");
     return opened;
@@ -212,13 +204,10 @@ unsigned int PrinterPort::Fail(unsigned int* err, const char* what) {
     return 0;
 }
 
-/// Whether bytes can go now: a port that was closed tries once more, but a serial one.
+/// Whether bytes can go now. An Ethernet port that was closed connects by itself.
 bool PrinterPort::Ready() {
     Pass();
-    if (line_.bGone) return false;
-    if (IsUsb() && !open_) return Find(names_, !identified_, true) && Reach(LineFault::kNone);
-    if (IsEthernet() && !open_) return Reach(LineFault::kNone);
-    return open_;
+    return !line_.bGone && (open_ || (IsEthernet() && Reach(LineFault::kNone)));
 }
 
 unsigned int PrinterPort::Write(unsigned char* buf, unsigned int len, unsigned int* err) {

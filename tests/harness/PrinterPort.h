@@ -68,7 +68,7 @@ class PrinterPort final : public CComPort {
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
     bool Drain() override;
     void CleanRX() override;
-    void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms); }
+    void SetTimeoutTX(int ms) override { SetTimeoutWrite(static_cast<unsigned int>(ms)); }
     void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms); }
     int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
     bool HandshakeCommunication() override;
@@ -91,7 +91,7 @@ class PrinterPort final : public CComPort {
     bool IsUsb() const { return iPortType == COMMPORT_USB; }
     bool IsEthernet() const { return iPortType == COMMPORT_ETHERNET; }
     bool Reach(LineFault::How how);
-    bool Find(const Names& names, bool bySerialsEnd, bool identified);
+    bool Find(const Names& names, bool byEnd);
     void Look();
     void Disconnect();
     bool Ready();
@@ -109,7 +109,6 @@ class PrinterPort final : public CComPort {
     bool broken_ = false;  // Ethernet: the printer ended the connection, and nobody has noticed yet
     bool lost_ = false;    // so that bytes of the host were lost
     Names names_, kept_;
-    bool identified_ = false;
     std::optional<simulator::UsbIdentity> found_, claimed_;
     simulator::Bytes received_;  // not on USB
     std::string settings_;

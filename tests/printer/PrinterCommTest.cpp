@@ -32,17 +32,23 @@ Given Offers(unsigned mask) {
     return Printer(&PrinterOptions::dataAvailable, mask);
 }
 
-/// An upgrade, a module, the setup header, or the connection check, by its letter.
-void Choose(Rig& rig, char operation) {
+/// An upgrade, a module, the setup header, or the connection check, by its letter; its tag.
+std::string Choose(Rig& rig, char operation) {
+    if (operation == 'U') return "PrnCom_UpgradePrinter";
     if (operation == 'M') rig.module = simulator::ModuleSample();
-    if (operation == 'S')
-        rig.operation = [](PrinterComm& comm, CComPort* port, CommPortSettings* settings) {
-            return comm.PrnCom_ReadSetupData(port, settings);
-        };
-    if (operation == 'T')
-        rig.operation = [](PrinterComm& comm, CComPort* port, CommPortSettings* settings) {
-            return comm.Test(port, settings);
-        };
+    if (operation == 'M') return "PrnCom_WriteModule";
+    const bool test = operation == 'T';
+    rig.operation = [test](PrinterComm& comm, CComPort* port, CommPortSettings* settings) {
+        return test ? comm.Test(port, settings) : comm.PrnCom_ReadSetupData(port, settings);
+    };
+    return test ? "Test" : "PrnCom_ReadSetupData";
+}
+/// The lines of one tag, joined.
+std::string LogOf(const Rig& rig, const std::string& tag) {
+    Lines lines;
+    for (const std::string& line : rig.log)
+        if (line.rfind("[" + tag + "]", 0) == 0) lines.push_back(line.substr(tag.size() + 2));
+    return Joined(lines);
 }
 
 TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
@@ -82,22 +88,14 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
         {"S", Silent(Exchange::SetupHeader), "Get Cmd_CommandGetHeaderSetup Error", 7},
         {"T", SaysSecond(Exchange::ProtocolVersion), "Get Prot. release Error", 7},
     };
-    const std::map<char, std::string> tags{{'U', "PrnCom_UpgradePrinter"},
-                                           {'M', "PrnCom_WriteModule"},
-                                           {'S', "PrnCom_ReadSetupData"},
-                                           {'T', "Test"}};
     for (const auto& row : rows) {
         for (const char operation : std::string(row.operations)) {
             SCOPED_TRACE(operation + (" " + row.log));
             Rig rig("U3", Line::Usb, false);
-            Choose(rig, operation);
+            const std::string tag = Choose(rig, operation);
             row.given(rig);
             EXPECT_FALSE(rig.Run());
-            std::string log;
-            for (const std::string& line : rig.log)
-                if (line.rfind("[" + tags.at(operation) + "]", 0) == 0)
-                    log += (log.empty() ? "" : "|") + line.substr(tags.at(operation).size() + 2);
-            EXPECT_EQ(log, (operation == 'S' || operation == 'T' ? "" : "Begin|") + row.log);
+            EXPECT_EQ(LogOf(rig, tag), (operation == 'S' || operation == 'T' ? "" : "Begin|") + row.log);
             EXPECT_EQ(rig.errorCode, row.code);
             EXPECT_NE(rig.bClosed, row.leftOpen);
             EXPECT_TRUE(rig.model->FlashImage().empty() && rig.model->Modules().empty());
@@ -112,29 +110,19 @@ TEST(PrinterComm, AZeroOfThePrinterFitsEverything) {
 }
 
 TEST(PrinterComm, OpensThePortThatTheSettingsName) {
-    const std::string tag = "[OpenCommunicationPort]";
     const struct {
         Line line;
-        const char *usb, *named;
-        Lines log;
+        const char *usb, *named, *log;
         bool opens;
     } rows[] = {
-        {Line::Serial,
-         "",
-         "/dev/ttyS7|9600|1",
-         {tag + "COM Port"},
-         true},  // RTS/CTS although none was chosen
-        {Line::Ethernet,
-         "",
-         "10.0.0.5|9100",
-         {tag + "ETH Port", tag + "ETH Port Name: {10.0.0.5}:{9100}"},
-         true},
-        {Line::Usb, "1234|0205|ABC1", "0205|1", {tag + "USB PRN Port"}, true},
-        {Line::Usb, "1234|0205|A|B", "0205|B", {tag + "USB PRN Port"}, false},
-        {Line::Usb, "||x", "|x", {tag + "USB PRN Port"}, false},
-        {Line::Usb, "1234|0205|", "0205|", {tag + "USB PRN Port"}, false},
-        {Line::Usb, "1234|0205", "|", {tag + "USB PRN Port"}, false},  // no second bar: no product
-        {Line::Usb, "1234", "|", {tag + "USB PRN Port"}, false},
+        {Line::Serial, "", "/dev/ttyS7|9600|1", "COM Port", true},  // RTS/CTS although none was chosen
+        {Line::Ethernet, "", "10.0.0.5|9100", "ETH Port|ETH Port Name: {10.0.0.5}:{9100}", true},
+        {Line::Usb, "1234|0205|ABC1", "0205|1", "USB PRN Port", true},
+        {Line::Usb, "1234|0205|A|B", "0205|B", "USB PRN Port", false},
+        {Line::Usb, "||x", "|x", "USB PRN Port", false},
+        {Line::Usb, "1234|0205|", "0205|", "USB PRN Port", false},
+        {Line::Usb, "1234|0205", "|", "USB PRN Port", false},  // no second bar: no product
+        {Line::Usb, "1234", "|", "USB PRN Port", false},
     };
     for (const auto& row : rows) {
         for (const bool fault : {false, true}) {
@@ -143,23 +131,16 @@ TEST(PrinterComm, OpensThePortThatTheSettingsName) {
             Choose(rig, 'T');
             rig.usbName = row.usb;
             if (fault) rig.line.faults = {{"Open", LineFault::kError}};
-            EXPECT_EQ(rig.Run(), row.opens && !fault);
+            const bool opens = row.opens && !fault;
+            EXPECT_EQ(rig.Run(), opens);
             EXPECT_EQ(rig.named, row.named);
-            Lines expected = row.log;
-            if (!row.opens || fault) {
-                expected.push_back(tag + "Open Port Error");
-                expected.push_back(tag + "Error: the reason");
-            }
-            Lines log;
-            for (const std::string& line : rig.log)
-                if (line.rfind(tag, 0) == 0) log.push_back(line);
-            EXPECT_EQ(log, expected);
+            EXPECT_EQ(LogOf(rig, "OpenCommunicationPort"),
+                      std::string(row.log) + (opens ? "" : "|Open Port Error|Error: the reason"));
         }
     }
     CommPortSettings none;
     LogCapture log;
-    CComPort* const nobody = nullptr;
-    EXPECT_FALSE(PrinterComm(3, 1).OpenCommunicationPort(nobody, &none));
+    EXPECT_FALSE(PrinterComm(3, 1).OpenCommunicationPort(nullptr, &none));
     EXPECT_EQ(log.Take("OpenCommunicationPort"), Lines{"Port Invalid"});
 }
 

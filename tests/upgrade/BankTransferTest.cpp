@@ -4,7 +4,6 @@
 #include "harness/Rig.h"
 #include "upgrade/FirmwareImage.h"
 #include "upgrade/LargePackets.h"
-#include "upgrade/UpgradePrinter.h"
 
 namespace {
 
@@ -64,32 +63,16 @@ TEST(BankTransfer, ReopenHandshakeAndRelease) {
     }
 }
 
-// Sizes around the blocks of 256 bytes and the index's 16 bits, against sums taken byte by byte.
-TEST(Checksum, EqualsTheSumsTakenByteByByte) {
-    unsigned long sum = 1;
-    unsigned long xorSum = 1;
-    for (const std::size_t size : {0U, 1U, 3U, 255U, 256U, 257U, 512U, 65535U, 65536U, 65793U, 200001U}) {
-        Bytes data = simulator::SampleFiles::MakeFirmware("106", size);
-        std::uint64_t byteSum = 0;
-        std::uint64_t byteXor = 0;
-        for (std::size_t i = 0; i < data.size(); ++i) {
-            byteSum += data[i];
-            byteXor += data[i] ^ i;
-        }
-        UpgradePrinter::GetCheckSumVarda18h(data.data(), static_cast<long>(data.size()), sum, xorSum);
-        EXPECT_EQ(sum, byteSum & 0xFFFF) << size;
-        EXPECT_EQ(xorSum, byteXor & 0xFFFF) << size;
-        const std::vector<unsigned char*> banks{data.data(), data.data(), data.data()};
-        UpgradePrinter::GetCheckSumKeldUsb(banks, static_cast<long>(data.size()), sum, xorSum);
-        EXPECT_EQ(sum, 3 * byteSum & 0xFFFF) << size;
-        EXPECT_EQ(xorSum, 3 * byteXor & 0xFFFF) << size;
+// Sizes around the blocks of 256 bytes and the index's 16 bits: the printer adds byte by byte.
+TEST(BankTransfer, SumsOfBanksOfAnySize) {
+    for (const std::size_t size : {30U, 255U, 257U, 511U, 65535U, 65536U, 65793U}) {
+        const auto sized = [=](Rig& rig) {
+            rig.package.modules.clear();
+            rig.printer.bankSize = rig.package.bankSize = size;
+        };
+        PlayRows("U1", {Row("one sum over the group", Line::Serial, kBoth, sized, kWhole, {})});
+        PlayRows("U3", {Row("a sum over each bank", Line::Usb, kBoth, sized, kWhole, {})});
     }
-    const unsigned char three[] = {1, 2, 3};
-    UpgradePrinter::GetCheckSumVarda18h(three, 3, sum, xorSum);
-    EXPECT_EQ(sum, 6U);
-    EXPECT_EQ(xorSum, 5U);
-    UpgradePrinter::GetCheckSumVarda18h(three, -1, sum, xorSum);
-    EXPECT_EQ(sum + xorSum, 0U);
 }
 
 TEST(LargePackets, ScaleTheWriteTimeout) {

@@ -89,17 +89,4 @@ TEST(UpgradeEngine, WaitsAreMultiplied) {
     }
 }
 
-TEST(UpgradeEngine, ByMode) {
-    const int numbers[] = {0, 1, 2, 3, 2, 5, 6, 0};  // U4 carries U2's number
-    for (int mode = 0; mode < 8; ++mode) {
-        const std::unique_ptr<UpgradePrinter> engine(
-            UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(mode), 2, 7));
-        ASSERT_EQ(engine != nullptr, mode >= 1 && mode <= 6) << mode;
-        if (engine == nullptr) continue;
-        EXPECT_EQ(engine->iUpgradeMode, numbers[mode]);
-        EXPECT_EQ(engine->iUpgComponents, 2);
-        EXPECT_EQ(engine->iTimem, 7);
-    }
-}
-
 }  // namespace
