@@ -23,7 +23,8 @@ namespace {
 class QueuePort final : public CComPort {
  public:
     explicit QueuePort(std::deque<std::string> texts = {}) : answers(std::move(texts)) {}
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) override {
+    using CComPort::Write;
+    unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err) override {
         writes.emplace_back(buf, buf + len);
         const bool fails = writes.size() == failingWrite;
         *err = fails ? failure : 0;
@@ -53,15 +54,13 @@ class QueuePort final : public CComPort {
 
 TEST(CommPortSettings, IsValidWhenTheDeviceOfItsTypeIsNamed) {
     constexpr int kDeviceOf[] = {-1, 0, 1, 2, 2, -1};  // of the types -1 to 4
-    for (int type = -1; type <= 4; ++type) {
-        for (int named = 0; named < 3; ++named) {
-            CommPortSettings settings;
-            settings.type = static_cast<COMMPORTTYPE>(type);
-            char* const devices[] = {settings.szSerDevice, settings.szEthAddress, settings.szUsbDevice};
-            devices[named][0] = 'x';
-            EXPECT_EQ(settings.IsValid(), kDeviceOf[type + 1] == named) << type << " " << named;
-            EXPECT_EQ(settings.bValid, kDeviceOf[type + 1] == named);
-        }
+    for (int row = 0; row < 18; ++row) {
+        CommPortSettings settings;
+        settings.type = static_cast<COMMPORTTYPE>(row / 3 - 1);
+        char* const devices[] = {settings.szSerDevice, settings.szEthAddress, settings.szUsbDevice};
+        devices[row % 3][0] = 'x';
+        EXPECT_EQ(settings.IsValid(), kDeviceOf[row / 3] == row % 3) << row;
+        EXPECT_EQ(settings.bValid, kDeviceOf[row / 3] == row % 3) << row;
     }
 }
 

@@ -7,8 +7,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,19 +20,42 @@
 
 using simulator::UsbDescription;
 using simulator::UsbFaults;
-using simulator::UsbHandlers;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr const char* kUnread = "Read timeout! No data read";
-const Lines kSearches{"0205 1", "F0F0 0205 ABC1", "F0F0"};
+using Device = std::shared_ptr<simulator::UsbDevice>;
 
-Lines Split(const std::string& text) {
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
+const std::string kUnread = "Read timeout! No data read";
+const std::string kSearches[] = {"0205 1", "F0F0 0205 ABC1", "F0F0"};
+
+UsbDescription Printer(const std::string& serial = "ABC1", const std::string& place = "1-1") {
+    UsbDescription look;
+    look.identity = {0xF0F0, 0x0205, serial};
+    look.port = place;
+    look.interfaces = {{{0x01, 0x82}, "usblp"}, {{0x03}, "usbhid"}, {{0x84}, "usbhid"}};
+    return look;
+}
+template <class Value>
+UsbDescription Faulty(Value UsbFaults::*fault, Value value, const std::string& place = "1-1") {
+    UsbDescription look = Printer("ABC1", place);
+    look.faults.*fault = value;
+    return look;
+}
+UsbDescription Of(std::uint16_t vendor, std::uint16_t product, UsbDescription look) {
+    look.identity.vendor = vendor;
+    look.identity.product = product;
+    return look;
+}
+
+/// What is listed, as "result[error]lines".
+std::string List(const char* vid = nullptr, std::size_t size = 1024) {
+    std::string list(size, 'x');
+    char error[64] = "";
+    const bool result = CComPortUsb::GetDeviceList(list.data(), size, error, sizeof error, vid);
+    return std::to_string(result ? 1 : 0) + "[" + error + "]" + list.c_str();
 }
 
 class ComPortUsbTest : public testing::Test {
@@ -46,50 +67,35 @@ class ComPortUsbTest : public testing::Test {
         for (int i = 0; i < 20; ++i) libusb_exit(nullptr);
     }
 
-    static UsbDescription Printer(const std::string& serial = "ABC1", const std::string& place = "1-1") {
-        UsbDescription look;
-        look.identity = {0xF0F0, 0x0205, serial};
-        look.port = place;
-        look.interfaces = {{{0x01, 0x82}, "usblp"}, {{0x03}, "usbhid"}, {{0x84}, "usbhid"}};
-        return look;
+    Device Plug(const UsbDescription& look) {
+        return bus.Plug(look, {[this](const unsigned char*, std::size_t size) { received.push_back(size); },
+                               [this](const simulator::ControlRequest& asked) { return last = asked, true; },
+                               {}});
     }
-    template <class Value>
-    static UsbDescription Faulty(Value UsbFaults::*fault, Value value, const std::string& place = "1-1") {
-        UsbDescription look = Printer("ABC1", place);
-        look.faults.*fault = value;
-        return look;
-    }
-    /// Keeps the sizes of what the printer gets, one element a transfer.
-    UsbHandlers Recorder() {
-        return {[this](const unsigned char*, std::size_t size) { received.push_back(size); }, {}, {}};
-    }
-
     /// Looks for a printer by product and address number, by vendor, product and serial text, or by vendor.
-    bool Find(const std::string& search) {
-        const Lines words = Split(search);
-        if (words.size() == 1) return port.InitWithVid(words[0].c_str());
-        if (words.size() == 2) return port.Init(words[0].c_str(), words[1].c_str());
-        return port.InitWithVid(words[0].c_str(), words[1].c_str(), words[2].c_str());
+    bool Find(std::string search) {
+        char* words[3] = {search.data(), nullptr, nullptr};
+        int count = 1;
+        for (char& letter : search) {
+            if (letter != ' ') continue;
+            letter = '\0';
+            words[count++] = &letter + 1;
+        }
+        return count == 1   ? port.InitWithVid(words[0])
+               : count == 2 ? port.Init(words[0], words[1])
+                            : port.InitWithVid(words[0], words[1], words[2]);
     }
     bool FindAndOpen(const std::string& search = "0205 1") { return Find(search) && port.Open(); }
-
-    /// "result[error]list"
-    static std::string List(const char* vid = nullptr, std::size_t size = 1024) {
-        std::string list(size, 'x');
-        char error[64] = "";
-        const bool result = CComPortUsb::GetDeviceList(list.data(), size, error, sizeof error, vid);
-        return std::to_string(result ? 1 : 0) + "[" + error + "]" + list.c_str();
-    }
-    bool Send(std::size_t zeros) { return Put(port, std::string(zeros, '\0'), err) == zeros && err == 0; }
-    /// What a transfer that fails says; "" for one that does not.
-    std::string FailedWrite(std::size_t zeros = 3) {
-        return Put(port, std::string(zeros, '\0'), err) == 0 && err == 1 ? port.szLastError : "";
+    /// The last error when nothing was written and that was an error; "" when all of it was.
+    std::string Send(std::size_t zeros) {
+        const std::size_t sent = Put(port, std::string(zeros, '\0'), err);
+        return sent == 0 && err == 1 ? port.szLastError : sent == zeros && err == 0 ? "" : "not all";
     }
     std::string FailedRead() {
         clock.blockingMs = 30;
-        const bool nothing = Get(port, 64, err).empty() && err == 1;
+        const std::string got = Get(port, 64, err);
         clock.blockingMs = 5000;
-        return nothing ? port.szLastError : "";
+        return got.empty() && err == 1 ? port.szLastError : "none";
     }
     bool Control(unsigned short length) {
         std::vector<unsigned char> data(length);
@@ -101,7 +107,8 @@ class ComPortUsbTest : public testing::Test {
     LogCapture log;
     CComPortUsb port{1};
     unsigned int err = 9;
-    std::vector<std::size_t> received;
+    std::vector<std::size_t> received;  ///< sizes of what the printers got, one a transfer
+    simulator::ControlRequest last;
 };
 
 TEST_F(ComPortUsbTest, AddressNumberIsTheLastCharacterAndSerialTextsAreComparedWhole) {
@@ -116,7 +123,7 @@ TEST_F(ComPortUsbTest, AddressNumberIsTheLastCharacterAndSerialTextsAreComparedW
                 {"ABCA", {"0205 17"}, {}},
                 {"", {"0205 5", "F0F0 0205 ABC1"}, {}}};
     for (const auto& row : rows) {
-        const auto printer = bus.Plug(Printer(row.serial));
+        const Device printer = Plug(Printer(row.serial));
         for (const std::string& search : row.finds) EXPECT_TRUE(Find(search)) << row.serial << " " << search;
         for (const std::string& search : row.misses) EXPECT_FALSE(Find(search)) << search;
         bus.Unplug(printer);
@@ -127,45 +134,44 @@ TEST_F(ComPortUsbTest, EndpointsComeInEitherOrderAndAreUsedInTheirDirectionOnly)
     const struct {
         std::vector<unsigned char> endpoints;
         unsigned int in, out;
-    } rows[] = {{{0x01, 0x82}, 0x82, 0x01},
-                {{0x81, 0x02}, 0x81, 0x02},
-                {{0x81}, 0x81, 0},
-                {{0x03}, 0, 0x03},
-                {{}, 0, 0},
-                {{0x81, 0x82}, 0x81, 0x82},
-                {{0x01, 0x02}, 0x02, 0x01}};
+        bool reads, writes;
+    } rows[] = {{{0x01, 0x82}, 0x82, 0x01, true, true},
+                {{0x81, 0x02}, 0x81, 0x02, true, true},
+                {{0x81}, 0x81, 0, true, false},
+                {{0x03}, 0, 0x03, false, true},
+                {{0x81, 0x82}, 0x81, 0x82, true, false},
+                {{0x01, 0x02}, 0x02, 0x01, false, true},
+                {{}, 0, 0, false, false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.endpoints));
         UsbDescription look = Printer();
         look.interfaces[0].endpoints = row.endpoints;
         received.clear();
-        const auto printer = bus.Plug(look, Recorder());
+        const Device printer = Plug(look);
         printer->QueueIn({'x'});  // for a write that reads, too
         EXPECT_TRUE(FindAndOpen());
-        EXPECT_EQ(port.uiEpIn, row.in);
-        EXPECT_EQ(port.uiEpOut, row.out);
-        const bool writes = row.out != 0 && row.out < 0x80;
-        EXPECT_EQ(FailedWrite(), writes ? "" : "Write Error");
-        EXPECT_EQ(received.size(), writes ? 1U : 0U);
-        EXPECT_EQ(Get(port, 8, err), row.in >= 0x80 ? "x" : "");
+        EXPECT_EQ(std::pair(port.uiEpIn, port.uiEpOut), std::pair(row.in, row.out));
+        EXPECT_EQ(Send(5), row.writes ? "" : "Write Error");
+        EXPECT_EQ(received.size(), row.writes ? 1U : 0U);
+        EXPECT_EQ(Get(port, 8, err), row.reads ? "x" : "");
         bus.Unplug(printer);
     }
 }
 
 // By search: + found, r found and reported, f failed, x ends the program.
 TEST_F(ComPortUsbTest, EveryFailureOfASearchHasItsLine) {
+    const std::string detach = "libusb_detach_kernel_driver error";
     const struct {
         UsbDescription look;
         std::string error, outcomes;
-    } rows[] = {
-        {Faulty(&UsbFaults::cannotOpen, true), "Couldn't open device", "fff"},
-        {Faulty(&UsbFaults::noSerial, true), "Coudn't get serial string", "fr+"},
-        {Faulty(&UsbFaults::stringsStall, true), "Coudn't get serial string", "fr+"},
-        {Faulty(&UsbFaults::undetachable, {0}), "libusb_detach_kernel_driver error", "fff"},
-        {Faulty(&UsbFaults::undetachable, {1}), "libusb_detach_kernel_driver error interface index 1", "r++"},
-        {Faulty(&UsbFaults::unconfigured, true), "Error getting usb config descriptor : -5 \n", "x++"}};
+    } rows[] = {{Faulty(&UsbFaults::cannotOpen, true), "Couldn't open device", "fff"},
+                {Faulty(&UsbFaults::noSerial, true), "Coudn't get serial string", "fr+"},
+                {Faulty(&UsbFaults::stringsStall, true), "Coudn't get serial string", "fr+"},
+                {Faulty(&UsbFaults::undetachable, {0}), detach, "fff"},
+                {Faulty(&UsbFaults::undetachable, {1}), detach + " interface index 1", "r++"},
+                {Faulty(&UsbFaults::unconfigured, true), "", "x++"}};
     for (const auto& row : rows) {
-        const auto printer = bus.Plug(row.look);
+        const Device printer = Plug(row.look);
         for (std::size_t i = 3; i-- > 0;) {
             SCOPED_TRACE(kSearches[i] + " " + row.error);
             const char how = row.outcomes[i];
@@ -176,8 +182,8 @@ TEST_F(ComPortUsbTest, EveryFailureOfASearchHasItsLine) {
             EXPECT_EQ(Find(kSearches[i]), how != 'f');
             EXPECT_EQ(port.pHandle == nullptr, how == 'f');  // what failed is closed at once
             EXPECT_EQ(port.szLastError, how == '+' ? "" : row.error);
-            const std::string tag = i == 0 ? "[FindDevice]" : "[FindDeviceWithVid]";
-            EXPECT_EQ(log.Take(), how == '+' ? Lines{} : Lines{tag + row.error});
+            EXPECT_EQ(log.Take(i == 0 ? "FindDevice" : "FindDeviceWithVid"),
+                      how == '+' ? Lines{} : Lines{row.error});
         }
         bus.Unplug(printer);
     }
@@ -185,7 +191,7 @@ TEST_F(ComPortUsbTest, EveryFailureOfASearchHasItsLine) {
 
 TEST_F(ComPortUsbTest, KernelDriversLeaveBeforeTheInterfaceIsClaimed) {
     for (const std::string& search : kSearches) {
-        const auto printer = bus.Plug(Printer());
+        const Device printer = Plug(Printer());
         EXPECT_TRUE(FindAndOpen(search));
         port.Close();
         Lines expected{"detach 0", "claim 0", "release 0"};
@@ -193,39 +199,41 @@ TEST_F(ComPortUsbTest, KernelDriversLeaveBeforeTheInterfaceIsClaimed) {
         EXPECT_EQ(printer->Log(), expected);
         bus.Unplug(printer);
     }
-    bus.Plug(Faulty(&UsbFaults::cannotClaim, true));
+    Plug(Faulty(&UsbFaults::cannotClaim, true));
     EXPECT_FALSE(FindAndOpen("F0F0 0205 ABC1"));
     EXPECT_STREQ(port.szLastError, "libusb_claim_interface error");
-    EXPECT_EQ(FailedWrite(), "Write Error---> error to oen device");
+    EXPECT_EQ(Send(3), "Write Error---> error to oen device");
     EXPECT_EQ(log.Take(), Lines(2, "[Open]libusb_claim_interface error"));
 }
 
 TEST_F(ComPortUsbTest, OfTwoAlikeTheFirstIsTakenUntilTheNextSearch) {
-    std::shared_ptr<simulator::UsbDevice> printers[] = {bus.Plug(Printer("FIRST1", "1-1")),
-                                                        bus.Plug(Printer("SECOND1", "1-2"))};
+    Device first = Plug(Printer("FIRST1", "1-1"));
+    Device second = Plug(Printer("SECOND1", "1-2"));
     const std::string list = List();
-    if (list.find("FIRST1") > list.find("SECOND1")) std::swap(printers[0], printers[1]);
+    if (list.find("FIRST1") > list.find("SECOND1")) std::swap(first, second);
     EXPECT_TRUE(FindAndOpen());
     EXPECT_FALSE(Find("0205 7"));
     EXPECT_EQ(port.pHandle, nullptr);
-    EXPECT_EQ(printers[0]->Log().back(), "release 0");
-    EXPECT_THAT(printers[1]->Log(), ElementsAre());
+    EXPECT_EQ(first->Log().back(), "release 0");
+    EXPECT_THAT(second->Log(), ElementsAre());
     EXPECT_TRUE(Find("0205 1") && port.SaveLocationCurrentDevice());  // of places the last one's is kept
-    EXPECT_EQ("1-" + std::to_string(port.aucLocation[0]), printers[1]->Description().port);
+    EXPECT_EQ("1-" + std::to_string(port.aucLocation[0]), second->Description().port);
 }
 
 TEST_F(ComPortUsbTest, ListsThePrintersOfTheVendorAndGoesOnAfterFailures) {
-    bus.Plug(Printer("ABC1", "1-1.2"));
-    UsbDescription other = Printer("", "1-2");
-    other.identity = {0x10C4, 0x0ABC, "A\nF0F0|0205|\x1b[2J\x7f" + std::string("1\0\0", 3)};
-    bus.Plug(other);
+    Plug(Printer("ABC1", "1-1.2"));
+    Plug(Of(0x10C4, 0x0ABC, Printer("A\nF0F0|0205|\x1b[2J\x7f" + std::string("1\0\0", 3), "1-2")));
     EXPECT_EQ(List(), "1[]F0F0|0205|ABC1\n");
     EXPECT_EQ(List("10C4"), "1[]10C4|0ABC|A?F0F0|0205|?[2J?1\n");  // one line whatever the text holds
     EXPECT_FALSE(CComPortUsb::GetDeviceList(nullptr, 0, nullptr, 0, nullptr));
-    const auto locked = bus.Plug(Faulty(&UsbFaults::cannotOpen, true, "1-3"));
+    const Device locked = Plug(Faulty(&UsbFaults::cannotOpen, true, "1-3"));
     EXPECT_EQ(List(), "1[Couldn't open device]F0F0|0205|ABC1\n");
     bus.Unplug(locked);
-    bus.Plug(Faulty(&UsbFaults::noSerial, true, "1-4"));
+    const Device second = Plug(Printer("ABC2", "1-4"));
+    for (const auto& [size, lines] : {std::pair{31U, 2U}, {30U, 1U}, {16U, 1U}, {15U, 0U}, {1U, 0U}})
+        EXPECT_EQ(List(nullptr, size).size(), 3 + lines * 15) << "only whole lines that fit " << size;
+    bus.Unplug(second);
+    Plug(Faulty(&UsbFaults::noSerial, true, "1-5"));
     for (const char* vid : {static_cast<const char*>(nullptr), "F0F0"}) {
         const std::string list = List(vid);  // a named vendor's devices may lack a serial number
         EXPECT_EQ(list.substr(0, 28),
@@ -236,68 +244,60 @@ TEST_F(ComPortUsbTest, ListsThePrintersOfTheVendorAndGoesOnAfterFailures) {
               (Lines{"Couldn't open device", "Coudn't get serial string", "Coudn't get serial string"}));
 }
 
-TEST_F(ComPortUsbTest, OnlyWholeLinesThatFitAreListed) {
-    for (const char* const place : {"1-1", "1-2"}) bus.Plug(Printer("ABC1", place));
-    for (const auto& [size, lines] : {std::pair{31U, 2U}, {30U, 1U}, {16U, 1U}, {15U, 0U}, {1U, 0U}})
-        EXPECT_EQ(List(nullptr, size).size(), 3 + lines * 15) << size;
-}
-
 TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) {
-    const auto printer = bus.Plug(Printer("ABC1", "1-1.12"));
-    for (const char* const place : {"1-1.1", "1-1.3"}) bus.Plug(Printer("ABC5", place));
+    const std::string place = "1-1.12";
+    const Device printer = Plug(Printer("ABC1", place));
+    for (const char* const beside : {"1-1.1", "1-1.3"}) Plug(Printer("ABC5", beside));
     EXPECT_TRUE(Find("F0F0 0205 ABC1"));
-    const auto locked = bus.Plug(Faulty(&UsbFaults::cannotOpen, true, "1-2"));
+    const Device locked = Plug(Faulty(&UsbFaults::cannotOpen, true, "1-2"));
     // A whole serial text is nobody's address number: nothing is kept, which is no failure.
     EXPECT_TRUE(port.SaveLocationCurrentDevice());
     EXPECT_FALSE(port.RestoreAddrNumFrmLocatio());
-    EXPECT_THAT(log.Take(), AllOf(Contains("[SaveLocationCurrentDevice]Couldn't open device"),
-                                  Contains("[RestoreAddrNumFrmLocatio]No location saved : Error.")));
     SetPortText(port.szAddrNum, "1");
     EXPECT_TRUE(port.BackupPortInfo() && port.SaveLocationCurrentDevice());
-    // Of a longer number the first digit shows.
-    EXPECT_THAT(log.Take(),
-                Contains("[SaveLocationCurrentDevice]Vid:F0F0, Pid:0205, AddrNum:1, Location: 11000000"));
+    bus.Unplug(locked);
     bus.Unplug(printer);
-    UsbDescription other = Printer("NEW8", "1-1.12");
-    other.identity.product = 0x0206;
-    const auto stranger = bus.Plug(other);  // another product at the place, the same product beside it
+    const Device stranger = Plug(Of(0xF0F0, 0x0206, Printer("NEW8", place)));
     EXPECT_TRUE(port.RestoreAddrNumFrmLocatio());
     EXPECT_STREQ(port.szAddrNum, "1");
     bus.Unplug(stranger);
-    bus.Plug(Printer("NEW7", "1-1.12"));
-    bus.Plug(Printer("NEW9", "1-1.4"));  // the last of the list is another, whatever its order
-    bus.Unplug(locked);
-    log.Take();
+    Plug(Printer("NEW7", place));
+    Plug(Printer("NEW9", "1-1.4"));  // the last of the list is another, whatever its order
     EXPECT_TRUE(port.RestoreAddrNumFrmLocatio() && port.DumpPortInfo());
     EXPECT_TRUE(FindAndOpen("0205 7") && port.RestoreportInfo() && port.DumpPortInfo());
     const Lines lines = log.Take();
-    EXPECT_THAT(lines, AllOf(Contains("[RestoreAddrNumFrmLocatio]New info Vid:F0F0, Pid:0205, AddrNum:7, "
-                                      "Location: 11000000"),
-                             Contains("Pid : 0205 ").Times(2), Contains("Vid : F0F0 ").Times(2),
-                             Contains("AddressNumberExt : 7 ")));
+    const std::string saved = "Vid:F0F0, Pid:0205, AddrNum:1, Location: 11000000";  // of 12 the first digit
+    const std::string restored = "[RestoreAddrNumFrmLocatio]";
+    EXPECT_THAT(lines, AllOf(Contains("[SaveLocationCurrentDevice]Couldn't open device"),
+                             Contains(restored + "No location saved : Error."),
+                             Contains("[SaveLocationCurrentDevice]" + saved)));
+    EXPECT_THAT(lines,
+                AllOf(Contains(restored + "New info Vid:F0F0, Pid:0205, AddrNum:7, Location: 11000000"),
+                      Contains("Vid : F0F0 "), Contains("AddressNumberExt : 7 ")));
     EXPECT_EQ(lines.back(), "AddressNumberExt : 1 ");
 }
 
 TEST_F(ComPortUsbTest, WritesGoOutInPiecesOfThePacketSizeWithAPauseAfterEachKilobyte) {
-    bus.Plug(Printer(), Recorder());
+    Plug(Printer());
     port.iTimeMultiplier = 3;
-    EXPECT_TRUE(FindAndOpen() && Send(1024) && Send(100));
+    EXPECT_TRUE(FindAndOpen());
+    for (const std::size_t zeros : {1024U, 100U}) EXPECT_EQ(Send(zeros), "");
     std::vector<std::size_t> sizes(17, 64);
     sizes.push_back(36);
     EXPECT_EQ(received, sizes);
     EXPECT_EQ(clock.blocking, std::vector<unsigned int>(18, 3000));
     received.clear();
     port.iTimeMultiplier = 1;
-    port.SetWPacketSize(600);
-    EXPECT_TRUE(Send(2400) && Send(599));
-    port.SetWPacketSize(0);
-    EXPECT_TRUE(Send(2000) && Send(0));
+    for (const auto& [packet, zeros] : {std::pair{600U, 2400U}, {600U, 599U}, {0U, 2000U}, {0U, 0U}}) {
+        port.SetWPacketSize(packet);
+        EXPECT_EQ(Send(zeros), "");
+    }
     EXPECT_EQ(received, (std::vector<std::size_t>{600, 600, 600, 600, 599, 2000, 0}));
     EXPECT_THAT(clock.waits, ElementsAre(3000U, 1000U, 1000U));
 }
 
 TEST_F(ComPortUsbTest, TimeOutsAreScaledWithoutOverflowAndANegativeMultiplierLeavesThem) {
-    const auto printer = bus.Plug(Printer(), Recorder());
+    const Device printer = Plug(Printer());
     EXPECT_TRUE(FindAndOpen());
     const struct {
         int multiplier;
@@ -308,12 +308,12 @@ TEST_F(ComPortUsbTest, TimeOutsAreScaledWithoutOverflowAndANegativeMultiplierLea
         clock.blocking.clear();
         port.iTimeMultiplier = row.multiplier;
         port.uiTimeoutRX = port.uiTimeoutTX = row.ms;
-        EXPECT_TRUE(Send(8));
+        EXPECT_EQ(Send(8), "");
         EXPECT_EQ(FailedRead(), kUnread);
         EXPECT_THAT(clock.blocking, ElementsAre(row.scaled, row.scaled));
     }
     port.iTimeMultiplier = 0;  // without limit, and without pauses
-    EXPECT_TRUE(Send(2048));
+    EXPECT_EQ(Send(2048), "");
     std::thread late([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(60));
         printer->QueueIn({'l', 'a', 't', 'e'});
@@ -330,7 +330,7 @@ TEST_F(ComPortUsbTest, TimeOutsAreScaledWithoutOverflowAndANegativeMultiplierLea
 }
 
 TEST_F(ComPortUsbTest, AReadTakesOneTransferAndNoMoreThanItAskedFor) {
-    const auto printer = bus.Plug(Printer());
+    const Device printer = Plug(Printer());
     for (const auto& [size, byte] : {std::pair{3U, 'a'}, {100U, 'x'}, {100U, 'y'}, {0U, ' '}})
         printer->QueueIn(simulator::Bytes(size, static_cast<unsigned char>(byte)));
     EXPECT_TRUE(FindAndOpen());
@@ -351,50 +351,42 @@ TEST_F(ComPortUsbTest, TransfersThatFailOrAreNotTakenAreErrors) {
                 {false, -EPIPE, "_PIPE"},
                 {false, -EPROTO, ""},
                 {false, -ESHUTDOWN, "_NO_DEVICE"}};
+    Lines lines;
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.reason);
         UsbDescription look = Faulty(&UsbFaults::busy, row.busy);
         look.faults.status = row.status;
-        const auto printer = bus.Plug(look);
+        const Device printer = Plug(look);
         EXPECT_TRUE(FindAndOpen());
         clock.blockingMs = row.busy ? 30 : 5000;
-        EXPECT_EQ(FailedWrite(3), "Write Error");
-        EXPECT_EQ(FailedWrite(200), "Write Error");
+        for (const std::size_t zeros : {3U, 200U}) EXPECT_EQ(Send(zeros), "Write Error") << row.reason;
         EXPECT_FALSE(Control(64));
-        EXPECT_EQ(log.Take(), Lines{"[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR" + row.reason});
-        EXPECT_EQ(FailedRead(), kUnread);
+        EXPECT_EQ(FailedRead(), kUnread) << row.reason;
+        lines.push_back("libusb_control_transfer  LIBUSB_ERROR" + row.reason);
         bus.Unplug(printer);
     }
-}
-
-TEST_F(ComPortUsbTest, ControlTransfersGoToTheDevice) {
-    simulator::ControlRequest last;
-    UsbHandlers handlers;
-    handlers.control = [&](const simulator::ControlRequest& request) { return last = request, true; };
-    bus.Plug(Printer(), handlers);
+    Plug(Printer());
+    clock.blocking.clear();
     port.iTimeMultiplier = 5;
     EXPECT_TRUE(FindAndOpen() && Control(64));
     EXPECT_THAT(clock.blocking, ElementsAre(1000U));  // not multiplied
-    EXPECT_EQ(last.type, 0x21);
-    EXPECT_EQ(last.request, 9);
+    EXPECT_EQ(last.type * 256 + last.request, 0x2109);
     EXPECT_EQ(last.value, 0x0200);
     EXPECT_EQ(last.data, simulator::Bytes(64, 0));
     EXPECT_FALSE(Control(5000));
-    EXPECT_EQ(log.Take(), Lines{"[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR_INVALID_PARAM"});
+    lines.emplace_back("libusb_control_transfer  LIBUSB_ERROR_INVALID_PARAM");
+    EXPECT_EQ(log.Take("ControlTransfer"), lines);
 }
 
 // A closed port that is written to looks for the whole serial text, one that is opened again for an address
 // number of the printers' vendor.
 TEST_F(ComPortUsbTest, AClosedPortIsFoundAgainInTwoWays) {
-    UsbDescription boot = Printer("BOOT1", "1-2");
-    boot.identity.vendor = 0x045B;
-    bus.Plug(boot);
-    bus.Plug(Printer("ABC1"));
+    Plug(Of(0x045B, 0x0205, Printer("BOOT1", "1-2")));
+    Plug(Printer("ABC1"));
     const std::string lost = "Write Error---> error to reinit device";
     const struct {
         const char* search;
         bool reopens;
-        std::string failedWrite;
+        std::string failure;  // of a write
     } rows[] = {{"045B", false, lost},
                 {"0205 1", true, lost},
                 {"F0F0 0205 ABC1", false, ""},
@@ -403,31 +395,29 @@ TEST_F(ComPortUsbTest, AClosedPortIsFoundAgainInTwoWays) {
         SCOPED_TRACE(row.search);
         EXPECT_TRUE(FindAndOpen(row.search));
         EXPECT_EQ(port.ReOpen(), row.reopens);
-        if (port.bIdentified) Find(row.search);
+        EXPECT_STREQ(port.szVid, row.search == rows[0].search ? "045B" : "F0F0");
+        if (port.szPid[0] != '\0') Find(row.search);
         port.Close();
-        EXPECT_EQ(FailedWrite(), row.failedWrite);
+        EXPECT_EQ(Send(3), row.failure);
     }
-    EXPECT_TRUE(Find("045B 0205 BOOT1"));
-    EXPECT_FALSE(port.ReOpen());
-    EXPECT_STREQ(port.szVid, "F0F0");  // the vendor is forgotten for the printers'
 }
 
 TEST_F(ComPortUsbTest, OperationsOutOfOrderFailWithTheirLine) {
     EXPECT_EQ(port.FindDevice("F0F0", "0205", 1), 0);
-    EXPECT_FALSE(port.Open());
+    EXPECT_FALSE(port.Open() || Control(8) || port.ReOpen() || port.SaveLocationCurrentDevice());
     EXPECT_EQ(FailedRead(), kUnread);
-    EXPECT_FALSE(Control(8));
-    EXPECT_FALSE(port.ReOpen() || port.SaveLocationCurrentDevice() || port.RestoreAddrNumFrmLocatio());
     EXPECT_EQ(log.Take(),
               (Lines{"[FindDevice]libusb_get_device_list error", "[Open]libusb_claim_interface error",
                      "[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR_NO_DEVICE",
                      "[SaveLocationCurrentDevice]SaveLocationCurrentDevice Begin",
-                     "[SaveLocationCurrentDevice]No Pid, Vid or AddrNumber Error ",
-                     "[RestoreAddrNumFrmLocatio]RestoreAddrNumFrmLocatio Begin",
-                     "[RestoreAddrNumFrmLocatio]No location saved : Error."}));
-    bus.Plug(Printer());
+                     "[SaveLocationCurrentDevice]No Pid, Vid or AddrNumber Error "}));
+    Plug(Printer());
     EXPECT_TRUE(Find("0205 1"));
     EXPECT_EQ(FailedRead(), kUnread);  // not claimed
+    EXPECT_TRUE(port.Open());
+    clock.blockingMs = 20;
+    EXPECT_FALSE(port.HandshakeCommunication());
+    EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(4, 1500000));
     EXPECT_TRUE(port.Close() && port.Close());
 }
 
@@ -450,14 +440,6 @@ TEST_F(ComPortUsbTest, ALibraryThatDoesNotStartIsAFailureAndOneThatDidIsEnded) {
     setrlimit(RLIMIT_NOFILE, &was);
     EXPECT_EQ(log.Take(), (Lines{"[Init]libusb_init error", "[InitWithVid]libusb_init error",
                                  "[GetDeviceList]libusb_init error"}));
-}
-
-TEST_F(ComPortUsbTest, TheHandshakeAsksFiveTimes) {
-    bus.Plug(Printer());
-    EXPECT_TRUE(FindAndOpen());
-    clock.blockingMs = 20;
-    EXPECT_FALSE(port.HandshakeCommunication());
-    EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(4, 1500000));
 }
 
 }  // namespace
