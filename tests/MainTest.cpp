@@ -104,54 +104,51 @@ TEST(CommandLine, FileNames) {
 
 TEST(CommandLine, PortWords) {
     COMMPORTTYPE kind = COMMPORT_USB;
-    EXPECT_FALSE(parse_type("", &kind));
-    EXPECT_EQ(kind, COMMPORT_USB) << "no word leaves it alone";
     const std::pair<const char*, COMMPORTTYPE> rows[] = {
+        {"", COMMPORT_USB},  // no word leaves it alone
         {"eth", COMMPORT_ETHERNET}, {"ETH", COMMPORT_NONE}, {"ser", COMMPORT_SERIAL},
         {"serial", COMMPORT_NONE},  {"usb", COMMPORT_USB},  {"eth ", COMMPORT_NONE}};
     for (const auto& [word, expected] : rows) {
-        EXPECT_EQ(parse_type(word, &kind), expected != COMMPORT_NONE) << word;
+        EXPECT_EQ(parse_type(word, &kind), *word != '\0' && expected != COMMPORT_NONE) << word;
         EXPECT_EQ(kind, expected) << word;
     }
 }
 
 TEST(CommandLine, Devices) {
-    constexpr int kLeft = -7;  // a number that is left alone
     const std::string overlong(1000, 'n');
     const std::string cut(511, 'n');
+    // + taken, - refused; name, number, flow control, -7 where it is left alone
     const struct {
-        std::string text, name;
         COMMPORTTYPE kind;
-        bool valid;
-        int number = kLeft, flow = kLeft;
+        std::string text, settings;
     } rows[] = {
-        {"192.168.1.5:9100", "192.168.1.5", COMMPORT_ETHERNET, true, 9100},
-        {"h:9100:7", "h", COMMPORT_ETHERNET, true, 9100},
-        {overlong + ":1", cut, COMMPORT_ETHERNET, true, 1},
-        {"192.168.1.5", "", COMMPORT_ETHERNET, false},
-        {"h:", "", COMMPORT_ETHERNET, false},
-        {"h:x", "", COMMPORT_ETHERNET, false},
-        {"/dev/ttyS0:115200:SW", "/dev/ttyS0", COMMPORT_SERIAL, true, 115200, 2},
-        {"/dev/ttyS0:9600:HW", "/dev/ttyS0", COMMPORT_SERIAL, true, 9600, 1},
-        {overlong + ":7:NONE", cut, COMMPORT_SERIAL, true, 7, 0},
-        {"/dev/ttyS0:115200:XON", "/dev/ttyS0", COMMPORT_SERIAL, false, 115200},  // written all the same
-        {"/dev/ttyS0:115200:", "/dev/ttyS0", COMMPORT_SERIAL, false, 115200},
-        {"/dev/ttyS0:fast:HW", "", COMMPORT_SERIAL, false},
-        {"/dev/ttyS0:115200", "", COMMPORT_SERIAL, false},
-        {"F0F0|0205|A1", "F0F0|0205|A1", COMMPORT_USB, true},
-        {overlong, cut, COMMPORT_USB, true},
-        {"", "", COMMPORT_USB, false},
+        {COMMPORT_ETHERNET, "192.168.1.5:9100", "+192.168.1.5 9100 -7"},
+        {COMMPORT_ETHERNET, "h:9100:7", "+h 9100 -7"},
+        {COMMPORT_ETHERNET, overlong + ":1", "+" + cut + " 1 -7"},
+        {COMMPORT_ETHERNET, "192.168.1.5", "- -7 -7"},
+        {COMMPORT_ETHERNET, "h:", "- -7 -7"},
+        {COMMPORT_ETHERNET, "h:x", "- -7 -7"},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:SW", "+/dev/ttyS0 115200 2"},
+        {COMMPORT_SERIAL, "/dev/ttyS0:9600:HW", "+/dev/ttyS0 9600 1"},
+        {COMMPORT_SERIAL, overlong + ":7:NONE", "+" + cut + " 7 0"},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:XON", "-/dev/ttyS0 115200 -7"},  // written all the same
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200:", "-/dev/ttyS0 115200 -7"},
+        {COMMPORT_SERIAL, "/dev/ttyS0:fast:HW", "- -7 -7"},
+        {COMMPORT_SERIAL, "/dev/ttyS0:115200", "- -7 -7"},
+        {COMMPORT_USB, "F0F0|0205|A1", "+F0F0|0205|A1 -7 -7"},
+        {COMMPORT_USB, overlong, "+" + cut + " -7 -7"},
+        {COMMPORT_USB, "", "- -7 -7"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        CommPortSettings settings;
-        settings.iEthPort = settings.iBaudrate = settings.iFlowControl = kLeft;
-        EXPECT_EQ(parse_device(row.text.c_str(), row.kind, &settings), row.valid);
+        CommPortSettings now;
+        now.iEthPort = now.iBaudrate = now.iFlowControl = -7;
+        const bool taken = parse_device(row.text.c_str(), row.kind, &now);
         const bool eth = row.kind == COMMPORT_ETHERNET;
-        EXPECT_EQ(std::string(settings.szEthAddress) + settings.szSerDevice + settings.szUsbDevice, row.name);
-        EXPECT_EQ(eth ? settings.iEthPort : settings.iBaudrate, row.number);
-        EXPECT_EQ(settings.iFlowControl, row.flow);
-        EXPECT_EQ(settings.type, eth && !row.valid ? COMMPORT_NONE : row.kind);
+        EXPECT_EQ(std::string(taken ? "+" : "-") + now.szEthAddress + now.szSerDevice + now.szUsbDevice +
+                      " " + std::to_string(eth ? now.iEthPort : now.iBaudrate) + " " +
+                      std::to_string(now.iFlowControl),
+                  row.settings);
+        EXPECT_EQ(now.type, eth && !taken ? COMMPORT_NONE : row.kind) << row.text;
     }
 }
 
@@ -161,25 +158,21 @@ TEST(CommandLineDeathTest, RunsThatEndBeforeAPrinterIsTouched) {
     const std::string path = testing::TempDir() + "end.psw";
     std::ofstream(path) << "x";
     const struct {
-        Words words;
+        std::string words;
         int status;
         std::string end;
-    } rows[] = {
-        {{}, 0, usageEnd},
-        {{"--help", "--version"}, 0, usageEnd},
-        {{"--version", "-v"}, 0, "Release: 1.10\n"},
-        {{"-f", "none.psw"},
-         255,
-         "ARGS: usbdevlist=0 filename=none.psw type= device=\nfilename argument not valid\n"},
-        {{"-f", path, "-t", "Eth"}, 255, "type=Eth device=\ntype argument not valid\n"},
-        {{"--printerversion"}, 255, "filename= type= device=\ntype argument not valid\n"},
-        {{"-f", path, "-t", "eth", "-d", "h"}, 255, "device=h\ndevice argument not valid\n"},
-        {{"-f", path, "-t", "eth", "-d", "h:1"}, 255, "device=h:1\nLoadPSWFromFile FAILURE\n"},
-    };
+    } rows[] = {{"", 0, usageEnd},
+                {"--help --version", 0, usageEnd},
+                {"--version -v", 0, "Release: 1.10\n"},
+                {"-f none.psw", 255, "filename=none.psw type= device=\nfilename argument not valid\n"},
+                {"-f " + path + " -t Eth", 255, "type=Eth device=\ntype argument not valid\n"},
+                {"--printerversion", 255, "filename= type= device=\ntype argument not valid\n"},
+                {"-f " + path + " -t eth -d h", 255, "device=h\ndevice argument not valid\n"},
+                {"-f " + path + " -t eth -d h:1", 255, "device=h:1\nLoadPSWFromFile FAILURE\n"}};
     for (const auto& row : rows) {
         const auto run = [&] {
             dup2(STDERR_FILENO, STDOUT_FILENO);
-            Call(ticketflash_main, row.words);
+            Call(ticketflash_main, Split(row.words));
         };
         EXPECT_EXIT(run(), testing::ExitedWithCode(row.status), testing::EndsWith(row.end));
     }

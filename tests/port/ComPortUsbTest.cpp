@@ -288,11 +288,12 @@ TEST_F(ComPortUsbTest, WritesGoOutInPiecesOfThePacketSizeWithAPauseAfterEachKilo
     EXPECT_EQ(clock.blocking, std::vector<unsigned int>(18, 3000));
     received.clear();
     port.iTimeMultiplier = 1;
-    for (const auto& [packet, zeros] : {std::pair{600U, 2400U}, {600U, 599U}, {0U, 2000U}, {0U, 0U}}) {
+    for (const auto& [packet, zeros] :
+         {std::pair{600U, 2400U}, {600U, 599U}, {1023U, 1023U}, {0U, 2000U}, {0U, 0U}}) {
         port.SetWPacketSize(packet);
         EXPECT_EQ(Send(zeros), "");
     }
-    EXPECT_EQ(received, (std::vector<std::size_t>{600, 600, 600, 600, 599, 2000, 0}));
+    EXPECT_EQ(received, (std::vector<std::size_t>{600, 600, 600, 600, 599, 1023, 2000, 0}));
     EXPECT_THAT(clock.waits, ElementsAre(3000U, 1000U, 1000U));
 }
 
