@@ -47,8 +47,8 @@ class VirtualClock final : public Clock {
     std::uint64_t WaitedUs() const { return std::accumulate(waits.begin(), waits.end(), std::uint64_t{0}); }
 
     std::vector<std::uint64_t> waits;
-    std::vector<unsigned int> blocking;   ///< what blocking calls asked for, in milliseconds
-    std::function<void()> onWait;  ///< what happens elsewhere while the program waits
+    std::vector<unsigned int> blocking;  ///< what blocking calls asked for, in milliseconds
+    std::function<void()> onWait;        ///< what happens elsewhere while the program waits
     unsigned int blockingMs = 20;
     bool readable = true;
 
