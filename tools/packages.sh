@@ -5,3 +5,4 @@ test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev valgrind libc6-d
 lint_packages=(clang-format clang-tidy)
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 lintian_packages=(dpkg-dev file lintian)
+coverage_packages=("${test_packages[@]}" gcovr)

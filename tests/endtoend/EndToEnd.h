@@ -2,67 +2,55 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "harness/ChildProcess.h"
+#include "harness/LogCapture.h"
 #include "simulator/PrinterModel.h"
-#include "simulator/PrinterOptions.h"
+#include "simulator/PtyTransport.h"
 #include "simulator/SampleFiles.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SynchronizedModel.h"
-#include "simulator/usb/UsbBus.h"
+#include "simulator/TcpTransport.h"
+#include "simulator/usb/UsbTransport.h"
 
 /// Runs of the built program against the simulated printer, both on clocks that run at the same rate.
 namespace endtoend {
 
-constexpr unsigned kRate = 100;
-/// What the program's blocking calls last at least: an answer that is this late is lost.
-constexpr unsigned kFloorMs = 300;
+constexpr int kSuccess = 0;
+constexpr int kFailure = 255;
+
+/// How a program is started: the rate of its clock, the real milliseconds that its blocking calls last at
+/// least (an answer that is this late is lost), and the command that it is handed to, if any.
+struct Start {
+    unsigned rate = 100;
+    unsigned floorMs = 1500;
+    Lines by = {};
+};
 
 /// How a run ended and what it printed, log lines without their stamps ("[tag]text").
 struct RunResult {
-    static constexpr int kSuccess = 0;
-    static constexpr int kFailure = 255;
-
     int status = -1;
-    std::vector<std::string> lines;
+    Lines lines;
 
-    bool Has(const std::string& line) const { return Count(line) != 0; }
-    int Count(const std::string& line) const;
-    /// All lines, for the message of a failed expectation.
-    std::string Text() const;
+    bool Has(const std::string& line) const;
 };
+/// For the message of a failed expectation.
+std::ostream& operator<<(std::ostream& out, const RunResult& run);
 
-/// Fails the test unless the run ended with this verdict, its exit status, and the lines given in their order
-/// (others may stand between).
-void ExpectRun(const RunResult& run, bool success, const std::vector<std::string>& linesInOrder = {});
-
-/// How a program is started: the rate of its clock, the real milliseconds that its blocking calls last at
-/// least, and the command that it is handed to, if any.
-struct Start {
-    unsigned rate = kRate;
-    unsigned floorMs = kFloorMs;
-    std::vector<std::string> by = {};
-};
-
-/// Runs the program with these words; `environment` comes on top of the test's own.
-RunResult RunProgram(const std::vector<std::string>& words, const ChildProcess::Environment& environment = {},
-                     const Start& start = {});
-
-/// Carries a printer model to the program.
-class Carrier {
+/// The program, started with these words; `environment` comes on top of the test's own.
+class Program {
  public:
-    Carrier() = default;
-    Carrier(const Carrier&) = delete;
-    Carrier& operator=(const Carrier&) = delete;
-    virtual ~Carrier() = default;
-    /// The words that name the model's port.
-    virtual std::vector<std::string> Words() const = 0;
+    explicit Program(const Lines& words, const ChildProcess::Environment& environment = {},
+                     const Start& start = {});
+    RunResult End();
+    ChildProcess& Process() { return process_; }
+
+ private:
+    ChildProcess process_;
 };
 
 /// A simulated printer on its line, running until the object goes. One at a time.
@@ -73,15 +61,10 @@ class Printer {
     explicit Printer(const simulator::PrinterOptions& options, const simulator::UsbDescription& look = {},
                      const Start& start = {});
 
-    /// Runs the program against the printer: the words given, and those that name the port unless `-d` is
-    /// among the words given.
-    RunResult Run(std::vector<std::string> words);
-
-    /// The device as `-d` takes it.
-    std::string Device() const { return carrier_->Words().back(); }
-
-    /// The bus of a printer that has one, for what else is plugged in.
-    simulator::UsbBus& Bus() { return bus_.value(); }
+    /// Starts, or runs, the program with the words given and those that name the port, unless `-d` is among
+    /// the words given.
+    Program Begin(Lines words);
+    RunResult Run(const Lines& words) { return Begin(words).End(); }
 
     /// Reads the model while no transport uses it.
     template <class Function>
@@ -89,23 +72,38 @@ class Printer {
         return shared_.Inspect([&] { return std::forward<Function>(function)(model_); });
     }
 
-    /// Waits until `holds` is true of the model, for some real seconds at most. Whether it became true.
-    bool WaitUntil(const std::function<bool(const simulator::PrinterModel&)>& holds);
+    /// Fails the test unless the printer has, or soon will have, this release; firmware and modules are
+    /// those of the sample then, and the host did nothing that a printer would not have stood.
+    void ExpectHas(const std::string& release, const simulator::PackageSample& sample);
 
-    /// Fails the test if the host did what a printer would not have stood.
-    void ExpectNoViolations();
+    std::string device;                    ///< as `-d` takes it
+    std::optional<simulator::UsbBus> bus;  ///< for what else is plugged in
 
  private:
     Start start_;
     simulator::ScaledClock clock_;
     simulator::PrinterModel model_;
     simulator::SynchronizedModel shared_{model_};
-    std::optional<simulator::UsbBus> bus_;
-    std::unique_ptr<Carrier> carrier_;
-    std::unique_ptr<Carrier> bootCarrier_;  ///< of a boot device whose printer is not on USB
+    std::string type_;
+    std::optional<simulator::TcpTransport> tcp_;
+    std::optional<simulator::PtyTransport> pty_;
+    std::optional<simulator::UsbTransport> usb_;
 };
 
-/// A file in the test's own folder, removed with the object.
+/// One more printer on the bus of another.
+struct Neighbour {
+    Neighbour(Printer& printer, const simulator::UsbIdentity& identity, const std::string& port);
+    template <class Function>
+    auto Inspect(Function&& function) {
+        return shared.Inspect([&] { return function(model); });
+    }
+
+    simulator::PrinterModel model;
+    simulator::SynchronizedModel shared{model};
+    simulator::UsbTransport transport;
+};
+
+/// A file in a folder of its own, removed with the object.
 class TemporaryFile {
  public:
     TemporaryFile(const std::string& name, const std::vector<unsigned char>& content);
@@ -118,16 +116,5 @@ class TemporaryFile {
     std::string folder_;
     std::string path_;
 };
-
-/// A package whose firmware the test knows, in the new form with a font and a disk before it and a logo
-/// after.
-simulator::PackageSample Package(bool newForm, unsigned char key = 0x37, const std::string& release = "106",
-                                 unsigned banks = simulator::PrinterOptions::kBankCount,
-                                 std::size_t bankSize = simulator::PrinterOptions::kBankSize);
-
-/// Writes the package, or module file, and runs the program with it and `-v`.
-RunResult Upgrade(Printer& printer, const simulator::PackageSample& sample,
-                  std::vector<std::string> words = {});
-RunResult Download(Printer& printer, const simulator::Bytes& module, std::vector<std::string> words = {});
 
 }  // namespace endtoend

@@ -1,52 +1,88 @@
-// What is the same on every line: files that are refused, printers that are not there, the setup header, a
-// log that nobody reads.
-#include "endtoend/EndToEnd.h"
+// What only the built program shows, whatever it upgrades: its files, streams and signals, how it sets a
+// serial line and finds a printer on USB.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <termios.h>
 
-using endtoend::Download;
-using endtoend::ExpectRun;
-using endtoend::Package;
+#include <csignal>
+
+#include "endtoend/EndToEnd.h"
+#include "simulator/Descriptor.h"
+
+using endtoend::kFailure;
+using endtoend::kSuccess;
+using endtoend::Neighbour;
 using endtoend::Printer;
+using endtoend::Program;
 using endtoend::RunResult;
 using endtoend::TemporaryFile;
-using simulator::Bytes;
 using simulator::Exchange;
+using simulator::Line;
 using simulator::PrinterOptions;
+using simulator::UsbIdentity;
+using testing::ElementsAre;
 
 namespace SampleFiles = simulator::SampleFiles;
 
 namespace {
 
-TEST(Front, AReaderOfTheLogThatGoesAwayEndsNothing) {
-    endtoend::Start start;
-    start.by = {"bash", "-c", "\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}"};
-    Printer printer{PrinterOptions(), {}, start};
-    EXPECT_EQ(Download(printer, SampleFiles::MakeModule({})).status, RunResult::kSuccess);
-    EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Modules().size(); }), 1U);
+PrinterOptions On(Line line, const std::string& serial = "ABC1") {
+    PrinterOptions options;
+    options.line = line;
+    options.usb = {0xF0F0, 0x0205, serial};
+    options.setupLines = {"First line", "Second line"};
+    return options;
 }
 
-TEST(Front, TheSetupHeaderIsPrinted) {
-    PrinterOptions options;
-    options.setupLines = {"First line", "Second line"};
-    Printer printer{options};
-    const RunResult run = printer.Run({"--printerversion"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_TRUE(run.Has("First line")) << run.Text();
-    EXPECT_TRUE(run.Has("Second line")) << run.Text();
-    EXPECT_EQ(endtoend::RunProgram({"--printerversion", "-t", "eth", "-d", "127.0.0.1:1"}).status, 0);
-    printer.ExpectNoViolations();
+simulator::PackageSample Package(bool newForm = true) {
+    simulator::PackageSample sample;
+    sample.newForm = newForm;
+    sample.firmware = SampleFiles::MakeFirmware(sample.release, sample.bankSize * sample.banks);
+    if (newForm) sample.modules = SampleFiles::UsualModules();
+    return sample;
+}
+
+const TemporaryFile& PackageFile() {
+    static const TemporaryFile file("sample.pfw", SampleFiles::MakePackage(Package()));
+    return file;
+}
+
+// Its reader leaves after the first line; its standard input and output were never there.
+TEST(Front, StreamsThatAreGoneEndNothingAndGetNoByteOfThePrinters) {
+    for (const char* shell :
+         {"\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}", "exec \"$0\" \"$@\" <&- >&-"}) {
+        Printer printer{On(Line::Serial), {}, {100, 1500, {"bash", "-c", shell}}};
+        EXPECT_EQ(printer.Run({"-f", PackageFile().Path(), "-v"}).status, kSuccess) << shell;
+        printer.ExpectHas("1.06", Package());
+    }
+}
+
+TEST(Front, ARunThatIsEndedLeavesItsLinesAndAPrinterThatCanBeUpgraded) {
+    PrinterOptions options = On(Line::Usb);
+    options.faults = {simulator::Fault::Silence(Exchange::BankGroup)};
+    options.mode = "U1";
+    Printer printer{options, {}, {100, 10000, {}}};
+    {
+        Program program = printer.Begin({"-f", PackageFile().Path(), "-v"});
+        EXPECT_TRUE(program.Process().WaitForText("Sending flash block end  ...8/8"));
+        program.Process().Signal(SIGTERM);
+        EXPECT_EQ(program.End().status, ChildProcess::kSignalled + SIGTERM);
+        EXPECT_EQ(program.Process().Output().back(), '\n');
+    }
+    EXPECT_TRUE(printer.Run({"--printerversion"}).Has("Second line"));
 }
 
 TEST(Front, BadFilesAreRefusedBeforeThePrinterIsTouched) {
-    Printer printer{PrinterOptions()};
-    Bytes package = SampleFiles::MakePackage(Package(false));
+    Printer printer{On(Line::Ethernet)};
+    simulator::Bytes package = SampleFiles::MakePackage(Package());
     package.pop_back();
-    Bytes module = SampleFiles::MakeModule({});
+    simulator::Bytes module = SampleFiles::MakeModule({});
     module[5000] ^= 1;
     const TemporaryFile cut("cut.pfw", package);
     const TemporaryFile wrong("wrong.mod", module);
     for (const TemporaryFile* file : {&cut, &wrong}) {
         const RunResult run = printer.Run({"-f", file->Path(), "-v"});
-        EXPECT_EQ(run.status, RunResult::kFailure);
+        EXPECT_EQ(run.status, kFailure);
         EXPECT_EQ(run.lines.back(), file == &cut ? "LoadPSWFromFile FAILURE" : "LoadModuleFromFile FAILURE");
     }
     EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::ProtocolVersion); }), 0);
@@ -55,30 +91,106 @@ TEST(Front, BadFilesAreRefusedBeforeThePrinterIsTouched) {
 // What is named is not there, or is none.
 TEST(Front, APrinterThatCannotBeOpenedIsAFailure) {
     simulator::UsbBus bus;
-    const TemporaryFile package("sample.pfw", SampleFiles::MakePackage(Package(false)));
     const TemporaryFile notATerminal("tty", {});
-    struct Case {
+    const struct {
         const char* type;
-        std::string device;
-        std::string port;
-        std::string opening;  ///< its line, if it has one
-        std::string reason;
-    };
-    const std::string serial = "Open RS232 Device Error";
-    for (const Case& c :
-         {Case{"eth", "127.0.0.1:1", "ETH Port", "[OpenPort]Error in connection()", "Open ETH Device Error"},
-          Case{"ser", "/none:9600:HW", "COM Port", "[OpenPort]Error to open Serial port", serial},
-          Case{"ser", notATerminal.Path() + ":9600:HW", "COM Port", "[OpenPort]Error to tcsetattr", serial},
-          Case{"ser", "/none:300:HW", "COM Port", "[Init]Error invalid Baudrate", "Error invalid Baudrate"},
-          Case{"usb", "F0F0|0205|ABC1", "USB PRN Port", "", ""}}) {
-        std::vector<std::string> lines{
-            "[OpenCommunicationPort]" + c.port, "[OpenCommunicationPort]Open Port Error",
-            "[OpenCommunicationPort]Error: " + c.reason, "[PrnCom_UpgradePrinter]Open Error"};
-        if (!c.opening.empty()) lines.insert(lines.begin() + 1, c.opening);
-        ExpectRun(endtoend::RunProgram({"-f", package.Path(), "-v", "-t", c.type, "-d", c.device},
-                                       bus.ChildEnvironment()),
-                  false, lines);
+        std::string device, port, reason;
+    } rows[] = {{"eth", "127.0.0.1:1", "ETH Port", "Open ETH Device Error"},
+                {"ser", notATerminal.Path() + ":9600:HW", "COM Port", "Open RS232 Device Error"},
+                {"usb", "F0F0|0205|ABC1", "USB PRN Port", ""}};
+    for (const auto& row : rows) {
+        const RunResult run = Program({"-f", PackageFile().Path(), "-v", "-t", row.type, "-d", row.device},
+                                      bus.ChildEnvironment())
+                                  .End();
+        EXPECT_EQ(run.status, kFailure);
+        EXPECT_THAT(run.lines, testing::IsSupersetOf({"[OpenCommunicationPort]" + row.port,
+                                                      "[OpenCommunicationPort]Error: " + row.reason,
+                                                      std::string("[PrnCom_UpgradePrinter]Open Error")}));
+        EXPECT_EQ(run.lines.back(), "UPGRADE FAILURE");
     }
+    const RunResult unread = Program({"--printerversion", "-t", "eth", "-d", "127.0.0.1:1"}).End();
+    EXPECT_EQ(unread.status, kSuccess);
+}
+
+// The settings outlive the program, since the printer holds the other end of the line. Its flow control is
+// hardware whatever the device says.
+TEST(Front, TheSerialLineIsSetAsTheDeviceSays) {
+    Printer printer{On(Line::Serial)};
+    const std::string path = printer.device.substr(0, printer.device.find(':'));
+    const simulator::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    for (const auto& [settings, speed] :
+         {std::pair{":1200:NONE", B1200}, {":19200:HW", B19200}, {":115200:SW", B115200}}) {
+        const RunResult run = printer.Run({"--printerversion", "-t", "ser", "-d", path + settings});
+        EXPECT_EQ(run.status, kSuccess);
+        EXPECT_TRUE(run.Has("First line") && run.Has("Second line")) << run;
+        termios now{};
+        ASSERT_EQ(tcgetattr(line.Get(), &now), 0);
+        EXPECT_EQ(cfgetospeed(&now), speed);
+        EXPECT_EQ(now.c_cflag & (CSIZE | CSTOPB | PARENB | CREAD | CRTSCTS), CS8 | CREAD | CRTSCTS);
+        EXPECT_EQ(now.c_iflag & (IXON | IXOFF | IXANY | ICRNL | INLCR | ISTRIP), 0U);
+        EXPECT_EQ((now.c_oflag & OPOST) | (now.c_lflag & (ICANON | ECHO | ISIG)), 0U);
+    }
+}
+
+TEST(Front, PrintersOnUsbAreListedAndFoundByProductAndTheLastCharacterOfTheirSerialNumber) {
+    Printer printer{On(Line::Usb)};
+    Neighbour second(printer, {0xF0F0, 0x0205, "ABC2"}, "1-2");
+    Neighbour foreign(printer, {0x1234, 0x0205, "NOT-OURS"}, "1-3");
+    const RunResult list = printer.Run({"--usbdevlist", "-t", "nothing"});
+    EXPECT_EQ(list.status, kSuccess);
+    ASSERT_EQ(list.lines.size(), 5U) << list;
+    EXPECT_EQ(list.lines[1], "LIST USB DEVICES:");
+    EXPECT_THAT(Lines(list.lines.begin() + 2, list.lines.end()),
+                testing::UnorderedElementsAre("F0F0|0205|ABC1", "F0F0|0205|ABC2", ""));
+    int asked = 0;
+    const auto count = [](const auto& model) { return model.Count(Exchange::SetupHeader); };
+    for (const auto& [name, found] : {std::pair{"ANY", list.lines[2] == "F0F0|0205|ABC1"},
+                                      {"1234|0205|OTHER-1", true},
+                                      {"F0F0|0205|ABC2", false},
+                                      {"F0F0|0205|ABC3", false},
+                                      {"F0F0|0206|ABC1", false}}) {
+        const RunResult run = printer.Run({"--printerversion", "-v", "-t", "usb", "-d", name});
+        asked += found ? 1 : 0;
+        EXPECT_EQ(printer.Inspect(count), asked) << name << "\n" << run;
+    }
+    EXPECT_EQ(second.Inspect(count), list.lines[2] == "F0F0|0205|ABC1" ? 1 : 2);
+}
+
+TEST(Front, WithoutAPrinterTheListIsEmptyAndAnyNamesNone) {
+    simulator::UsbBus bus;
+    const RunResult list = Program({"--usbdevlist"}, bus.ChildEnvironment()).End();
+    EXPECT_EQ(list.status, kSuccess);
+    EXPECT_THAT(list.lines,
+                ElementsAre("ARGS: usbdevlist=1 filename= type= device=", "LIST USB DEVICES:", ""));
+    const RunResult none =
+        Program({"-f", PackageFile().Path(), "-t", "usb", "-d", "ANY"}, bus.ChildEnvironment()).End();
+    EXPECT_EQ(none.status, kFailure);
+    EXPECT_EQ(none.lines.back(), "device argument not valid") << none;
+    // One without a configuration ends the program.
+    simulator::UsbDescription look;
+    look.faults.unconfigured = true;
+    Printer printer{On(Line::Usb), look};
+    const RunResult run = printer.Run({"-f", PackageFile().Path(), "-v"});
+    EXPECT_EQ(run.status, kFailure);
+    EXPECT_EQ(run.lines.back(), "Error getting usb config descriptor : -5 ") << run;
+}
+
+// Between the code group and the last bank a printer of U5 has another address number, and a neighbour that
+// has a third one.
+TEST(Front, OfTwoPrintersSideBySideTheOneThatIsNamedIsUpgraded) {
+    PrinterOptions options = On(Line::Usb);
+    options.mode = "U5";
+    options.serialInCodePhase = "ABC7";
+    Printer printer{options};
+    Neighbour neighbour(printer, {0xF0F0, 0x0205, "ABC5"}, "1-2");
+    const RunResult run =
+        printer.Run({"-f", PackageFile().Path(), "-v", "-t", "usb", "-d", "F0F0|0205|ABC1"});
+    EXPECT_EQ(run.status, kSuccess) << run;
+    EXPECT_TRUE(
+        run.Has("[RestoreAddrNumFrmLocatio]New info Vid:F0F0, Pid:0205, AddrNum:7, Location: 10000000"))
+        << run;
+    printer.ExpectHas("1.06", Package());
+    EXPECT_EQ(neighbour.Inspect([](const auto& model) { return model.Count(Exchange::Status); }), 0);
 }
 
 }  // namespace

@@ -1,195 +1,199 @@
-// Procedures U1, U3 and U5 on every line, with packages of both forms and everything that may be chosen.
-#include "endtoend/Scenario.h"
+// One upgrade that goes well and one that does not for each procedure and port that it has, module files, and
+// some of them under valgrind, which ends a program that reads what was never written, touches what is not
+// its own, or leaves memory behind that nothing points to.
+#include "endtoend/EndToEnd.h"
+#include "simulator/boot/RenesasBootDevice.h"
+#include "simulator/boot/SiliconLabsBootDevice.h"
 
-using endtoend::Scenario;
+using endtoend::Printer;
+using endtoend::RunResult;
+using simulator::BootFault;
+using simulator::Exchange;
+using simulator::Fault;
 using simulator::Line;
-using simulator::PrinterOptions;
-using Lines = Scenario::Lines;
+using simulator::RenesasBootDevice;
+using simulator::SiliconLabsBootDevice;
+
+namespace SampleFiles = simulator::SampleFiles;
 
 namespace {
 
-/// A printer: its procedure and line, the banks of its firmware, and the settings that it reports.
-struct Setup {
-    const char* procedure;
+constexpr Line kSerial = Line::Serial;
+constexpr Line kEthernet = Line::Ethernet;
+constexpr Line kUsb = Line::Usb;
+
+/// What is tried.
+struct Given {
+    simulator::PrinterOptions printer;
+    simulator::UsbDescription look;
+    simulator::PackageSample package;
+    simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
+    simulator::SiliconLabsBootOptions silicon;  ///< and of U6
+    Lines words{"-v"};
+    endtoend::Start start;
+};
+
+struct Case {
+    const char* name;  ///< begins with the procedure; "M": a module file, of a printer of U3
     Line line;
-    unsigned banks;
-    std::size_t bankSize;  // 1000: not a multiple of the packets that banks go out in
-    const char* configuration = "";
-};
-
-const Setup kSetups[] = {{"U1", Line::Serial, 4, 1000, "0;"}, {"U1", Line::Ethernet, 4, 1000},
-                         {"U1", Line::Usb, 4, 1000, "1;"},    {"U1", Line::Usb, 4, 1000, "0;"},
-                         {"U3", Line::Serial, 8, 4096},       {"U3", Line::Ethernet, 8, 4096},
-                         {"U3", Line::Usb, 8, 4096},          {"U5", Line::Serial, 5, 1000},
-                         {"U5", Line::Ethernet, 4, 1000},     {"U5", Line::Usb, 5, 1000}};
-
-/// What is brought, and the words that choose of it.
-struct Choice {
-    const char* release;
     bool newForm;
-    unsigned char key;
-    char components;
-    char multiplier;
+    const char* failure;  ///< the line that tells why; null: all that was sent is in the printer
+    void (*given)(Given&) = [](Given&) {};
 
-    bool Same() const { return std::string(release) == "105"; }
-    bool Firmware() const { return components != '2'; }
-    bool Modules() const { return newForm && components != '1'; }
-    std::string Tag() const { return newForm ? "[StartUpgrade_PSW2]" : "[StartUpgrade_PSW1]"; }
+    std::string Mode() const { return *name == 'M' ? "U3" : std::string(name, 2); }
 };
 
-const Choice kChoices[] = {
-    {"106", true, 0x37, '3', '1'},  {"105", true, 0x38, '3', '2'},  {"106", true, 0xFF, '2', '0'},
-    {"105", true, 0x00, '1', '0'},  {"106", true, 0x37, '3', '0'},  {"106", false, 0xFE, '3', '2'},
-    {"105", false, 0x37, '1', '1'}, {"106", false, 0x01, '3', '0'}, {"106", false, 0x37, '2', '1'}};
-
-/// Each line of what one operation logs.
-Lines Tagged(const char* tag, Lines lines) {
-    for (std::string& line : lines) line.insert(0, tag);
-    return lines;
+void PrintTo(const Case& each, std::ostream* out) {
+    *out << each.name;
 }
 
-Lines operator+(Lines some, const Lines& more) {
-    some.insert(some.end(), more.begin(), more.end());
-    return some;
-}
-
-/// A group of banks, judged by the answer, by the release that is there afterwards, or by nothing.
-Lines U1Lines(const Setup& setup, const Choice& choice) {
-    Lines proof{"Programming answer: 0xaa", "Answer: NO_ERROR_COM"};
-    if (setup.line == Line::Ethernet)
-        proof = Lines{"Waiting before closing port.."} +
-                (choice.Same() ? Lines{"Same version. Force NO_ERROR_COM"}
-                               : Lines{"New FW Release :1.06",
-                                       "Upgrade succesfully, version correct. Force NO_ERROR_COM"});
-    else if (setup.line == Line::Usb && *setup.configuration == '0')
-        proof = choice.Same() ? Lines{"Same version: Wait then exit..."}
-                              : Lines{"Different version: Wait printer reset..."};
-    return Lines{"[SendFW]Sending bank...1"} +
-           Tagged("[SendBankFlashBanksNew]",
-                  Lines{"Sending flash block start...1/4", "Sending flash block end  ...4/4"} + proof +
-                      Lines{"Upgrade Return Status: 1"});
-}
-
-/// How a group of banks ends that is not answered. Without waits the printer is not there again.
-Lines ResetLines(const Setup& setup, const Choice& choice) {
-    if (setup.line != Line::Usb) return {"Com or Eth port: Wait then exit..."};
-    if (choice.multiplier == '0') return {"Different version: Wait printer reset..."};
-    return {"Different version: Wait printer reset...", "Different version: Printer reset..."};
-}
-
-Lines U3Lines(const Setup& setup, const Choice& choice) {
-    return Tagged("[SendBankFlashGeneric]",
-                  Lines{"Sending bank...1/8 (12%)", "Sending bank...8/8 (100%)"} +
-                      (choice.Same() ? Lines{"Same version: Wait then exit..."} : ResetLines(setup, choice)));
-}
-
-/// A code group of three banks and the data banks, whose answers are waited for but for the last one.
-Lines U5Lines(const Setup& setup, const Choice& choice, unsigned banks) {
-    Lines data;
-    for (unsigned bank = 4; bank <= banks; ++bank) {
-        data.push_back("Sending bank..." + std::to_string(bank) + "/" + std::to_string(banks) + " (" +
-                       std::to_string(bank * 100 / banks) + "%)");
-        if (bank < banks) data.emplace_back("Waiting Answer...");
+/// A small package and the printer for it.
+Given GivenFor(const Case& each) {
+    Given given;
+    given.printer.mode = each.Mode();
+    given.printer.line = each.line;
+    given.printer.restartMs = 4000;
+    simulator::PackageSample& package = given.package;
+    package.newForm = each.newForm;
+    package.bankSize = given.printer.bankSize = each.Mode() == "U3" ? 4096 : 1000;
+    package.banks = given.printer.bankCount = 5;
+    if (each.newForm) package.modules = SampleFiles::UsualModules();
+    package.firmware = SampleFiles::MakeFirmware(package.release, package.banks * package.bankSize);
+    if (each.Mode() == "U2" || each.Mode() == "U4") {
+        package.bankSize = 4096;
+        package.banks = 4;
+        package.firmware = SampleFiles::MakeFirmware(package.release, 4 * 4096U);
+        given.renesas.bootRelease = each.Mode() == "U4" ? "0.99" : "1.00";
+        given.renesas.userRestarts = each.Mode() == "U4";
+    } else if (each.Mode() == "U6") {
+        package.firmware = SampleFiles::MakeRecords(package.release, 60);
+        package.banks = 1;
+        package.bankSize = given.silicon.firmwareSize = package.firmware.size();
     }
-    if (banks > 3)
-        data.emplace_back(setup.line == Line::Usb ? "Different version: Printer reset... Done"
-                                                  : "Wait than exit...");
-    return Tagged("[SendBankFlashCODE]", Lines{"Sending bank...1/3 (33%)", "Sending bank...3/3 (100%)"} +
-                                             ResetLines(setup, choice)) +
-           Tagged("[SendBankFlashDATA]", data);
+    each.given(given);
+    const std::string mode = each.Mode();
+    if (mode == "U2" || mode == "U4")
+        given.printer.bootDevice = [o = given.renesas] { return std::make_unique<RenesasBootDevice>(o); };
+    if (mode == "U6")
+        given.printer.bootDevice = [o = given.silicon] { return std::make_unique<SiliconLabsBootDevice>(o); };
+    return given;
 }
 
-Lines ModuleLines(const Lines& kinds) {
-    Lines lines;
-    for (const std::string& kind : kinds)
-        lines = lines + Tagged("[SendAllModules]", {"Send " + kind + "...", "Programming OK"});
-    return lines;
+void UnderValgrind(Given& given) {
+    given.start = {40,
+                   3000,
+                   {"valgrind", "-q", "--error-exitcode=99", "--leak-check=full",
+                    std::string("--suppressions=") + EMULATED_BUS_SUPPRESSIONS}};
 }
 
-/// Everything in its order; U5's modules all follow the firmware.
-Lines ExpectedLines(const Setup& setup, const Choice& choice, unsigned banks) {
-    const std::string procedure = setup.procedure;
-    const std::string tag = choice.Tag();
-    const Lines early{"Fonts", "Flash Disk"};
-    Lines lines{"[PrnCom_UpgradePrinter]Begin"};
-    lines.push_back(std::string("[OpenCommunicationPort]") + (setup.line == Line::Serial ? "COM Port"
-                                                              : setup.line == Line::Ethernet
-                                                                  ? "ETH Port"
-                                                                  : "USB PRN Port"));
-    lines = lines + Tagged("[PrnCom_UpgradePrinter]", {"ProtocollDataAvailable OK", "GetUpgradeInfo OK"});
-    if (procedure == "U1" && *setup.configuration != '\0')
-        lines.push_back(tag + "iUSB_PRG_ANSWER:" + *setup.configuration);
-    lines.push_back(tag + (choice.newForm ? "START Upgrade PSW2" : "START Upgrade PSW1"));
-    if (choice.newForm && !choice.Modules() && procedure != "U5")
-        lines.push_back(tag + "Upgrade Before Modules not enabled in command line arguments ");
-    if (choice.Modules() && procedure != "U5") lines = lines + ModuleLines(early);
-    if (choice.Firmware()) {
-        lines.push_back(tag + "Send Fw...");
-        lines = lines + (procedure == "U1"   ? U1Lines(setup, choice)
-                         : procedure == "U3" ? U3Lines(setup, choice)
-                                             : U5Lines(setup, choice, banks));
-        lines.push_back(tag + (choice.newForm || procedure == "U1" ? "Send FW:1" : "Send FW:{0}"));
+class Upgrades : public testing::TestWithParam<Case> {};
+
+TEST_P(Upgrades, EndAsTheyShould) {
+    const Case& each = GetParam();
+    Given given = GivenFor(each);
+#if defined(__SANITIZE_ADDRESS__)
+    if (!given.start.by.empty()) GTEST_SKIP() << "the sanitizers see to it";
+#endif
+    Printer printer{given.printer, given.look, given.start};
+    const bool isModule = *each.name == 'M';
+    const endtoend::TemporaryFile file(
+        isModule ? "font.mod" : "sample.pfw",
+        isModule ? SampleFiles::MakeModule({}) : SampleFiles::MakePackage(given.package));
+    Lines words = given.words;
+    words.insert(words.begin(), {"-f", file.Path()});
+    const RunResult run = printer.Run(words);
+    EXPECT_EQ(run.status, each.failure == nullptr ? endtoend::kSuccess : endtoend::kFailure) << run;
+    EXPECT_EQ(run.lines.back(), each.failure == nullptr ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
+    if (each.failure != nullptr) {
+        EXPECT_TRUE(run.Has(each.failure)) << each.failure << "\n" << run;
+        printer.Inspect([&](const simulator::PrinterModel& model) {
+            EXPECT_EQ(model.Release(), "1.05");
+            EXPECT_FALSE(model.FlashImage() == given.package.firmware);
+        });
+    } else if (isModule) {
+        given.package.firmware.clear();
+        given.package.modules = {{'f', SampleFiles::AsSent(SampleFiles::MakeModule({}))}};
+        EXPECT_TRUE(run.Has("MODULE INFO:")) << run;
+        printer.ExpectHas("1.05", given.package);
     } else {
-        lines.push_back(tag + "Upgrade FW not enabled in command line arguments ");
+        printer.ExpectHas("1.06", given.package);
     }
-    if (choice.Modules() && procedure == "U5") lines = lines + ModuleLines(early);
-    if (choice.Modules()) lines = lines + ModuleLines({"Logos"});
-    lines.emplace_back(choice.Firmware() || choice.Modules() ? "[PrnCom_UpgradePrinter]End"
-                                                             : "[PrnCom_UpgradePrinter]Upgrade Error!");
-    return lines;
 }
 
-Scenario Upgrade(const Setup& setup, const Choice& choice) {
-    const std::string configuration = setup.configuration;
-    // Without waits no data bank of U5 succeeds, and no answer on a serial line that takes its time.
-    const bool impatient = choice.multiplier == '0';
-    const unsigned banks = impatient && std::string(setup.procedure) == "U5" ? 3 : setup.banks;
-    Scenario scenario(setup.procedure, setup.line,
-                      (configuration.empty() ? "" : "Setting" + configuration.substr(0, 1)) +
-                          (choice.newForm ? "NewForm" : "OldForm") + choice.release + "Components" +
-                          choice.components + "Multiplier" + choice.multiplier);
-    scenario.Banks(banks, setup.bankSize)
-        .NewForm(choice.newForm)
-        .Release(choice.release, choice.key)
-        .With(&PrinterOptions::configuration, configuration)
-        .Words({"-c", {choice.components}, "-m", {choice.multiplier}});
-    // Nothing is silent here: no answer is lost on a machine that is busy.
-    scenario.Starts({endtoend::kRate, 4 * endtoend::kFloorMs, {}});
-    // A printer that is back at once, but takes what follows its answer before it goes.
-    if (impatient)
-        scenario.With(&PrinterOptions::programMs, 0U)
-            .With(&PrinterOptions::restartMs, 0U)
-            .With(&PrinterOptions::leaveMs, 60000U);
-    const Lines lines = ExpectedLines(setup, choice, banks);
-    const std::size_t modules = choice.Modules() ? 3 : 0;
-    const unsigned held = choice.Firmware() ? banks : 0;
-    if (choice.Firmware() || choice.Modules())
-        scenario.Logs(lines).Holds(held, modules, choice.Firmware() ? 1 : 0);
-    else
-        scenario.Fails(lines);
-    if (setup.line != Line::Ethernet) scenario.Times("[HandshakeCommunication]Read GSI OK", 0);
-    const bool twice = std::string(setup.procedure) == "U5" && held > 3;
-    return scenario.Restarts(held == 0 ? 0 : twice ? 2 : 1);
+constexpr const char* kGood = nullptr;
+
+const Case kCases[] = {
+    {"U1", kSerial, true, kGood},
+    {"U1", kEthernet, false, kGood},
+    {"U1", kUsb, true, kGood},
+    {"U1ModuleRefused", kEthernet, true, "[StartUpgrade_PSW2]SendAllModules Failed...",
+     [](Given& given) { given.printer.faults = {Fault::Says(Exchange::Module, {0x95})}; }},
+    {"U1Damaged", kSerial, false, "[SendBankFlashBanksNew]Answer: ERROR_BANK_DAMAGED",
+     [](Given& given) { given.printer.faults = {Fault::Says(Exchange::BankGroup, {0x66}).At(1)}; }},
+    {"U1PulledOut", kUsb, false, "[StartUpgrade_PSW1]Send FW:0",
+     [](Given& given) { given.printer.faults = {Fault::Cut(Exchange::BankGroup, 600)}; }},
+    {"U3", kSerial, false, kGood},
+    {"U3OneOfTwo", kEthernet, true, kGood,
+     [](Given& given) {
+         given.words = {"-v", "-m", "2"};
+     }},
+    // Its driver is taken off each time that the printer comes back.
+    {"U3HasADriver", kUsb, true, kGood,
+     [](Given& given) { given.look.interfaces[0].kernelDriver = "usblp"; }},
+    {"U3SecondModuleRefused", kSerial, true, "[SendModuleToDevice]Answer Error(0x77) : Program Flash Error",
+     [](Given& given) {
+         given.printer.faults = {Fault::Says(Exchange::Module, {0x12, 0x77}).At(2)};
+     }},
+    {"U3OtherFamily", kEthernet, false, "[PrnCom_UpgradePrinter]Family Compare Error (5,12)",
+     [](Given& given) { given.printer.family = 5; }},
+    {"U3PulledOut", kUsb, false, "[SendBankFlashGeneric]Communication Error! exit...",
+     [](Given& given) { given.printer.faults = {Fault::Cut(Exchange::BankGroup, 6000)}; }},
+    {"U5", kSerial, true, kGood},
+    {"U5", kEthernet, false, kGood},
+    {"U5", kUsb, false, kGood},
+    {"U5Checksum", kSerial, false, "[SendBankFlashDATA]Answer Error(0x99) : Generic Error",
+     [](Given& given) { given.printer.faults = {Fault::Says(Exchange::DataBank, {0x99}).At(1)}; }},
+    {"U5FlashError", kEthernet, true, "[StartUpgrade_PSW2]Programming SW NOT OK!",
+     [](Given& given) {
+         given.printer.faults = {Fault::Says(Exchange::DataBank, {0x00, 0x77})};
+     }},
+    {"U5PulledOut", kUsb, true, "[SendBankFlashDATA]Communication Error! exit...",
+     [](Given& given) { given.printer.faults = {Fault::Cut(Exchange::DataBank, 500)}; }},
+    {"U2", kUsb, true, kGood},
+    {"U2Vanishes", kUsb, false, "[StartUpgradeUsb]ERROR: wrong response! exit...",
+     [](Given& given) {
+         given.renesas.faults = {BootFault::Vanishes(RenesasBootDevice::kUnit).Between(5, 5)};
+     }},
+    {"U4", kUsb, false, kGood},
+    {"U4", kSerial, true, kGood},
+    {"U4UnitsDoNotFit", kUsb, false, "[SendFW]Upgrade Error",
+     [](Given& given) {
+         given.renesas.faults = {BootFault::Says(RenesasBootDevice::kUnitSize, {0x37, 2, 0, 0xFF, 0xC8})};
+     }},
+    {"U4", kEthernet, true, "[InitConnectRenesasDevice]Open Renesas device Error"},
+    {"U6", kUsb, false, kGood},
+    {"U6", kSerial, true, kGood},
+    {"U6Vanishes", kUsb, false, "[SendFW]Read FW Release Error",
+     [](Given& given) {
+         given.silicon.faults = {BootFault::Vanishes(SiliconLabsBootDevice::kRecord).Between(7, 7)};
+     }},
+    {"U6CannotBeClaimed", kEthernet, true, "[Open]libusb_claim_interface error",
+     [](Given& given) { given.look.faults.cannotClaim = true; }},
+    {"Module", kSerial, false, kGood},
+    {"Module", kEthernet, false, kGood},
+    {"Module", kUsb, false, kGood},
+    {"ModuleNotOffered", kEthernet, false, "[PrnCom_WriteModule]Upgrade module not supported!",
+     [](Given& given) { given.printer.dataAvailable = simulator::PrinterOptions::kOffersUpgrade; }},
+    {"U3UnderValgrind", kEthernet, true, kGood, UnderValgrind},
+    {"U5UnderValgrind", kUsb, false, kGood, UnderValgrind},
+};
+
+std::string NameOf(const testing::TestParamInfo<Case>& each) {
+    const char* const lines[] = {"OnSerial", "OnEthernet", "OnUsb"};
+    return each.param.name + std::string(lines[static_cast<int>(each.param.line)]) +
+           (each.param.newForm ? "NewForm" : "");
 }
 
-std::vector<Scenario> EveryUpgrade() {
-    std::vector<Scenario> all;
-    for (const Setup& setup : kSetups)
-        for (const Choice& choice : kChoices) {
-            // Opened again without a wait, a serial line discards the code group of U5.
-            const bool discarded = setup.line == Line::Serial && std::string(setup.procedure) == "U5" &&
-                                   choice.multiplier == '0' && choice.Firmware();
-            if (!discarded) all.push_back(Upgrade(setup, choice));
-        }
-    return all;
-}
-
-class Upgrades : public testing::TestWithParam<Scenario> {};
-
-TEST_P(Upgrades, BringWhatWasChosen) {
-    GetParam().Check();
-}
-
-INSTANTIATE_TEST_SUITE_P(Every, Upgrades, testing::ValuesIn(EveryUpgrade()), endtoend::NameOf);
+INSTANTIATE_TEST_SUITE_P(Runs, Upgrades, testing::ValuesIn(kCases), NameOf);
 
 }  // namespace

@@ -33,7 +33,10 @@ class VirtualClock final : public Clock {
         if (onWait) onWait();
     }
 
-    unsigned int BlockingTimeout(unsigned int ms) override { return std::min(ms, blockingMs); }
+    unsigned int BlockingTimeout(unsigned int ms) override {
+        blocking.push_back(ms);
+        return std::min(ms, blockingMs);
+    }
 
     /// Lets time pass without a wait of the program's, as a scripted read that times out does.
     void Advance(std::uint64_t ms) { Pass(ms * 1000); }
@@ -44,7 +47,8 @@ class VirtualClock final : public Clock {
     std::uint64_t WaitedUs() const { return std::accumulate(waits.begin(), waits.end(), std::uint64_t{0}); }
 
     std::vector<std::uint64_t> waits;
-    std::function<void()> onWait;  ///< what happens elsewhere while the program waits
+    std::vector<unsigned int> blocking;  ///< what blocking calls asked for, in milliseconds
+    std::function<void()> onWait;        ///< what happens elsewhere while the program waits
     unsigned int blockingMs = 20;
     bool readable = true;
 

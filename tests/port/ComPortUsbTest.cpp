@@ -1,317 +1,459 @@
+// The USB port with the real libusb on an emulated bus, both in this process.
+#include "port/ComPortUsb.h"
+
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "port/UsbPortTest.h"
+#include "harness/Descriptors.h"
+#include "harness/LogCapture.h"
+#include "harness/VirtualClock.h"
+#include "port/PortText.h"
+#include "port/TextIo.h"
+#include "simulator/usb/UsbBus.h"
 
-using simulator::Bytes;
-using simulator::ControlRequest;
 using simulator::UsbDescription;
-using simulator::UsbHandlers;
+using simulator::UsbFaults;
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
-class ComPortUsbTest : public UsbPortTest {
+using Device = std::shared_ptr<simulator::UsbDevice>;
+
+const std::string kUnread = "Read timeout! No data read";
+const std::string kSearches[] = {"0205 1", "F0F0 0205 ABC1", "F0F0"};
+
+UsbDescription Printer(const std::string& serial = "ABC1", const std::string& place = "1-1") {
+    UsbDescription look;
+    look.identity = {0xF0F0, 0x0205, serial};
+    look.port = place;
+    look.interfaces = {{{0x01, 0x82}, "usblp"}, {{0x03}, "usbhid"}, {{0x84}, "usbhid"}};
+    return look;
+}
+template <class Value>
+UsbDescription Faulty(Value UsbFaults::*fault, Value value, const std::string& place = "1-1") {
+    UsbDescription look = Printer("ABC1", place);
+    look.faults.*fault = value;
+    return look;
+}
+UsbDescription Of(std::uint16_t vendor, std::uint16_t product, UsbDescription look) {
+    look.identity.vendor = vendor;
+    look.identity.product = product;
+    return look;
+}
+
+/// What is listed, as "result[error]lines".
+std::string List(const char* vid = nullptr, std::size_t size = 1024) {
+    std::string list(size, 'x');
+    char error[64] = "";
+    const bool result = CComPortUsb::GetDeviceList(list.data(), size, error, sizeof error, vid);
+    return std::to_string(result ? 1 : 0) + "[" + error + "]" + list.c_str();
+}
+
+class ComPortUsbTest : public testing::Test {
  protected:
-    /// Keeps the sizes of what the printer gets, one element a transfer.
-    UsbHandlers Recorder() {
-        UsbHandlers handlers;
-        handlers.received = [this](const unsigned char*, std::size_t size) { received.push_back(size); };
-        return handlers;
+    ComPortUsbTest() { clock.blockingMs = 5000; }
+    /// Each search initialises libusb once more: the next test begins with none, and so with its own bus.
+    ~ComPortUsbTest() override {
+        port.Close();
+        for (int i = 0; i < 20; ++i) libusb_exit(nullptr);
     }
 
-    static std::size_t Count(const std::string& text, const std::string& part) {
-        std::size_t count = 0;
-        for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-        return count;
+    Device Plug(const UsbDescription& look) {
+        return bus.Plug(look, {[this](const unsigned char*, std::size_t size) { received.push_back(size); },
+                               [this](const simulator::ControlRequest& asked) { return last = asked, true; },
+                               {}});
+    }
+    /// Looks for a printer by product and address number, by vendor, product and serial text, or by vendor.
+    bool Find(std::string search) {
+        char* words[3] = {search.data(), nullptr, nullptr};
+        int count = 1;
+        for (char& letter : search) {
+            if (letter != ' ') continue;
+            letter = '\0';
+            words[count++] = &letter + 1;
+        }
+        return count == 1   ? port.InitWithVid(words[0])
+               : count == 2 ? port.Init(words[0], words[1])
+                            : port.InitWithVid(words[0], words[1], words[2]);
+    }
+    bool FindAndOpen(const std::string& search = "0205 1") { return Find(search) && port.Open(); }
+    /// The last error when nothing was written and that was an error; "" when all of it was.
+    std::string Send(std::size_t zeros) {
+        const std::size_t sent = Put(port, std::string(zeros, '\0'), err);
+        return sent == 0 && err == 1 ? port.szLastError : sent == zeros && err == 0 ? "" : "not all";
+    }
+    std::string FailedRead() {
+        clock.blockingMs = 30;
+        const std::string got = Get(port, 64, err);
+        clock.blockingMs = 5000;
+        return got.empty() && err == 1 ? port.szLastError : "none";
+    }
+    bool Control(unsigned short length) {
+        std::vector<unsigned char> data(length);
+        return port.ControlTransfer(0x21, 9, 0x0200, 0, data.data(), length, 1000);
     }
 
-    /// Performs the operations, one of which waits for what `change` brings once "close" has been performed.
-    template <class Change>
-    std::string RunWithChange(const std::string& operations, Change change) {
-        ChildProcess child(Command(operations), bus.ChildEnvironment());
-        EXPECT_TRUE(child.WaitForText("close=1")) << child.Output();
-        change();
-        EXPECT_EQ(child.WaitForEnd(), 0);
-        return child.Output();
-    }
-
-    std::vector<std::size_t> received;
+    simulator::UsbBus bus;
+    VirtualClock clock;
+    LogCapture log;
+    CComPortUsb port{1};
+    unsigned int err = 9;
+    std::vector<std::size_t> received;  ///< sizes of what the printers got, one a transfer
+    simulator::ControlRequest last;
 };
 
+TEST_F(ComPortUsbTest, AddressNumberIsTheLastCharacterAndSerialTextsAreComparedWhole) {
+    const struct {
+        const char* serial;
+        Lines finds, misses;
+    } rows[] = {{"ABC1",
+                 {"0205 1", "F0F0 0205 ABC1", "F0F0"},
+                 {"0205 2", "0205 ABC1", "0206 1", "0205 99999999999999999999", "F0F0 0205 1",
+                  "f0f0 0205 ABC1", "F0F0 0206 ABC1", "10C4"}},
+                {"ABC0", {"0205 X"}, {}},  // no number: 0
+                {"ABCA", {"0205 17"}, {}},
+                {"", {"0205 5", "F0F0 0205 ABC1"}, {}}};
+    for (const auto& row : rows) {
+        const Device printer = Plug(Printer(row.serial));
+        for (const std::string& search : row.finds) EXPECT_TRUE(Find(search)) << row.serial << " " << search;
+        for (const std::string& search : row.misses) EXPECT_FALSE(Find(search)) << search;
+        bus.Unplug(printer);
+    }
+}
+
+TEST_F(ComPortUsbTest, EndpointsComeInEitherOrderAndAreUsedInTheirDirectionOnly) {
+    const struct {
+        std::vector<unsigned char> endpoints;
+        unsigned int in, out;
+        bool reads, writes;
+    } rows[] = {{{0x01, 0x82}, 0x82, 0x01, true, true},
+                {{0x81, 0x02}, 0x81, 0x02, true, true},
+                {{0x81}, 0x81, 0, true, false},
+                {{0x03}, 0, 0x03, false, true},
+                {{0x81, 0x82}, 0x81, 0x82, true, false},
+                {{0x01, 0x02}, 0x02, 0x01, false, true},
+                {{}, 0, 0, false, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.endpoints));
+        UsbDescription look = Printer();
+        look.interfaces[0].endpoints = row.endpoints;
+        received.clear();
+        const Device printer = Plug(look);
+        printer->QueueIn({'x'});  // for a write that reads, too
+        EXPECT_TRUE(FindAndOpen());
+        EXPECT_EQ(std::pair(port.uiEpIn, port.uiEpOut), std::pair(row.in, row.out));
+        EXPECT_EQ(Send(5), row.writes ? "" : "Write Error");
+        EXPECT_EQ(received.size(), row.writes ? 1U : 0U);
+        EXPECT_EQ(Get(port, 8, err), row.reads ? "x" : "");
+        bus.Unplug(printer);
+    }
+}
+
+// By search: + found, r found and reported, f failed, x ends the program.
+TEST_F(ComPortUsbTest, EveryFailureOfASearchHasItsLine) {
+    const std::string detach = "libusb_detach_kernel_driver error";
+    const struct {
+        UsbDescription look;
+        std::string error, outcomes;
+    } rows[] = {{Faulty(&UsbFaults::cannotOpen, true), "Couldn't open device", "fff"},
+                {Faulty(&UsbFaults::noSerial, true), "Coudn't get serial string", "fr+"},
+                {Faulty(&UsbFaults::stringsStall, true), "Coudn't get serial string", "fr+"},
+                {Faulty(&UsbFaults::undetachable, {0}), detach, "fff"},
+                {Faulty(&UsbFaults::undetachable, {1}), detach + " interface index 1", "r++"},
+                {Faulty(&UsbFaults::unconfigured, true), "", "x++"}};
+    for (const auto& row : rows) {
+        const Device printer = Plug(row.look);
+        for (std::size_t i = 3; i-- > 0;) {
+            SCOPED_TRACE(kSearches[i] + " " + row.error);
+            const char how = row.outcomes[i];
+            if (how == 'x') {
+                EXPECT_EXIT(Find(kSearches[i]), testing::ExitedWithCode(255), "");
+                continue;
+            }
+            EXPECT_EQ(Find(kSearches[i]), how != 'f');
+            EXPECT_EQ(port.pHandle == nullptr, how == 'f');  // what failed is closed at once
+            EXPECT_EQ(port.szLastError, how == '+' ? "" : row.error);
+            EXPECT_EQ(log.Take(i == 0 ? "FindDevice" : "FindDeviceWithVid"),
+                      how == '+' ? Lines{} : Lines{row.error});
+        }
+        bus.Unplug(printer);
+    }
+}
+
+TEST_F(ComPortUsbTest, KernelDriversLeaveBeforeTheInterfaceIsClaimed) {
+    for (const std::string& search : kSearches) {
+        const Device printer = Plug(Printer());
+        EXPECT_TRUE(FindAndOpen(search));
+        port.Close();
+        Lines expected{"detach 0", "claim 0", "release 0"};
+        if (search[0] == '0') expected.insert(expected.begin() + 1, {"detach 1", "detach 2"});
+        EXPECT_EQ(printer->Log(), expected);
+        bus.Unplug(printer);
+    }
+    Plug(Faulty(&UsbFaults::cannotClaim, true));
+    EXPECT_FALSE(FindAndOpen("F0F0 0205 ABC1"));
+    EXPECT_STREQ(port.szLastError, "libusb_claim_interface error");
+    EXPECT_EQ(Send(3), "Write Error---> error to oen device");
+    EXPECT_EQ(log.Take(), Lines(2, "[Open]libusb_claim_interface error"));
+}
+
+TEST_F(ComPortUsbTest, OfTwoAlikeTheFirstIsTakenUntilTheNextSearch) {
+    Device first = Plug(Printer("FIRST1", "1-1"));
+    Device second = Plug(Printer("SECOND1", "1-2"));
+    const std::string list = List();
+    if (list.find("FIRST1") > list.find("SECOND1")) std::swap(first, second);
+    EXPECT_TRUE(FindAndOpen());
+    EXPECT_FALSE(Find("0205 7"));
+    EXPECT_EQ(port.pHandle, nullptr);
+    EXPECT_EQ(first->Log().back(), "release 0");
+    EXPECT_THAT(second->Log(), ElementsAre());
+    EXPECT_TRUE(Find("0205 1") && port.SaveLocationCurrentDevice());  // of places the last one's is kept
+    EXPECT_EQ("1-" + std::to_string(port.aucLocation[0]), second->Description().port);
+}
+
 TEST_F(ComPortUsbTest, ListsThePrintersOfTheVendorAndGoesOnAfterFailures) {
-    bus.Plug(Printer("ABC1", "1-1.2"));
-    UsbDescription other = Printer("XYZ", "1-2");
-    other.identity.vendor = 0x10C4;
-    other.identity.product = 0x0ABC;
-    bus.Plug(other);
-    Expect("list 1024 - list 1024 10C4 list 1024 045B",
-           {"error []\n{F0F0|0205|ABC1\n}\nlist=1", "error []\n{10C4|0ABC|XYZ\n}\nlist=1",
-            "error []\n{}\nlist=1"});
-    UsbDescription locked = Printer("LOCKED", "1-3");
-    locked.faults.cannotOpen = true;
-    const auto blocked = bus.Plug(locked);
-    Expect("list 1024 -", {"[GetDeviceList]Couldn't open device\n",
-                           "error [Couldn't open device]\n{F0F0|0205|ABC1\n}\nlist=1"});
-    bus.Unplug(blocked);
-    UsbDescription mute = Printer("", "1-4");
-    mute.faults.noSerial = true;
-    mute.identity.product = 0x0777;
-    bus.Plug(mute);
-    const std::string output = Run("list 1024 - list 1024 F0F0");
-    EXPECT_EQ(Count(output, "[GetDeviceList]Coudn't get serial string\n"), 2U);
-    EXPECT_EQ(Count(output, "F0F0|0777|\n"), 2U);
-    EXPECT_EQ(Count(output, "F0F0|0205|ABC1\n"), 2U);
-    // A named vendor's devices may lack a serial number.
-    ExpectInOrder(output, {"error [Coudn't get serial string]\n", "}\nlist=0", "}\nlist=1"});
-}
-
-TEST_F(ComPortUsbTest, OnlyWholeLinesThatFitAreListed) {
-    bus.Plug(Printer("ABC1", "1-1"));
-    bus.Plug(Printer("ABC2", "1-2"));
-    for (const auto& [size, lines] : {std::pair{"31", 2U}, {"30", 1U}, {"16", 1U}, {"15", 0U}, {"1", 0U}})
-        EXPECT_EQ(Count(Run(std::string("list ") + size + " -"), "F0F0|0205|ABC"), lines) << size;
-}
-
-TEST_F(ComPortUsbTest, ASerialTextMakesOneLineWhateverItHolds) {
-    const std::string serial = "A\nF0F0|0205|\x1b[2J\x07\x7f" + std::string("1\0\0", 3);
-    const auto printer = bus.Plug(Printer(serial));
-    Expect("list 1024 - init-vid F0F0 0205 A?F0F0|0205|?[2J??1 init 0205 1",
-           {"{F0F0|0205|A?F0F0|0205|?[2J??1\n}", "init-vid=1", "init=1"});
-    bus.Unplug(printer);
-    bus.Plug(Printer(std::string(126, 'S')));
-    Expect("list 1024 -", {std::string(126, 'S') + "\n}\nlist=1"});
+    Plug(Printer("ABC1", "1-1.2"));
+    Plug(Of(0x10C4, 0x0ABC, Printer("A\nF0F0|0205|\x1b[2J\x7f" + std::string("1\0\0", 3), "1-2")));
+    EXPECT_EQ(List(), "1[]F0F0|0205|ABC1\n");
+    EXPECT_EQ(List("10C4"), "1[]10C4|0ABC|A?F0F0|0205|?[2J?1\n");  // one line whatever the text holds
+    EXPECT_FALSE(CComPortUsb::GetDeviceList(nullptr, 0, nullptr, 0, nullptr));
+    const Device locked = Plug(Faulty(&UsbFaults::cannotOpen, true, "1-3"));
+    EXPECT_EQ(List(), "1[Couldn't open device]F0F0|0205|ABC1\n");
+    bus.Unplug(locked);
+    const Device second = Plug(Printer("ABC2", "1-4"));
+    for (const auto& [size, lines] : {std::pair{31U, 2U}, {30U, 1U}, {16U, 1U}, {15U, 0U}, {1U, 0U}})
+        EXPECT_EQ(List(nullptr, size).size(), 3 + lines * 15) << "only whole lines that fit " << size;
+    bus.Unplug(second);
+    Plug(Faulty(&UsbFaults::noSerial, true, "1-5"));
+    for (const char* vid : {static_cast<const char*>(nullptr), "F0F0"}) {
+        const std::string list = List(vid);  // a named vendor's devices may lack a serial number
+        EXPECT_EQ(list.substr(0, 28),
+                  std::string(vid == nullptr ? "0" : "1") + "[Coudn't get serial string]");
+        EXPECT_EQ(list.size(), 28U + 15 + 11);
+    }
+    EXPECT_EQ(log.Take("GetDeviceList"),
+              (Lines{"Couldn't open device", "Coudn't get serial string", "Coudn't get serial string"}));
 }
 
 TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) {
-    const auto printer = bus.Plug(Printer("ABC1", "1-1.2"));
-    for (const char* const port : {"1-1.1", "1-1.3"}) bus.Plug(Printer("ABC5", port));
-    std::shared_ptr<simulator::UsbDevice> again;
-    const std::string output = RunWithChange(
-        "init 0205 1 open backup save close await F0F0|0205|NEW9 find-place show reopen restore show", [&] {
-            bus.Unplug(printer);
-            again = bus.Plug(Printer("NEW7", "1-1.2"));
-            bus.Plug(Printer("NEW9", "1-1.4"));  // the last of the list is another, whatever its order
-        });
-    ExpectInOrder(
-        output,
-        {"[SaveLocationCurrentDevice]SaveLocationCurrentDevice Begin\n",
-         "[SaveLocationCurrentDevice]Vid:F0F0, Pid:0205, AddrNum:1, Location: 12000000\n",
-         "[SaveLocationCurrentDevice]SaveLocationCurrentDevice End\nsave=1", "await=1",
-         "[RestoreAddrNumFrmLocatio]RestoreAddrNumFrmLocatio Begin\n",
-         "[RestoreAddrNumFrmLocatio]New info Vid:F0F0, Pid:0205, AddrNum:7, Location: 12000000\n",
-         "[RestoreAddrNumFrmLocatio]RestoreAddrNumFrmLocatio End\nfind-place=1",
-         "Pid : 0205 \nVid : F0F0 \nAddressNumberExt : 7 \n", "reopen=1 []", "AddressNumberExt : 1 \n"});
-    EXPECT_NE(again->Number(), printer->Number());
-    EXPECT_THAT(again->Log(), ElementsAre("claim 0", "release 0"));
-}
-
-TEST_F(ComPortUsbTest, ThePrinterBesideIsNotTakenAndOfTwoAlikeTheLastPlaceIsKept) {
-    std::vector<std::shared_ptr<simulator::UsbDevice>> gone{bus.Plug(Printer("ABC1", "1-12"))};
-    bus.Plug(Printer("ABC5", "1-1"));
-    UsbDescription other = Printer("NEW7", "1-12");
-    other.identity.product = 0x0206;
-    std::string output = RunWithChange("init 0205 1 save close await F0F0|0206|NEW7 find-place show", [&] {
-        bus.Unplug(gone[0]);
-        bus.Plug(other);  // another product at the place, the same product beside it
-    });
-    ExpectInOrder(output, {"Location: 10000000\n",  // of a longer number the first digit shows
-                           "RestoreAddrNumFrmLocatio End\nfind-place=1", "AddressNumberExt : 1 \n"});
-
-    gone = {bus.Plug(Printer("A1", "1-2")), bus.Plug(Printer("B1", "1-3"))};
-    output = RunWithChange("init 0205 1 save close await F0F0|0205|D8 find-place show", [&] {
-        for (const auto& printer : gone) bus.Unplug(printer);
-        bus.Plug(Printer("C7", "1-2"));
-        bus.Plug(Printer("D8", "1-3"));
-    });
-    const bool firstIsLast = output.find("Location: 20000000") > output.find("Location: 30000000");
-    EXPECT_THAT(output, HasSubstr(firstIsLast ? "AddressNumberExt : 7 \n" : "AddressNumberExt : 8 \n"));
-}
-
-TEST_F(ComPortUsbTest, SavingLooksForOneCharacterAndReportsWhatItCannotRead) {
-    UsbDescription locked = Printer("X1", "1-2");
-    locked.faults.cannotOpen = true;
-    bus.Plug(locked);
-    UsbDescription mute = Printer("Y1", "1-3");
-    mute.faults.stringsStall = true;
-    bus.Plug(mute);
-    bus.Plug(Printer("ABC1", "1-1"));
-    const std::string output = Run("init-vid F0F0 0205 ABC1 save find-place");
-    EXPECT_THAT(output, HasSubstr("[SaveLocationCurrentDevice]Couldn't open device\n"));
-    EXPECT_THAT(output, HasSubstr("[SaveLocationCurrentDevice]Coudn't get serial string\n"));
+    const std::string place = "1-1.12";
+    const Device printer = Plug(Printer("ABC1", place));
+    for (const char* const beside : {"1-1.1", "1-1.3"}) Plug(Printer("ABC5", beside));
+    EXPECT_TRUE(Find("F0F0 0205 ABC1"));
+    const Device locked = Plug(Faulty(&UsbFaults::cannotOpen, true, "1-2"));
     // A whole serial text is nobody's address number: nothing is kept, which is no failure.
-    ExpectInOrder(output, {"save=1", "[RestoreAddrNumFrmLocatio]No location saved : Error.\nfind-place=0"});
+    EXPECT_TRUE(port.SaveLocationCurrentDevice());
+    EXPECT_FALSE(port.RestoreAddrNumFrmLocatio());
+    SetPortText(port.szAddrNum, "1");
+    EXPECT_TRUE(port.BackupPortInfo() && port.SaveLocationCurrentDevice());
+    bus.Unplug(locked);
+    bus.Unplug(printer);
+    const Device stranger = Plug(Of(0xF0F0, 0x0206, Printer("NEW8", place)));
+    EXPECT_TRUE(port.RestoreAddrNumFrmLocatio());
+    EXPECT_STREQ(port.szAddrNum, "1");
+    bus.Unplug(stranger);
+    Plug(Printer("NEW7", place));
+    Plug(Printer("NEW9", "1-1.4"));  // the last of the list is another, whatever its order
+    EXPECT_TRUE(port.RestoreAddrNumFrmLocatio() && port.DumpPortInfo());
+    EXPECT_TRUE(FindAndOpen("0205 7") && port.RestoreportInfo() && port.DumpPortInfo());
+    const Lines lines = log.Take();
+    const std::string saved = "Vid:F0F0, Pid:0205, AddrNum:1, Location: 11000000";  // of 12 the first digit
+    const std::string restored = "[RestoreAddrNumFrmLocatio]";
+    EXPECT_THAT(lines, AllOf(Contains("[SaveLocationCurrentDevice]Couldn't open device"),
+                             Contains(restored + "No location saved : Error."),
+                             Contains("[SaveLocationCurrentDevice]" + saved)));
+    EXPECT_THAT(lines,
+                AllOf(Contains(restored + "New info Vid:F0F0, Pid:0205, AddrNum:7, Location: 11000000"),
+                      Contains("Vid : F0F0 "), Contains("AddressNumberExt : 7 ")));
+    EXPECT_EQ(lines.back(), "AddressNumberExt : 1 ");
 }
 
 TEST_F(ComPortUsbTest, WritesGoOutInPiecesOfThePacketSizeWithAPauseAfterEachKilobyte) {
-    bus.Plug(Printer(), Recorder());
-    const std::string output = Run("multiplier 3 init 0205 1 open zeros 1024 zeros 100");
+    Plug(Printer());
+    port.iTimeMultiplier = 3;
+    EXPECT_TRUE(FindAndOpen());
+    for (const std::size_t zeros : {1024U, 100U}) EXPECT_EQ(Send(zeros), "");
     std::vector<std::size_t> sizes(17, 64);
     sizes.push_back(36);
     EXPECT_EQ(received, sizes);
-    EXPECT_EQ(Count(output, "sleep 3000 us"), 1U);
-    EXPECT_EQ(Count(output, "time-out 3000 ms"), 18U);
+    EXPECT_EQ(clock.blocking, std::vector<unsigned int>(18, 3000));
     received.clear();
-    const std::string pieces =
-        Run("init 0205 1 open packet 600 zeros 2400 zeros 599 packet 0 zeros 2000 zeros 0");
-    EXPECT_EQ(received, (std::vector<std::size_t>{600, 600, 600, 600, 599, 2000, 0}));
-    EXPECT_EQ(Count(pieces, "sleep 1000 us"), 2U);
+    port.iTimeMultiplier = 1;
+    for (const auto& [packet, zeros] :
+         {std::pair{600U, 2400U}, {600U, 599U}, {1023U, 1023U}, {0U, 2000U}, {0U, 0U}}) {
+        port.SetWPacketSize(packet);
+        EXPECT_EQ(Send(zeros), "");
+    }
+    EXPECT_EQ(received, (std::vector<std::size_t>{600, 600, 600, 600, 599, 1023, 2000, 0}));
+    EXPECT_THAT(clock.waits, ElementsAre(3000U, 1000U, 1000U));
 }
 
 TEST_F(ComPortUsbTest, TimeOutsAreScaledWithoutOverflowAndANegativeMultiplierLeavesThem) {
-    bus.Plug(Printer(), Recorder());
-    const auto expect = [&](const std::string& multiplier, const std::string& ms, const std::string& scaled) {
-        const std::string shown = "time-out " + scaled + " ms\n";
-        Expect("multiplier " + multiplier + " init 0205 1 open timeout " + ms + " zeros 8 read 64",
-               {shown, "zeros=8 []", shown, "err 1 data []\nread=0 [Read timeout! No data read]"});
-    };
-    expect("1", "700", "700");
-    expect("4", "700", "2800");
-    expect("2", "0x80000000", "4294967295");
-    expect("2147483647", "4294967295", "4294967295");
-    expect("-3", "700", "700");
-}
-
-TEST_F(ComPortUsbTest, MultiplierZeroWaitsWithoutLimitAndNeverPauses) {
-    const auto printer = bus.Plug(Printer(), Recorder());
-    ChildProcess child(Command("multiplier 0 init 0205 1 open zeros 2048 read 64"), bus.ChildEnvironment());
-    ASSERT_TRUE(child.WaitForText("zeros=2048")) << child.Output();
-    EXPECT_FALSE(child.WaitForText("read=", 400)) << "the other time-outs end after 150 ms";
-    printer->QueueIn({'l', 'a', 't', 'e'});
-    EXPECT_EQ(child.WaitForEnd(), 0);
-    EXPECT_THAT(child.Output(), HasSubstr("err 0 data [late]\nread=4 []"));
-    EXPECT_THAT(child.Output(), Not(HasSubstr("sleep")));
-}
-
-TEST_F(ComPortUsbTest, AReadTakesOneTransferAndNoMoreThanItAskedFor) {
-    const auto printer = bus.Plug(Printer());
-    printer->QueueIn({'a', 'b', 'c'});
-    printer->QueueIn(Bytes(100, 'x'));
-    printer->QueueIn(Bytes(100, 'y'));
-    printer->QueueIn({});
-    // A packet larger than what is left of the buffer is an error of the bus.
-    Expect("init 0205 1 open read 64 read 64 read 64 read 10 read 64 read 0",
-           {"err 0 data [abc]\nread=3 []", "data [" + std::string(64, 'x') + "]\nread=64 []",
-            "data [" + std::string(36, 'x') + "]\nread=36 []",
-            "err 1 data []\nread=0 [Read timeout! No data read]", "err 0 data []\nread=0 []"});
-}
-
-TEST_F(ComPortUsbTest, TransfersThatFailOrAreNotTakenAreErrors) {
-    UsbDescription look = Printer();
-    look.faults.busy = true;
-    const auto busy = bus.Plug(look);
-    Expect("init 0205 1 open write abc zeros 200 control 0x21 9 64",
-           {"err 1\nwrite=0 [Write Error]", "err 1\nzeros=0 [Write Error]",
-            "[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR_TIMEOUT\ncontrol=0"});
-    bus.Unplug(busy);
-    look.faults.busy = false;
-    for (const auto& [status, line] : {std::pair{-EPIPE, "LIBUSB_ERROR_PIPE"},
-                                       {-EPROTO, "LIBUSB_ERROR"},
-                                       {-ESHUTDOWN, "LIBUSB_ERROR_NO_DEVICE"}}) {
-        look.faults.status = status;
-        const auto failing = bus.Plug(look);
-        Expect("init 0205 1 open write abc read 64 control 0x21 9 64",
-               {"err 1\nwrite=0 [Write Error]", "err 1 data []\nread=0 [Read timeout! No data read]",
-                std::string("[ControlTransfer]libusb_control_transfer  ") + line + "\ncontrol=0"});
-        bus.Unplug(failing);
+    const Device printer = Plug(Printer());
+    EXPECT_TRUE(FindAndOpen());
+    const struct {
+        int multiplier;
+        unsigned int ms, scaled;
+    } rows[] = {
+        {4, 700, 2800}, {2, 0x80000000, 4294967295}, {2147483647, 4294967295, 4294967295}, {-3, 700, 700}};
+    for (const auto& row : rows) {
+        clock.blocking.clear();
+        port.iTimeMultiplier = row.multiplier;
+        port.uiTimeoutRX = port.uiTimeoutTX = row.ms;
+        EXPECT_EQ(Send(8), "");
+        EXPECT_EQ(FailedRead(), kUnread);
+        EXPECT_THAT(clock.blocking, ElementsAre(row.scaled, row.scaled));
+    }
+    port.iTimeMultiplier = 0;  // without limit, and without pauses
+    EXPECT_EQ(Send(2048), "");
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        printer->QueueIn({'l', 'a', 't', 'e'});
+    });
+    EXPECT_EQ(Get(port, 64, err), "late");
+    late.join();
+    EXPECT_THAT(clock.waits, ElementsAre());
+    for (const int ms : {-5, 0, 7}) {
+        port.SetTimeoutTX(ms);
+        port.SetTimeoutRX(ms);
+        EXPECT_EQ(port.GetTimeoutRX(), ms < 0 ? 1 : ms);
+        EXPECT_EQ(port.GetTimeoutTX(), port.GetTimeoutRX());
     }
 }
 
-TEST_F(ComPortUsbTest, ControlTransfersGoToTheDevice) {
-    ControlRequest last;
-    UsbHandlers handlers;
-    handlers.control = [&](const ControlRequest& request) {
-        if (request.request == 9) last = request;
-        return request.request == 9;
-    };
-    bus.Plug(Printer(), handlers);
-    Expect("multiplier 5 init 0205 1 open control 0x21 9 64 control 0x21 8 64 control 0x21 9 5000",
-           {"time-out 1000 ms\ncontrol=1 []", "LIBUSB_ERROR_PIPE\ncontrol=0",
-            "libusb_control_transfer  LIBUSB_ERROR_INVALID_PARAM\ncontrol=0"});
-    EXPECT_EQ(last.type, 0x21);
+TEST_F(ComPortUsbTest, AReadTakesOneTransferAndNoMoreThanItAskedFor) {
+    const Device printer = Plug(Printer());
+    for (const auto& [size, byte] : {std::pair{3U, 'a'}, {100U, 'x'}, {100U, 'y'}, {0U, ' '}})
+        printer->QueueIn(simulator::Bytes(size, static_cast<unsigned char>(byte)));
+    EXPECT_TRUE(FindAndOpen());
+    for (const auto& read : {std::string(3, 'a'), std::string(64, 'x'), std::string(36, 'x')})
+        EXPECT_EQ(Get(port, 64, err), read);
+    EXPECT_EQ(Get(port, 10, err), "");  // more than is left of the buffer is an error of the bus
+    EXPECT_EQ(err, 1U);
+    EXPECT_EQ(Get(port, 0, err), "");
+    EXPECT_EQ(err, 0U);
+}
+
+TEST_F(ComPortUsbTest, TransfersThatFailOrAreNotTakenAreErrors) {
+    const struct {
+        bool busy;
+        int status;
+        std::string reason;
+    } rows[] = {{true, 0, "_TIMEOUT"},
+                {false, -EPIPE, "_PIPE"},
+                {false, -EPROTO, ""},
+                {false, -ESHUTDOWN, "_NO_DEVICE"}};
+    Lines lines;
+    for (const auto& row : rows) {
+        UsbDescription look = Faulty(&UsbFaults::busy, row.busy);
+        look.faults.status = row.status;
+        const Device printer = Plug(look);
+        EXPECT_TRUE(FindAndOpen());
+        clock.blockingMs = row.busy ? 30 : 5000;
+        for (const std::size_t zeros : {3U, 200U}) EXPECT_EQ(Send(zeros), "Write Error") << row.reason;
+        EXPECT_FALSE(Control(64));
+        EXPECT_EQ(FailedRead(), kUnread) << row.reason;
+        lines.push_back("libusb_control_transfer  LIBUSB_ERROR" + row.reason);
+        bus.Unplug(printer);
+    }
+    Plug(Printer());
+    clock.blocking.clear();
+    port.iTimeMultiplier = 5;
+    EXPECT_TRUE(FindAndOpen() && Control(64));
+    EXPECT_THAT(clock.blocking, ElementsAre(1000U));  // not multiplied
+    EXPECT_EQ(last.type * 256 + last.request, 0x2109);
     EXPECT_EQ(last.value, 0x0200);
-    EXPECT_EQ(last.data, Bytes(64, 0));
+    EXPECT_EQ(last.data, simulator::Bytes(64, 0));
+    EXPECT_FALSE(Control(5000));
+    lines.emplace_back("libusb_control_transfer  LIBUSB_ERROR_INVALID_PARAM");
+    EXPECT_EQ(log.Take("ControlTransfer"), lines);
 }
 
-TEST_F(ComPortUsbTest, AWriteOnAClosedPortOpensItByWholeSerialText) {
-    bus.Plug(Printer("ABC1"), Recorder());
-    Expect("init-vid F0F0 0205 ABC1 write hello", {"err 0\nwrite=5 []"});
-    EXPECT_THAT(received, ElementsAre(5U));
-    UsbDescription look = Printer("DEF1", "1-2");
-    look.faults.cannotClaim = true;
-    bus.Plug(look);
-    Expect("init-vid F0F0 0205 DEF1 write hello", {"err 1\nwrite=0 [Write Error---> error to oen device]"});
-    // The address number is no whole serial text, and a vendor alone is no product and no address number.
-    for (const char* const named : {"init 0205 1", "init-vendor F0F0"})
-        Expect(std::string(named) + " close write hello",
-               {"err 1\nwrite=0 [Write Error---> error to reinit device]"});
-}
-
-TEST_F(ComPortUsbTest, ReOpenLooksForAnAddressNumberOfThePrinterVendor) {
-    UsbDescription boot = Printer("ABC1", "1-2");
-    boot.identity.vendor = 0x045B;
-    const auto bootDevice = bus.Plug(boot);
-    const auto printer = bus.Plug(Printer("ABC1"));
-    // By address number it comes back to the printer; by whole serial text it does not.
-    Expect("init 0205 1 open reopen", {"reopen=1 []"});
-    EXPECT_THAT(printer->Log(), ElementsAre("claim 0", "release 0", "claim 0", "release 0"));
-    Expect("init-vid F0F0 0205 ABC1 open reopen", {"reopen=0 []"});
-    // The vendor is forgotten for the printers', and so is a boot device that sits beside.
-    Expect("init-vid 045B 0205 ABC1 open reopen show",
-           {"reopen=0 []", "Pid : 0205 \nVid : F0F0 \nAddressNumberExt : ABC1 \n"});
-    EXPECT_THAT(bootDevice->Log(), ElementsAre("claim 0", "release 0"));
-    // Named by its vendor alone, it is looked for with empty texts.
-    Expect("init-vendor 045B open reopen", {"reopen=0 []"});
-}
-
-TEST_F(ComPortUsbTest, ClosingAndListingEndTheLibrary) {
-    bus.Plug(Printer());
-    const std::string output = Run("files list 1024 - files init 0205 1 open close files init 0205 1");
-    const std::size_t first = output.find("files=");
-    EXPECT_EQ(Count(output, output.substr(first, output.find('\n', first) - first)), 3U) << output;
+// A closed port that is written to looks for the whole serial text, one that is opened again for an address
+// number of the printers' vendor.
+TEST_F(ComPortUsbTest, AClosedPortIsFoundAgainInTwoWays) {
+    Plug(Of(0x045B, 0x0205, Printer("BOOT1", "1-2")));
+    Plug(Printer("ABC1"));
+    const std::string lost = "Write Error---> error to reinit device";
+    const struct {
+        const char* search;
+        bool reopens;
+        std::string failure;  // of a write
+    } rows[] = {{"045B", false, lost},
+                {"0205 1", true, lost},
+                {"F0F0 0205 ABC1", false, ""},
+                {"045B 0205 BOOT1", false, ""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.search);
+        EXPECT_TRUE(FindAndOpen(row.search));
+        EXPECT_EQ(port.ReOpen(), row.reopens);
+        EXPECT_STREQ(port.szVid, row.search == rows[0].search ? "045B" : "F0F0");
+        if (port.szPid[0] != '\0') Find(row.search);
+        port.Close();
+        EXPECT_EQ(Send(3), row.failure);
+    }
 }
 
 TEST_F(ComPortUsbTest, OperationsOutOfOrderFailWithTheirLine) {
-    bus.Plug(Printer());
-    Expect(
-        "find open read 8 write x control 0x21 9 8 close reopen save find-place init 0205 1 read 8 close "
-        "close read 8 handshake",
-        {"[FindDevice]libusb_get_device_list error\nfind=0", "[Open]libusb_claim_interface error\n",
-         "open=0 [libusb_claim_interface error]", "err 1 data []\nread=0 [Read timeout! No data read]",
-         "err 1\nwrite=0 [Write Error---> error to reinit device]",
-         "[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR_NO_DEVICE\n", "control=0", "reopen=0",
-         "[SaveLocationCurrentDevice]No Pid, Vid or AddrNumber Error \n", "save=0",
-         "[RestoreAddrNumFrmLocatio]No location saved : Error.\n", "find-place=0",
-         "init=1 []\nerr 1 data []\nread=0 [Read timeout! No data read]", "close=1", "close=1",
-         "handshake=0"});
+    EXPECT_EQ(port.FindDevice("F0F0", "0205", 1), 0);
+    EXPECT_FALSE(port.Open() || Control(8) || port.ReOpen() || port.SaveLocationCurrentDevice());
+    EXPECT_EQ(FailedRead(), kUnread);
+    EXPECT_EQ(log.Take(),
+              (Lines{"[FindDevice]libusb_get_device_list error", "[Open]libusb_claim_interface error",
+                     "[ControlTransfer]libusb_control_transfer  LIBUSB_ERROR_NO_DEVICE",
+                     "[SaveLocationCurrentDevice]SaveLocationCurrentDevice Begin",
+                     "[SaveLocationCurrentDevice]No Pid, Vid or AddrNumber Error "}));
+    Plug(Printer());
+    EXPECT_TRUE(Find("0205 1"));
+    EXPECT_EQ(FailedRead(), kUnread);  // not claimed
+    EXPECT_TRUE(port.Open());
+    clock.blockingMs = 20;
+    EXPECT_FALSE(port.HandshakeCommunication());
+    EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(4, 1500000));
+    EXPECT_TRUE(port.Close() && port.Close());
 }
 
 // libusb needs descriptors of its own to start: without any left, it cannot.
-TEST_F(ComPortUsbTest, ALibraryThatDoesNotStartIsAFailure) {
-    Expect("starve init 0205 1 init-vendor F0F0 list 1024 - close",
-           {"[Init]libusb_init error\ninit=0 [libusb_init error]",
-            "[InitWithVid]libusb_init error\ninit-vendor=0 [libusb_init error]",
-            "[GetDeviceList]libusb_init error\nerror [libusb_init error]\n{}\nlist=0", "close=1"});
-}
-
-TEST_F(ComPortUsbTest, HandshakeTriesFiveTimes) {
-    std::shared_ptr<simulator::UsbDevice> printer = bus.Plug(Printer("1"));
-    const std::string output = Run("init 0205 1 open handshake");
-    EXPECT_THAT(output, HasSubstr("handshake=0"));
-    EXPECT_EQ(Count(output, "sleep 1500000 us"), 4U);
-    bus.Unplug(printer);
-    UsbHandlers handlers;
-    handlers.received = [&](const unsigned char* data, std::size_t size) {
-        if (size == 3 && data[2] == 0x01) printer->QueueIn({0x5D});
-        if (size == 3 && data[2] == 0x03) printer->QueueIn({'1', '.', '0'});
-    };
-    printer = bus.Plug(Printer("1"), handlers);
-    Expect("init 0205 1 open handshake", {"GSI 0x015d \n", "handshake=1"});
+TEST_F(ComPortUsbTest, ALibraryThatDoesNotStartIsAFailureAndOneThatDidIsEnded) {
+    const int before = OpenDescriptors();
+    EXPECT_FALSE(Find("0205 1"));
+    EXPECT_EQ(List(), "1[]");
+    EXPECT_GT(OpenDescriptors(), before);
+    port.Close();
+    EXPECT_EQ(OpenDescriptors(), before);
+    rlimit was{};
+    getrlimit(RLIMIT_NOFILE, &was);
+    const OwnedDescriptor next(dup(STDIN_FILENO));
+    const rlimit limit{static_cast<rlim_t>(next.Get()) + 2, was.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_FALSE(Find("0205 1") || Find("F0F0"));
+    EXPECT_STREQ(port.szLastError, "libusb_init error");
+    EXPECT_EQ(List(), "0[libusb_init error]");
+    setrlimit(RLIMIT_NOFILE, &was);
+    EXPECT_EQ(log.Take(), (Lines{"[Init]libusb_init error", "[InitWithVid]libusb_init error",
+                                 "[GetDeviceList]libusb_init error"}));
 }
 
 }  // namespace
+
+/// libusb sees the emulated bus only in a process that was started with what emulates it.
+int main(int argc, char** argv) {
+    const char* const preload = std::getenv("LD_PRELOAD");
+    if (preload == nullptr || std::string(preload).find("umockdev") == std::string::npos) {
+        for (const auto& [name, value] : simulator::UsbBus().ChildEnvironment())
+            if (name != "UMOCKDEV_DIR") setenv(name.c_str(), value.c_str(), 1);
+        execv("/proc/self/exe", argv);
+        return 1;
+    }
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}
