@@ -329,9 +329,9 @@ std::unique_ptr<BootPort> ModelUsb::MakePort() {
 
 bool ModelUsb::ListDevices(const char* vid, std::string& list) {
     port_.Pass();
-    list = before;
+    list = line_.listedBefore;
     const std::optional<simulator::UsbIdentity> usb = model_.OnUsb(clock_.NowMs());
     if (usb && Hex(usb->vendor, 4) == vid)
         list += std::string(vid) + "|" + Hex(usb->product, 4) + "|" + usb->serial + "\n";
-    return bLists;
+    return line_.bLists;
 }

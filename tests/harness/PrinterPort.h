@@ -35,6 +35,8 @@ struct LinePlan {
     std::vector<std::string> calls;            ///< in order
     bool bGone = false;                        ///< the device is out of reach for good
     bool bRecord = false;                      ///< the conversation goes to standard output
+    std::string listedBefore;                  ///< lines of other boot devices, before this one
+    bool bLists = true;                        ///< whether the bus can be listed
     std::vector<simulator::Bytes> usbAnswers;  ///< what the device on USB has to say, each one transfer
 
     /// Counts a call; what is to go wrong with it.
@@ -126,9 +128,6 @@ class ModelUsb final : public BootUsb {
 
     std::unique_ptr<BootPort> MakePort() override;
     bool ListDevices(const char* vid, std::string& list) override;
-
-    std::string before;  ///< lines of other devices, listed before this one
-    bool bLists = true;  ///< whether the bus can be listed
 
  private:
     class ModelBootPort;

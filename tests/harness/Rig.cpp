@@ -93,7 +93,6 @@ bool Rig::Run() {
     model = std::make_unique<simulator::PrinterModel>(printer);
     PrinterPort port(clock, *model, line, PortOf(printer.line), timem);
     ModelUsb usb(clock, *model, line, port);
-    if (bus) bus(usb);
     if (time) time(clock);
     const std::function<void()> also = clock.onWait;
     clock.onWait = [&] {

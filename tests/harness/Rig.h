@@ -38,7 +38,6 @@ class Rig {
     simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
     simulator::SiliconLabsBootOptions silicon;  ///< and of U6
     LinePlan line;                              ///< what goes wrong on the line
-    std::function<void(ModelUsb&)> bus;         ///< what else is on the bus of the boot device
     std::function<void(VirtualClock&)> time;    ///< what the clock does
     int timem = 1;                              ///< -m
     int components = 3;                         ///< -c

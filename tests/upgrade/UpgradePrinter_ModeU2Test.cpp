@@ -5,9 +5,6 @@
 namespace {
 
 using simulator::BootFault;
-using simulator::Bytes;
-using simulator::Fault;
-using simulator::Line;
 using Device = simulator::RenesasBootDevice;
 
 constexpr auto kEntry = simulator::Exchange::BootEntry;
@@ -24,6 +21,7 @@ const std::string kError = "[SendFW]Upgrade Error";
 const std::string kNotSent = "Error during send command! exit...";
 const std::string kWrong = "ERROR: wrong response! exit...";
 const std::string kNoDevice = "[SendFW]Error waiting renesas device timeout...";
+const std::string kUnasked = "[SendFW]Init Renesas connection Error(10)";
 const std::string kContact =
     "[SendFW]Impossible to retrieve bootloader release. Please contact Quorva Technical Service at its web "
     "site or support mail address.";
@@ -34,44 +32,43 @@ Given Entry(const std::string& answer) {
 Given UnitSize(unsigned char high, unsigned char low) {
     return Chip({BootFault::Says(Device::kUnitSize, {0x37, 2, high, low, 0})});
 }
-void HasTwoUnits(Rig& rig) {
-    rig.renesas.unitSize = 640;
-    rig.renesas.flashSize = 1280;
-}
-
 TEST(UpgradeU2AndU4, Table) {
-    const Lines noFit{kError, "!" + kSend + "Sending Boot Program Status Inquiry command"};
-    const Lines twoUnits{kInit + "Programming Size: 640", kInit + "Micro FLASH size: 1280",
-                         kSend + "Sending bank 1/2 (50%)"};
     const std::string odd = kEnter + "Wrong response from device! Exit from upgrade procedure...";
-    const Given unlisted = Bus("045B|0025|BOOT1\n", false);
-    const Lines noFirmware{"[SendFW]Upgrade file wrong or incomplete:"};
-    const std::vector<BootRow> both{
-        {"eight other bytes", Entry("BOOT_ERR"), true, {kEnter + "Answer: BOOT_ERR", odd, kBegin}},
-        {"seven", Entry("BOOT_RS"), false, {kEnter + "Read 7 bytes", kNoEntry, "!" + kBegin}, 15000},
-        {"nine", Entry("BOOT_RST!"), false, {kEnter + "Read 9 bytes", kNoEntry, "!" + kBegin}, 5000},
-        {"late", PrinterFaults({Fault::Late(kEntry, 9500)}), true, {kBegin}},
-        {"another vendor", Vendor(0x045C, 2), false, {kNoDevice}, 90000},
-        {"not waited for", Vendor(0x045B, 0), false, {kNoDevice}},
-        {"a list that failed", unlisted, false, {kNoDevice}, 45000},
-        {"a list that begins with an empty line", Bus("\n"), true, {}},
-        {"the first one is taken", Bus("045B|0025|OTHER\n"), false, {kInit + kNotOpen, kInitError}},
-        {"not opened", FailsOpen(2), false, {kInit + kNotOpen, kInitError, "!" + kResetting}},
-        {"not opened again", FailsOpen(3), false, {kSend + kNotOpen, kError, "!" + kResetting}},
-        {"two units, and no more flash", HasTwoUnits, true, twoUnits},
-        {"units that do not fit", UnitSize(0, 48), false, noFit},
-        {"units of nothing", UnitSize(0, 0), false, noFit},
-        {"a unit that is too large", UnitSize(0x0A, 0), false, noFit},
-        {"no firmware", [](Rig& rig) { rig.package.banks = 0; }, false, noFirmware, 1},
-    };
-    PlayRows("U2", Line::Usb, both);
-    PlayRows("U4", Line::Serial, both);
-    PlayRows("U4", Line::Ethernet, {{"its port is kept", {}, false, {kInit + kNotOpen, kInitError}}});
+    const Given unlisted = [](Rig& rig) { rig.line.bLists = false; };
+    const Given ofSixteen = [](Rig& rig) { rig.renesas.unitSize = 16; };
+    const Given empty = [](Rig& rig) { rig.package.banks = 0; };
+    const Given other = ListedBefore("045B|0025|OTHER\n");
+    const Lines noFit{kError, "!" + kSend + "Sending Boot Program Status Inquiry command"};
+    const Lines notOpen{kInit + kNotOpen, kInitError, "!" + kResetting};
+    for (const auto& [mode, line] : {std::pair{"U2", Line::Usb}, std::pair{"U4", Line::Serial}}) {
+        PlayRows(
+            mode,
+            {BootRow("eight other bytes", line, Entry("BOOT_ERR"), kWhole,
+                     {kEnter + "Answer: BOOT_ERR", odd}),
+             BootRow("seven", line, Entry("BOOT_RS"), kNothing, {kEnter + "Read 7 bytes", kNoEntry}, 15000),
+             BootRow("nine", line, Entry("BOOT_RST!"), kNothing, {kEnter + "Read 9 bytes", kNoEntry}, 5000),
+             BootRow("late", line, PrinterFaults({Fault::Late(kEntry, 9500)}), kWhole, {kBegin}),
+             BootRow("never there", line, Both(NeverThere(), Times(2)), kNothing, {kNoDevice}, 90000),
+             BootRow("not waited for", line, Times(0), kNothing, {kNoDevice}, 1),
+             BootRow("a list that fails", line, unlisted, kNothing, {kNoDevice}, 45000),
+             BootRow("a list with an empty line", line, ListedBefore("\n"), kWhole, {}),
+             BootRow("the first one is taken", line, other, kNothing, notOpen),
+             BootRow("not opened", line, FailsOpen(2), kNothing, notOpen),
+             BootRow("not opened again", line, FailsOpen(3), kNothing, {kSend + kNotOpen, kError}),
+             BootRow("units of 16", line, ofSixteen, kWhole, {kInit + "Programming Size: 16"}),
+             BootRow("units that do not fit", line, UnitSize(0, 48), kNothing, noFit),
+             BootRow("units of nothing", line, UnitSize(0, 0), kNothing, noFit),
+             BootRow("a unit that is too large", line, UnitSize(0x0A, 0), kNothing, noFit),
+             BootRow("no firmware", line, empty, kNothing, {"[SendFW]Upgrade file wrong or incomplete:"},
+                     1)});
+    }
+    PlayRows("U4", {BootRow("its port is kept", Line::Ethernet, {}, kNothing, notOpen)});
     for (const Bytes& answer : {Bytes{0x06}, Bytes{0x52, 0x52}, Bytes{}}) {
         const BootFault reset = BootFault::Says(Device::kReset, answer);
         const Given failed = Chip({reset, BootFault::Silence(Device::kLock)});
         const Lines lines{kResetting, "[SendResetCommandUSB]" + kWrong};
-        PlayRows("U2", Line::Usb, {{"failed", failed, false, lines}, {"done", Chip({reset}), true, lines}});
+        PlayRows("U2", {BootRow("failed, not reset", Line::Usb, failed, kNothing, lines),
+                        BootRow("done, not reset", Line::Usb, Chip({reset}), kWhole, lines)});
     }
 }
 
@@ -94,8 +91,8 @@ TEST(UpgradeU2AndU4, AUnitIsSentTwiceAtMost) {
             const int first = unit == 1 ? 1 : unit + 1;  // the unit before it has a retry of its own
             const Given one = Chip({before, refusal.Between(first, first)});
             const Given two = Chip({before, refusal.Between(first, first + 1)});
-            PlayRows("U2", Line::Usb,
-                     {{"once", one, true, {line, retry, sent}}, {"twice", two, false, twice}});
+            PlayRows("U2", {BootRow("once", Line::Usb, one, kWhole, {line, retry, sent}),
+                            BootRow("twice", Line::Usb, two, kNothing, twice)});
         }
     }
 }
@@ -106,6 +103,11 @@ struct Dialect {
     const char* release;
     bool isNew;
 };
+
+const Dialect kDialects[] = {{"U4", Line::Serial, "0.99", false},
+                             {"U2", Line::Usb, "0.99", false},
+                             {"U2", Line::Usb, "1.10", false},
+                             {"U2", Line::Usb, "1.00", true}};
 
 constexpr unsigned char kAny = 0xAA;
 
@@ -157,80 +159,72 @@ std::vector<Bytes> WrongAnswers(const Step& step) {
     return wrong;
 }
 
-Given Speaks(const Dialect& dialect, const Given& also, int timem = 1) {
+Given Speaks(const Dialect& dialect, const Given& also) {
     return [=](Rig& rig) {
         rig.renesas.bootRelease = dialect.release;
         rig.renesas.newDialect = dialect.isNew;
-        rig.timem = timem;
         if (also) also(rig);
     };
 }
 
-class BootDialects : public testing::TestWithParam<Dialect> {};
-
-TEST_P(BootDialects, EachStepEndsItWhenItFailsOrTakesTooLong) {
-    const Dialect& dialect = GetParam();
-    const bool resets = std::string(dialect.mode) == "U2";
-    const std::vector<Step> steps = StepsOf(dialect);
-    Rig whole(dialect.mode, dialect.line, false);
-    Speaks(dialect, {})(whole);
-    ASSERT_TRUE(whole.Run());
-    Lines lines;  // of the steps, and of what follows one that fails
-    for (auto at = std::find(whole.log.begin(), whole.log.end(), kBegin); at != whole.log.end(); ++at)
-        if (at->find("]Sending ") != std::string::npos) lines.push_back(*at);
-    if (!resets) lines.push_back("[SendResetCommandUSB]Upgrade Error. Please, restart the printer and retry");
-    ASSERT_EQ(lines.size(), steps.size() + 1);
-    const int firstWrite = CallsOf(whole, "Write") - static_cast<int>(steps.size()) + (resets ? 0 : 1);
-    std::vector<BootRow> rows;
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        const Step& step = steps[i];
-        const char* what = lines[i].c_str();
-        const auto now = [&](BootFault fault) {
-            return Speaks(dialect, Chip({fault.Between(step.occurrence, step.occurrence)}));
-        };
-        const auto ends = [&](const Given& given, const std::string& failure) {
-            const bool connects = lines[i].rfind(kInit, 0) == 0;
-            const std::string tag = connects ? kInit : kSend;
-            Lines log{lines[i], tag + failure, lines.back(), connects ? kInitError : kError};
-            if (step.command == Device::kRelease && failure == kNotSent) {
-                log.back() = "[SendFW]Init Renesas connection Error(10)";
-                log.push_back(kContact);
-            }
-            if (i + 1 < steps.size()) log.push_back("!" + lines[i + 1]);
-            rows.push_back({what, given, false, log});
-        };
-        for (const Bytes& answer : WrongAnswers(step)) {
-            // Behind the connection, the chip's mode is told from a wrong answer.
-            const bool mode = step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F;
-            ends(now(BootFault::Says(step.command, answer)),
-                 mode ? "ERROR: wrong status mode response! exit..." : kWrong);
-        }
-        const auto write = [&](LineFault::How how) {
-            return Speaks(dialect, LineFaults({{"Write", how, firstWrite + static_cast<int>(i)}}));
-        };
-        ends(write(LineFault::kShort), kNotSent);
-        // The chip takes no command with a wrong byte; a unit is sent once more.
-        rows.push_back({what, write(LineFault::kWrongByte), step.command == Device::kUnit, {}});
-        // When answers are collected, the clock is looked at between reads of a second each.
-        const std::uint64_t inTime = std::max<std::uint64_t>(step.collectMs, 1000) - 50;
-        rows.push_back({what, now(BootFault::Late(step.command, inTime)), true, {}});
-        const int done = i + 1 == steps.size() ? RigRow::kAll : 0;  // the chip is, all the same
-        rows.push_back({what, now(BootFault::Late(step.command, step.collectMs + 1050)), false, {}, 0, done});
+/// What is tried with one step, the write of that number. `lines`: its own, what follows when it fails, and
+/// the next one's.
+void PlayStep(const Dialect& dialect, const Step& step, int write, const std::array<std::string, 3>& lines) {
+    const auto& [own, reset, next] = lines;
+    const bool connects = own.rfind(kInit, 0) == 0;
+    const auto play = [&](const Given& given, const RigEnd& end, const Lines& log) {
+        PlayRows(dialect.mode, {BootRow(own.c_str(), dialect.line, Speaks(dialect, given), end, log)});
+    };
+    const auto ends = [&](const Given& given, const std::string& failure) {
+        const std::string& verdict = connects ? kInitError : kError;
+        play(given, kNothing, {own, (connects ? kInit : kSend) + failure, reset, verdict, "!" + next});
+    };
+    const auto now = [&](BootFault fault) { return Chip({fault.Between(step.occurrence, step.occurrence)}); };
+    const auto written = [&](LineFault::How how) { return LineFaults({{"Write", how, write}}); };
+    for (const Bytes& answer : WrongAnswers(step)) {
+        // Behind the connection, the chip's mode is told from a wrong answer.
+        const bool mode = step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F;
+        const std::string wrongMode = "ERROR: wrong status mode response! exit...";
+        ends(now(BootFault::Says(step.command, answer)), mode ? wrongMode : kWrong);
     }
-    const Given unentered = LineFaults({{"Write", LineFault::kError, firstWrite - 1}});
-    const Lines notEntered{kEnter + "Error USB Boot Direct mode", "!" + kBegin};
-    rows.push_back({"not entered", unentered, false, notEntered});
-    // 5 s before the firmware, 2.5 s after it, and 100 ms after each step but the five units.
-    const std::uint64_t paused = 7500 + 100 * (steps.size() - 4);
-    rows.push_back({"slow", Speaks(dialect, {}, 3), true, {}, whole.tookMs + 2 * paused});
-    PlayRows(dialect.mode, dialect.line, rows);
+    if (step.command == Device::kRelease)
+        play(written(LineFault::kShort), kNothing, {own, kInit + kNotSent, reset, kUnasked, kContact});
+    else
+        ends(written(LineFault::kShort), kNotSent);
+    // The chip takes no command with a wrong byte; a unit is sent once more.
+    play(written(LineFault::kWrongByte), step.command == Device::kUnit ? kWhole : kNothing, {own});
+    // When answers are collected, the clock is looked at between reads of a second each.
+    const std::uint64_t inTime = std::max<std::uint64_t>(step.collectMs, 1000) - 50;
+    play(now(BootFault::Late(step.command, inTime)), kWhole, {own});
+    const int locked = step.command == Device::kLock ? kAll : 0;  // the chip is, in spite of that
+    play(now(BootFault::Late(step.command, step.collectMs + 1050)), Fails(locked, 0), {own});
 }
 
-constexpr Dialect kDialects[] = {{"U4", Line::Serial, "0.99", false},
-                                 {"U2", Line::Usb, "0.99", false},
-                                 {"U2", Line::Usb, "1.10", false},
-                                 {"U2", Line::Usb, "1.00", true}};
-
-INSTANTIATE_TEST_SUITE_P(Each, BootDialects, testing::ValuesIn(kDialects));
+TEST(UpgradeU2AndU4, EachStepEndsItWhenItFailsOrTakesTooLong) {
+    for (const Dialect& dialect : kDialects) {
+        const bool resets = std::string(dialect.mode) == "U2";
+        const std::vector<Step> steps = StepsOf(dialect);
+        Rig whole(dialect.mode, dialect.line, false);
+        Speaks(dialect, {})(whole);
+        ASSERT_TRUE(whole.Run());
+        Lines lines;  // of the steps, and of what follows one that fails
+        for (auto at = std::find(whole.log.begin(), whole.log.end(), kBegin); at != whole.log.end(); ++at)
+            if (at->find("]Sending ") != std::string::npos) lines.push_back(*at);
+        if (!resets)
+            lines.push_back("[SendResetCommandUSB]Upgrade Error. Please, restart the printer and retry");
+        ASSERT_EQ(lines.size(), steps.size() + 1);
+        const int first = CallsOf(whole, "Write") - static_cast<int>(steps.size()) + (resets ? 0 : 1);
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            PlayStep(dialect, steps[i], first + static_cast<int>(i),
+                     {lines[i], lines.back(), i + 1 < steps.size() ? lines[i + 1] : "-"});
+        const Given unsent = LineFaults({{"Write", LineFault::kError, first - 1}});
+        // 5 s before the firmware, 2.5 s after it, and 100 ms after each step but the five units.
+        const std::uint64_t paused = 7500 + 100 * (steps.size() - 4);
+        PlayRows(dialect.mode, {BootRow("not entered", dialect.line, unsent, kNothing,
+                                        {kEnter + "Error USB Boot Direct mode"}),
+                                BootRow("slow", dialect.line, Speaks(dialect, Times(3)), kWhole, {},
+                                        whole.tookMs + 2 * paused)});
+    }
+}
 
 }  // namespace

@@ -4,16 +4,11 @@
 namespace {
 
 using simulator::BootFault;
-using simulator::Bytes;
-using simulator::Line;
 using Device = simulator::SiliconLabsBootDevice;
 
-const std::string kEnter =
-    "[EnterUSBBootDirectModeOnUSB]Sending command to enter in USB Boot Direct mode... ";
 const std::string kNotFound = "[SendFW]Not found Silicon Lab device Error.";
 const std::string kBadFile =
     "[SendFW]Upgrade file wrong or incomplete: the firmware is not a run of boot loader records";
-const std::string kNack = "[SendFW]Silicon Laboratory answer Error NACK";
 const std::string kSilence = "[SendFW]Read FW Release Error";
 
 std::string Bank(int number) {
@@ -38,20 +33,18 @@ TEST(UpgradeU6, RecordsGoInReportsOf64Bytes) {
     const std::pair<std::size_t, int> sizes[] = {{0, 1},   {61, 1},  {62, 1}, {63, 2},
                                                  {126, 2}, {127, 3}, {253, 4}};
     for (const auto& [n, reports] : sizes) {
-        for (const Line line : {Line::Serial, Line::Ethernet, Line::Usb}) {
-            int pauses = 0;
-            const auto given = [&, size = n](Rig& rig) {
-                Firmware({Record(size, '$'), Record(size, 0x5A)})(rig);
-                rig.time = [&](VirtualClock& clock) {
-                    clock.onWait = [&] { pauses += clock.waits.back() == 10 ? 1 : 0; };
-                };
+        int pauses = 0;
+        const auto given = [&, size = n](Rig& rig) {
+            Firmware({Record(size, '$'), Record(size, 0x5A)})(rig);
+            rig.time = [&](VirtualClock& clock) {
+                clock.onWait = [&] { pauses += clock.waits.back() == 10 ? 1 : 0; };
             };
-            const auto then = [&, count = 1 + 2 * reports](const Rig& rig) {
-                EXPECT_EQ(CallsOf(rig, "Control"), count);
-                EXPECT_EQ(pauses, count);
-            };
-            PlayRows("U6", {{"records", line, RigRow::kOld, given, true, RigRow::kAll, 0, {Bank(3)}, then}});
-        }
+        };
+        const auto then = [&, count = 1 + 2 * reports](const Rig& rig) {
+            EXPECT_EQ(CallsOf(rig, "Control"), count);
+            EXPECT_EQ(pauses, count);
+        };
+        PlayRows("U6", {Row("records", Line::Ethernet, kOld, given, kWhole, {Bank(3)}, then)});
     }
 }
 
@@ -60,41 +53,43 @@ TEST(UpgradeU6, FirmwareThatIsNoRunOfRecordsIsRefusedBeforeThePrinterIsTold) {
     for (const Bytes& more : {Bytes{'%', 0}, Bytes{0}, Bytes{'$'}, Bytes{'$', 3, 1, 2}, Record(255, 1)})
         bad.push_back(Firmware({more}));
     for (const Given& given : bad)
-        PlayRows("U6", Line::Usb, {{"refused", given, false, {kBadFile, "!" + kEnter}, 1}});
+        PlayRows("U6", {BootRow("refused", Line::Usb, given, kNothing, {kBadFile}, 1)});
 }
 
 TEST(UpgradeU6, AnAnswerThatIsNoAcknowledgementEndsItAtThatRecord) {
-    const auto second = [](BootFault fault) { return Chip({fault.Between(2, 2)}); };
-    const auto says = [&](const Bytes& answer) { return second(BootFault::Says(Device::kRecord, answer)); };
+    const auto play = [](BootFault fault, const RigEnd& end, const Lines& lines) {
+        PlayRows("U6", {BootRow("answer", Line::Usb, Chip({fault.Between(2, 2)}), end, lines)});
+    };
+    const auto says = [](const Bytes& answer) { return BootFault::Says(Device::kRecord, answer); };
+    const std::string nack = "[SendFW]Silicon Laboratory answer Error NACK";
     for (const Bytes& answer :
          {Bytes{0x40, 0, 0, 1}, Bytes{0x40, 0, 1, 0}, Bytes{0x40, 1}, Bytes{0x41, 0, 0, 0}, Bytes{0}})
-        PlayRows("U6", Line::Usb, {{"refused", says(answer), false, {Bank(2), kNack, "!" + Bank(3)}}});
+        play(says(answer), kNothing, {Bank(2), nack, "!" + Bank(3)});
     const Lines silent{Bank(2), kSilence, "!" + Bank(3)};
-    PlayRows("U6", Line::Usb,
-             {{"silent", says({}), false, silent},
-              {"gone", second(BootFault::Vanishes(Device::kRecord)), false, silent},
-              {"late", second(BootFault::Late(Device::kRecord, 900)), true, {}},
-              {"too late", second(BootFault::Late(Device::kRecord, 1100)), false, silent}});
+    play(says({}), kNothing, silent);
+    play(BootFault::Vanishes(Device::kRecord), kNothing, silent);
+    play(BootFault::Late(Device::kRecord, 1100), kNothing, silent);
+    play(BootFault::Late(Device::kRecord, 900), kWhole, {});
     // An answer in place of the chip's own: the chip has not taken that record.
     for (const Bytes& answer : {Bytes{0x40, 0, 0, 0, 0xFF}, Bytes{0x40}})
-        PlayRows("U6", Line::Usb, {{"taken for one", says(answer), true, {Bank(5)}, 0, 0}});
+        play(says(answer), Ends(true, 0, 0), {Bank(5)});
 }
 
 TEST(UpgradeU6, TheDeviceIsWaitedFor) {
     Rig whole("U6", Line::Usb, false);
     EXPECT_TRUE(whole.Run());
-    const auto there = Both(Bus("10C4|EAC9|BOOT2\n"), [](Rig& rig) {
-        rig.timem = 0;
-        rig.printer.bootDelayMs = 100;
-    });
-    const Given unsent = LineFaults({{"Write", LineFault::kError, CallsOf(whole, "Write")}});
-    PlayRows("U6", Line::Usb,
-             {{"slow", [](Rig& rig) { rig.timem = 3; }, true, {}, whole.tookMs + 2 * (5000 + 1000)},
-              {"another vendor", Vendor(0x10C5, 2), false, {kEnter, kNotFound}, 90000},
-              {"not waited for", Vendor(0x10C4, 0), false, {kNotFound}},
-              {"there at once, and a second to settle", there, true, {}, 1000},
-              {"not told", unsent, false, {kEnter, kNotFound}, 45000},
-              {"not opened", FailsOpen(2), false, {Bank(1), kSilence, "!" + Bank(2)}}});
+    const std::uint64_t slowMs = whole.tookMs + 2 * (5000 + 1000);
+    const Given soon = Both(Times(0), Printer(&PrinterOptions::bootDelayMs, 100U));
+    const Given there = Both(ListedBefore("10C4|EAC9|BOOT2\n"), soon);
+    const Given untold = LineFaults({{"Write", LineFault::kError, CallsOf(whole, "Write")}});
+    const Lines notOpen{Bank(1), kSilence, "!" + Bank(2)};
+    PlayRows("U6",
+             {BootRow("slow", Line::Usb, Times(3), kWhole, {}, slowMs),
+              BootRow("never there", Line::Usb, Both(NeverThere(), Times(2)), kNothing, {kNotFound}, 90000),
+              BootRow("not waited for", Line::Usb, Times(0), kNothing, {kNotFound}, 1),
+              BootRow("there, and a second to settle", Line::Usb, there, kWhole, {}, 1000),
+              BootRow("not told", Line::Usb, untold, kNothing, {kNotFound}, 45000),
+              BootRow("not opened", Line::Usb, FailsOpen(2), kNothing, notOpen)});
 }
 
 }  // namespace
