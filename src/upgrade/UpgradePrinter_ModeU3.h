@@ -3,7 +3,7 @@
 #include "upgrade/UpgradeEngine.h"
 
 /// Engine U3: every bank in a write of its own, in very large packets, over the printer's own port. No answer
-/// is read: success is that everything was written; the printer then resets.
+/// is read: success is that everything arrived; the printer then resets.
 class UpgradePrinter_ModeU3 final : public UpgradeEngine {
  public:
     UpgradePrinter_ModeU3(int upgComponents, int timem);
