@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "port/DescriptorWait.h"
 #include "port/PortText.h"
@@ -26,7 +27,9 @@
 
 namespace {
 
-constexpr int kDrainTurnMs = 1;  // acknowledgements of a printer at hand are no further away
+// A wait for acknowledgements: a printer at hand sends them before the shortest sleep is over.
+constexpr int kDrainYields = 100;
+constexpr int kDrainTurnMs = 1;
 
 // The first IPv4 address of the host; false when it has none.
 bool Resolve(const char* host, in_addr& address) {
@@ -203,7 +206,7 @@ void CComPortEth::FailWrite() {
 }
 
 bool CComPortEth::Drain() {
-    for (;;) {
+    for (int turn = 0;; turn += turn < kDrainYields ? 1 : 0) {
         // Asked before the bytes are counted: those of a connection that is over change no more.
         pollfd state{iSocket, 0, 0};
         const bool over = poll(&state, 1, 0) == 1;  // an error or the end of both directions
@@ -211,7 +214,7 @@ bool CComPortEth::Drain() {
         const bool counted = ioctl(iSocket, SIOCOUTQ, &waiting) == 0;
         if (counted && waiting == 0) return true;
         if (!counted || over) break;
-        SleepMs(kDrainTurnMs);
+        turn < kDrainYields ? std::this_thread::yield() : SleepMs(kDrainTurnMs);
     }
     FailWrite();
     return false;
