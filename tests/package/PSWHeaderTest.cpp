@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "harness/LogCapture.h"
 #include "package/PSWHeaderBin.h"
 #include "package/PSWHeaderBootLoader.h"
