@@ -10,12 +10,13 @@
 #include <memory>
 #include <thread>
 
+#include "harness/LogCapture.h"
 #include "harness/TcpPeer.h"
-#include "package/PSWComponents.h"
+#include "package/PSWFile.h"
 #include "port/ComPortEth.h"
 #include "port/CommPortSettings.h"
+#include "simulator/SampleFiles.h"
 #include "simulator/ScaledClock.h"
-#include "upgrade/TestPackage.h"
 #include "upgrade/UpgradePrinter.h"
 
 namespace {
@@ -188,7 +189,15 @@ class Printer {
 };
 
 bool Upgrade(const Case& run, const char* host, int port) {
-    TestPackage package("104", kBanks, Pattern(kBanks * run.bankSize));
+    simulator::PackageSample sample;
+    sample.newForm = false;
+    sample.release = "104";
+    sample.banks = kBanks;
+    sample.bankSize = run.bankSize;
+    const simulator::Bytes bytes = simulator::SampleFiles::MakePackage(sample);
+    PSWFile package;
+    package.iFileLength = static_cast<int>(bytes.size());
+    EXPECT_TRUE(package.LoadPSWFromMemory(bytes.data(), package.iFileLength, true));
     CComPortEth line;
     line.Init(std::string(host).data(), port);
     UpgradeDataInfo info;
@@ -196,7 +205,7 @@ bool Upgrade(const Case& run, const char* host, int port) {
     PSWComponents components;
     const std::unique_ptr<UpgradePrinter> engine(
         UpgradePrinter::GetUpgradeClass(static_cast<UPGRADEMODE>(run.mode), 1, 1));
-    return engine->StartUpgrade_PSW1(info, line, package.file, settings, nullptr, nullptr, components);
+    return engine->StartUpgrade_PSW1(info, line, package, settings, nullptr, nullptr, components);
 }
 
 class BrokenConnection : public testing::TestWithParam<std::tuple<int, int>> {};
