@@ -13,7 +13,7 @@ inline RigRow BootRow(const char* what, Line line, Given given, RigEnd end, Line
 
 constexpr RigEnd kNothing = Fails(0, 0);
 
-inline Given Chip(std::vector<simulator::BootFault> faults) {
+inline Given Chip(const std::vector<simulator::BootFault>& faults) {
     return [=](Rig& rig) { rig.renesas.faults = rig.silicon.faults = faults; };
 }
 inline Given Times(int timem) {

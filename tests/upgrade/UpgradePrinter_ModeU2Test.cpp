@@ -1,5 +1,7 @@
 // Procedures U2 and U4: the printer becomes a boot device on USB, which is connected to and programmed unit
 // by unit. U4 takes the printer on any port, asks for no release, and leaves the reset to the user.
+#include <array>
+
 #include "upgrade/BootRows.h"
 
 namespace {
@@ -99,15 +101,15 @@ TEST(UpgradeU2AndU4, AUnitIsSentTwiceAtMost) {
 
 struct Dialect {
     const char* mode;
-    Line line;
     const char* release;
+    Line line;
     bool isNew;
 };
 
-const Dialect kDialects[] = {{"U4", Line::Serial, "0.99", false},
-                             {"U2", Line::Usb, "0.99", false},
-                             {"U2", Line::Usb, "1.10", false},
-                             {"U2", Line::Usb, "1.00", true}};
+const Dialect kDialects[] = {{"U4", "0.99", Line::Serial, false},
+                             {"U2", "0.99", Line::Usb, false},
+                             {"U2", "1.10", Line::Usb, false},
+                             {"U2", "1.00", Line::Usb, true}};
 
 constexpr unsigned char kAny = 0xAA;
 
@@ -170,7 +172,7 @@ Given Speaks(const Dialect& dialect, const Given& also) {
 /// What is tried with one step, the write of that number. `lines`: its own, what follows when it fails, and
 /// the next one's.
 void PlayStep(const Dialect& dialect, const Step& step, int write, const std::array<std::string, 3>& lines) {
-    const auto& [own, reset, next] = lines;
+    const std::string &own = lines[0], &reset = lines[1], &next = lines[2];
     const bool connects = own.rfind(kInit, 0) == 0;
     const auto play = [&](const Given& given, const RigEnd& end, const Lines& log) {
         PlayRows(dialect.mode, {BootRow(own.c_str(), dialect.line, Speaks(dialect, given), end, log)});
