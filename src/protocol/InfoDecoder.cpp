@@ -1,12 +1,12 @@
-// What a printer says of itself: versions, lists of lines, bit sets, the module font and how it
-// wants to be upgraded.
+// What a printer says of itself: versions, lists of lines, bit sets, the module font and how it wants to be
+// upgraded.
 
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
 
-#include "protocol/FieldWalk.h"
+#include "protocol/FieldReader.h"
 #include "protocol/InfoItemPrnDeviceInfo.h"
 #include "protocol/InfoItemPrnHeadInfo.h"
 #include "protocol/InfoItemPrnLifeInfo.h"
@@ -18,7 +18,6 @@
 #include "protocol/ToolsData.h"
 #include "protocol/UpgradeDataInfo.h"
 #include "support/GenericConst.h"
-#include "support/Log.h"
 
 namespace {
 
@@ -33,149 +32,113 @@ std::uint64_t SpelledVersion(const ProtocollFieldInfo& field) {
 bool IsVersionSupported(std::uint64_t version) {
     // kept: the free slots of the table hold 0, so that 0.00 is found too
     const auto& table = GenericConst::Table_ProtocollVersionsSupported;
-    return std::find(table.begin(), table.end(), version) != table.end();
+    return std::find(std::begin(table), std::end(table), version) != std::end(table);
 }
 
 /// A count of text lines and the lines, into a record that has AddTextLine.
 template <class Record>
-std::unique_ptr<Record> DecodeLines(FieldWalk& walk, const char* label) {
+std::unique_ptr<Record> DecodeLines(FieldReader& fields, const char* label) {
     auto record = std::make_unique<Record>();
-    std::int32_t lines = 0;
-    const auto line = [&record](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        record->AddTextLine(field.strText.c_str());
-        Log::WriteLogP(at.Tag(), "%02zu - %s", record->GetTextLines().size(), field.strText.c_str());
-        return true;
-    };
-    if (!walk.Run({Expect::Int(label, lines), Expect::Repeat(lines, {Expect::Text(line)})})) return nullptr;
-    return record;
-}
-
-/// A mask of 32 bits, logged by the same name for both masks (kept).
-FieldStep ToolMask(std::uint32_t& mask) {
-    return Expect::Int([&mask](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        mask = static_cast<std::uint32_t>(field.iValue);
-        Log::WriteLogP(walk.Tag(), "Tools1 : 0x%08x", mask);
-        return true;
-    });
-}
-
-const char* const kConfigurationError = "FTYPE_VSTRING_VALUE/FTYPE_EMPTY/FTYPE_VINT_VALUE Error";
-
-/// Stores the settings in the form that the field's type asks for.
-bool SetConfiguration(const ProtocollFieldInfo& field, const FieldWalk& walk, UpgradeDataInfo& info) {
-    std::string text = field.strText;
-    const char* failure = "SetUpgradeConfigurationSettings Error(FTYPE_VSTRING_VALUE)";
-    if (field.iType == FTYPE_EMPTY) {
-        text = " ";
-        failure = "SetUpgradeConfigurationSettings Error(FTYPE_EMPTY)";
-    } else if (field.iType == FTYPE_VINT_VALUE) {
-        text = std::to_string(field.iValue) + ";";
-        failure = "SetUpgradeConfigurationSettings Error(FTYPE_VINT_VALUE)";
+    std::int32_t count = 0;
+    fields.Int(label, count);
+    for (std::int32_t i = 1; i <= count && fields.Ok(); ++i) {
+        const char* const line = fields.Text().strText.c_str();
+        fields.Say("%02d - %s", i, line);
+        record->AddTextLine(line);
     }
-    return info.SetUpgradeConfigurationSettings(text.c_str()) || walk.Fail(failure);
+    return fields.Complete(std::move(record));
 }
 
 }  // namespace
 
-std::unique_ptr<std::uint64_t> DecodeVersion(FieldWalk& walk) {
-    std::uint64_t version = 0;
-    const bool read = walk.Run({Expect::String([&](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        version = SpelledVersion(field);
-        Log::WriteLogP(at.Tag(), "Printer Protocoll Version : %d", static_cast<int>(version));
-        return true;
-    })});
-    if (!read) return nullptr;
+std::unique_ptr<std::uint64_t> DecodeVersion(FieldReader& fields) {
+    const std::uint64_t version = SpelledVersion(fields.String());
     const bool supported = IsVersionSupported(version);
-    Log::WriteLog(walk.Tag(), supported ? "Printer Protocoll Version Supported"
-                                        : "Printer Protocoll Version NOT Supported");
-    return supported ? std::make_unique<std::uint64_t>(version) : nullptr;
+    fields.Say("Printer Protocoll Version : %d", static_cast<int>(version));
+    fields.Write(supported ? "Printer Protocoll Version Supported"
+                           : "Printer Protocoll Version NOT Supported");
+    return fields.Complete(supported ? std::make_unique<std::uint64_t>(version) : nullptr);
 }
 
-std::unique_ptr<SetupItemHeader> DecodeSetupHeader(FieldWalk& walk) {
-    return DecodeLines<SetupItemHeader>(walk, "Number of Header Lines : ");
+std::unique_ptr<SetupItemHeader> DecodeSetupHeader(FieldReader& fields) {
+    return DecodeLines<SetupItemHeader>(fields, "Number of Header Lines : ");
 }
 
-std::unique_ptr<InfoItemPrnLifeInfo> DecodeLifeInfo(FieldWalk& walk) {
-    return DecodeLines<InfoItemPrnLifeInfo>(walk, "Number of Printer Life Info Lines : ");
+std::unique_ptr<InfoItemPrnLifeInfo> DecodeLifeInfo(FieldReader& fields) {
+    return DecodeLines<InfoItemPrnLifeInfo>(fields, "Number of Printer Life Info Lines : ");
 }
 
-std::unique_ptr<InfoItemPrnDeviceInfo> DecodeDeviceInfo(FieldWalk& walk) {
-    return DecodeLines<InfoItemPrnDeviceInfo>(walk, "Number of Printer Device Info Lines : ");
+std::unique_ptr<InfoItemPrnDeviceInfo> DecodeDeviceInfo(FieldReader& fields) {
+    return DecodeLines<InfoItemPrnDeviceInfo>(fields, "Number of Printer Device Info Lines : ");
 }
 
-std::unique_ptr<InfoItemPrnHeadInfo> DecodeHeadInfo(FieldWalk& walk) {
-    return DecodeLines<InfoItemPrnHeadInfo>(walk, "Number of Printer Head Info Lines : ");
+std::unique_ptr<InfoItemPrnHeadInfo> DecodeHeadInfo(FieldReader& fields) {
+    return DecodeLines<InfoItemPrnHeadInfo>(fields, "Number of Printer Head Info Lines : ");
 }
 
-std::unique_ptr<ModuleItemPrnModuleList> DecodeModuleList(FieldWalk& walk) {
-    return DecodeLines<ModuleItemPrnModuleList>(walk, "Number of Modules List : ");
+std::unique_ptr<ModuleItemPrnModuleList> DecodeModuleList(FieldReader& fields) {
+    return DecodeLines<ModuleItemPrnModuleList>(fields, "Number of Modules List : ");
 }
 
-std::unique_ptr<SetupItemIDList> DecodeSetupIDs(FieldWalk& walk) {
+std::unique_ptr<SetupItemIDList> DecodeSetupIDs(FieldReader& fields) {
     auto list = std::make_unique<SetupItemIDList>();
-    std::int32_t ids = 0;
-    const auto id = [&list](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        const auto number = static_cast<std::uint32_t>(field.iValue);
-        list->AddID(number);
-        Log::WriteLogP(at.Tag(), "%02zu - %u", list->GetIDs().size(), number);
-        return true;
-    };
-    const bool complete = walk.Run({
-        Expect::Int("Total Number of ID : ", ids),
-        Expect::Repeat(ids, {Expect::Int(id)}),
-        Expect::Sum(),
-    });
-    return complete ? std::move(list) : nullptr;
+    std::int32_t count = 0;
+    fields.Int("Total Number of ID : ", count);
+    for (std::int32_t i = 1; i <= count && fields.Ok(); ++i) {
+        const std::uint32_t id = fields.Unsigned();
+        fields.Say("%02d - %u", i, id);
+        list->AddID(id);
+    }
+    fields.Sum();
+    return fields.Complete(std::move(list));
 }
 
-std::unique_ptr<ProtocollDataAvailable> DecodeDataAvailable(FieldWalk& walk) {
+std::unique_ptr<ProtocollDataAvailable> DecodeDataAvailable(FieldReader& fields) {
     auto data = std::make_unique<ProtocollDataAvailable>();
-    if (!walk.Run({Expect::Unsigned("Protocoll Data Available : ", data->Available)})) return nullptr;
-    return data;
+    fields.Unsigned("Protocoll Data Available : ", data->Available);
+    return fields.Complete(std::move(data));
 }
 
-std::unique_ptr<ToolsData> DecodeTools(FieldWalk& walk) {
+std::unique_ptr<ToolsData> DecodeTools(FieldReader& fields) {
     auto tools = std::make_unique<ToolsData>();
-    if (!walk.Run({ToolMask(tools->uiTools1), ToolMask(tools->uiTools2)})) return nullptr;
-    return tools;
+    tools->uiTools1 = fields.Unsigned();
+    fields.Say("Tools1 : 0x%08x", tools->uiTools1);
+    tools->uiTools2 = fields.Unsigned();
+    fields.Say("Tools1 : 0x%08x", tools->uiTools2);  // kept: the same name
+    return fields.Complete(std::move(tools));
 }
 
-std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldWalk& walk) {
-    std::unique_ptr<unsigned char[]> font;
+std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields) {
     std::int32_t size = 0;
-    const auto bytes = [&](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        if (size < 0 || static_cast<std::uint32_t>(size) != field.uiRawSize) {
-            Log::WriteLogP(at.Tag(), "Buffer Size error: %d - %u", size, field.uiRawSize);
-            return false;
-        }
-        font = std::make_unique<unsigned char[]>(field.uiRawSize);
-        std::copy_n(field.pRawData.get(), field.uiRawSize, font.get());
-        return true;
-    };
-    const bool complete = walk.Run({
-        Expect::Int("Module Font Size Expected : ", size),
-        Expect::Data(bytes),
-        Expect::Sum(),
-    });
-    return complete ? std::move(font) : nullptr;
+    fields.Int("Module Font Size Expected : ", size);
+    const ProtocollFieldInfo& bytes = fields.Data();
+    if (size < 0 || static_cast<std::uint32_t>(size) != bytes.uiRawSize) {
+        fields.Say("Buffer Size error: %d - %u", size, bytes.uiRawSize);
+        fields.Fail();
+    }
+    auto font = std::make_unique<unsigned char[]>(bytes.uiRawSize);
+    std::copy_n(bytes.pRawData.get(), bytes.uiRawSize, font.get());
+    fields.Sum();
+    return fields.Complete(std::move(font));
 }
 
-std::unique_ptr<UpgradeDataInfo> DecodeUpgradeInfo(FieldWalk& walk) {
+std::unique_ptr<UpgradeDataInfo> DecodeUpgradeInfo(FieldReader& fields) {
     auto info = std::make_unique<UpgradeDataInfo>();
-    const auto mode = [&info](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        return info->SetUpgradeMode(field.strText.c_str()) || at.Fail("SetUpgradeMode Error");
-    };
-    const auto configuration = [&info](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        return SetConfiguration(field, at, *info);
-    };
-    const auto deviceIDs = [&info](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        return info->SetUpgradeDeviceIDs(field.strText.c_str()) || at.Fail("SetUpgradeDeviceIDs Error");
-    };
-    const bool complete = walk.Run({
-        Expect::String(mode),
-        Expect::Field(FieldStep::kString | FieldStep::kEmpty | FieldStep::kInt, kConfigurationError,
-                      configuration),
-        Expect::String(deviceIDs),
-    });
-    return complete ? std::move(info) : nullptr;
+    if (!info->SetUpgradeMode(fields.String().strText.c_str())) fields.Fail("SetUpgradeMode Error");
+
+    const ProtocollFieldInfo& settings =
+        fields.Take({FTYPE_VSTRING_VALUE, FTYPE_EMPTY, FTYPE_VINT_VALUE},
+                    "FTYPE_VSTRING_VALUE/FTYPE_EMPTY/FTYPE_VINT_VALUE Error");
+    if (settings.iType == FTYPE_EMPTY) {
+        if (!info->SetUpgradeConfigurationSettings(" "))
+            fields.Fail("SetUpgradeConfigurationSettings Error(FTYPE_EMPTY)");
+    } else if (settings.iType == FTYPE_VINT_VALUE) {
+        if (!info->SetUpgradeConfigurationSettings((std::to_string(settings.iValue) + ";").c_str()))
+            fields.Fail("SetUpgradeConfigurationSettings Error(FTYPE_VINT_VALUE)");
+    } else if (!info->SetUpgradeConfigurationSettings(settings.strText.c_str())) {
+        fields.Fail("SetUpgradeConfigurationSettings Error(FTYPE_VSTRING_VALUE)");
+    }
+
+    if (!info->SetUpgradeDeviceIDs(fields.String().strText.c_str())) fields.Fail("SetUpgradeDeviceIDs Error");
+    return fields.Complete(std::move(info));
 }

@@ -7,10 +7,12 @@
 class InfoItemGenericInfo {
  public:
     /// Appends a copy; a missing text adds nothing.
-    void AddTextLine(const char* text);
+    void AddTextLine(const char* text) {
+        if (text != nullptr) strLines.emplace_back(text);
+    }
 
     /// Removes every line.
-    void Clean();
+    void Clean() { strLines.clear(); }
 
     const std::vector<std::string>& GetTextLines() const { return strLines; }
 

@@ -1,23 +1,22 @@
 #include "protocol/ProtocollFields.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "protocol/Commands.h"
+#include "protocol/FieldReader.h"
 #include "protocol/FieldSplitter.h"
-#include "protocol/FieldWalk.h"
 #include "protocol/FixedText.h"
-#include "protocol/RecordDecoders.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
 #include "support/Owned.h"
 
 namespace {
 
-constexpr std::uint64_t kVersion100 = 100;
 constexpr std::size_t kMaxPacket = 1024;
 
 void LogField(const char* tag, const ProtocollFieldInfo& field) {
@@ -44,6 +43,19 @@ int ErrorCodeOf(const ProtocollFieldInfo& field) {
     GenericFunctions::RemoveStrFromString(code.data(), "ERR");
     return GenericFunctions::ParseInt(code.c_str(), kNoNumber);
 }
+
+/// The field of a tool's answer that says what kind of data follows, or that there is none.
+void CheckDataType(FieldReader& fields) {
+    const ProtocollFieldInfo& type = fields.TakeAny("Data Type  Unsupported");
+    if (type.iType == FTYPE_ACK) fields.Fail("FTYPE_ACK OK (No other data)");
+    if (type.iType == FTYPE_NACK) fields.Fail("FTYPE_NACK OK (No other data)");
+    if (type.strText.find("SB") != std::string::npos) return;
+    fields.Say("Data Type %s Unsupported", type.strText.c_str());
+    fields.Fail();
+}
+
+using OwnedText = Owned<char, FreeMemory>;
+using OwnedTexts = Owned<char*, FreeMemory>;
 
 }  // namespace
 
@@ -134,32 +146,31 @@ unsigned char* ProtocollFields::CreateStandardPacketBuffer(const unsigned char* 
     return packet.release();
 }
 
-void* ProtocollFields::CreateSetupItem(std::uint64_t* dataErrors, const ProtocollVersion* version,
-                                       OBJTYPE* type) {
-    const char* const tag = "CreateSetupItem";
-    OBJTYPE ignored = OBJTYPE_NONE;
-    OBJTYPE& kind = type != nullptr ? *type : ignored;
-    kind = OBJTYPE_NONE;
-    const std::uint64_t number = version != nullptr ? version->uiVersion : kVersion100;
-    Log::Write(tag, "Current Protocoll Version : " + std::to_string(number));
-    if (number == kVersion100) return CreateSetupItem_Prot100(dataErrors, &kind);
-    Log::WriteLog(tag, "End");
-    return nullptr;
+char** ProtocollFields::CreateToolAnswer(int* /*lines*/) {
+    FieldReader fields(listFields, "CreateToolAnswer");
+    std::vector<OwnedText> texts;
+    std::int32_t count = 0;
+    fields.Write("Begin");
+    fields.Frame();
+    CheckDataType(fields);
+    fields.Int("Number of Answer Lines : ", count);
+    for (std::int32_t i = 1; i <= count && fields.Ok(); ++i) {
+        const std::string& line = fields.Text().strText;
+        fields.Say("%02d - %s", i, line.c_str());
+        texts.emplace_back(strdup(line.c_str()));
+        if (texts.back() == nullptr) fields.Fail();
+    }
+    fields.Sum();
+    fields.Write("End");
+    if (!fields.Ok()) return nullptr;
+    OwnedTexts answer(static_cast<char**>(std::calloc(texts.size() + 1, sizeof(char*))));
+    if (answer == nullptr) return nullptr;
+    for (std::size_t i = 0; i < texts.size(); ++i) answer.get()[i] = texts[i].release();
+    return answer.release();
 }
 
-void* ProtocollFields::CreateSetupItem_Prot100(std::uint64_t* dataErrors, OBJTYPE* type) {
-    OBJTYPE ignored = OBJTYPE_NONE;
-    OBJTYPE& kind = type != nullptr ? *type : ignored;
-    kind = OBJTYPE_NONE;
-    FieldWalk walk(listFields, "CreateSetupItem_Prot100");
-    std::string tag;
-    const bool framed =
-        walk.Run({Expect::Stx(), Expect::Command([&](const ProtocollFieldInfo& field, FieldWalk&) {
-                      tag = field.strText;
-                      return true;
-                  })});
-    if (!framed) return nullptr;
-    void* const record = DecodeRecord(tag, walk, *this, dataErrors, kind);
-    if (record != nullptr) Log::WriteLog(walk.Tag(), "End");
-    return record;
+void ProtocollFields::DeleteToolAnswer(char** answer) {
+    if (answer == nullptr) return;
+    for (char** text = answer; *text != nullptr; ++text) std::free(*text);
+    std::free(answer);
 }

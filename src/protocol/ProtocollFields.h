@@ -3,17 +3,24 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "protocol/ObjType.h"
-#include "protocol/PrinterSetError.h"
 #include "protocol/ProtocollFieldInfo.h"
 #include "protocol/ProtocollVersion.h"
 
+enum OBJTYPE : std::uint32_t;
 class LogoItem;
 class SetupItemType;
 class SetupItemTypeDateTime;
 class SetupItemTypeList;
 class SetupItemTypeNumeric;
 class SetupItemTypeString;
+
+/// Why a printer refused: filled by ProtocollFields::CheckAnswer.
+struct PrinterSetError {
+    /// The code that CheckAnswer stores for an answer that is not framed as one.
+    static constexpr std::int32_t kFraming = 13;
+
+    std::int32_t iErrorCode = 0;  ///< kFraming, or the code that the printer gave; 0 when none was stored
+};
 
 /// An answer split into its fields, and the record that the fields describe.
 ///

@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "protocol/FieldWalk.h"
+#include "protocol/FieldReader.h"
 #include "protocol/FixedText.h"
+#include "protocol/ProtocolRecord.h"
 #include "protocol/ProtocollFields.h"
 #include "protocol/SetupItemTypeDateTime.h"
 #include "protocol/SetupItemTypeList.h"
@@ -18,14 +18,6 @@
 #include "support/Log.h"
 
 namespace {
-
-/// One link while its three fields are read.
-struct LinkReader {
-    SetupItemLink link;
-    std::vector<SetupItemLink> links;
-
-    std::size_t Number() const { return links.size() + 1; }
-};
 
 bool Contains(const std::string& text, char c) {
     return text.find(c) != std::string::npos;
@@ -48,105 +40,65 @@ bool SetView(const std::string& view, SetupItemLink& link) {
     return true;
 }
 
-std::vector<FieldStep> LinkSteps(LinkReader& reader) {
-    const auto view = [&reader](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        if (!SetView(field.strText, reader.link)) return walk.Fail("Link Params Error");
-        Log::WriteLogP(walk.Tag(), "Link %zu: View Operation :%d/%d", reader.Number(),
-                       reader.link.iViewOperation, reader.link.iViewOperation2);
-        return true;
-    };
-    const auto source = [&reader](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        reader.link.uiIDSource = static_cast<std::uint32_t>(field.iValue);
-        Log::WriteLogP(walk.Tag(), "Link %zu: ID Source :%u", reader.Number(),
-                       static_cast<std::uint32_t>(field.iValue));
-        return true;
-    };
-    const auto value = [&reader](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        reader.link.iLinkIDValue = field.iValue;
-        Log::WriteLogP(walk.Tag(), "Link %zu: Link ID Value :%d", reader.Number(), field.iValue);
-        reader.links.push_back(reader.link);
-        return true;
-    };
-    return {
-        Expect::Field(FieldStep::kAnyType, "FTYPE_VINT_VALUE Error", view),
-        Expect::Int(source),
-        Expect::Int(value),
-    };
+/// The links of an item to others, three fields each.
+std::vector<SetupItemLink> ReadLinks(FieldReader& fields) {
+    std::vector<SetupItemLink> links;
+    std::int32_t count = 0;
+    fields.Int("Link Size : ", count);
+    for (std::int32_t i = 1; i <= count && fields.Ok(); ++i) {
+        SetupItemLink link;
+        const ProtocollFieldInfo& view = fields.TakeAny("FTYPE_VINT_VALUE Error");
+        if (!SetView(view.strText, link)) fields.Fail("Link Params Error");
+        fields.Say("Link %d: View Operation :%d/%d", i, link.iViewOperation, link.iViewOperation2);
+        const std::uint32_t source = fields.Unsigned();
+        link.uiIDSource = source;
+        fields.Say("Link %d: ID Source :%u", i, source);
+        link.iLinkIDValue = fields.Int();
+        fields.Say("Link %d: Link ID Value :%d", i, link.iLinkIDValue);
+        links.push_back(link);
+    }
+    return links;
+}
+
+/// What every kind of item begins with. The kind is told as soon as there is a description. A label of
+/// braces is logged as it stands (kept).
+void ReadHead(FieldReader& fields, SetupItemType& item, OBJTYPE kind, OBJTYPE* type, bool logsDescription,
+              bool logsAdditional) {
+    CopyFixedText(item.strDescription, fields.Text().strText.c_str());
+    if (fields.Ok() && type != nullptr) *type = kind;
+    fields.Say("Description : %s", logsDescription ? item.strDescription : "{0}");
+    if (fields.Int() != 0) CopyFixedText(item.strAdditionalDescription, fields.Text().strText.c_str());
+    fields.Say("Additional Description : %s", logsAdditional ? item.strAdditionalDescription : "{0}");
+}
+
+/// A number field, whatever stands in it.
+const ProtocollFieldInfo& Number(FieldReader& fields, const char* wrongType) {
+    return fields.Take({FTYPE_VINT_VALUE, FTYPE_VSTRING_VALUE}, wrongType);
+}
+
+float Float(FieldReader& fields, const char* label, const char* wrongType) {
+    const float value = Number(fields, wrongType).fValue;
+    fields.Say("%s%f", label, static_cast<double>(value));
+    return value;
+}
+
+std::int32_t Length(FieldReader& fields, const char* label, const char* wrongType) {
+    const std::int32_t value = Number(fields, wrongType).iValue;
+    fields.Say("%s%d", label, value);
+    return value;
+}
+
+/// A text line of at least one character.
+void FilledText(FieldReader& fields, char (&member)[512], const char* label, const char* wrongType) {
+    const ProtocollFieldInfo& text = fields.Take({FTYPE_STRING_VALUE}, wrongType);
+    if (text.strText.empty()) fields.Fail(wrongType);
+    CopyFixedText(member, text.strText.c_str());
+    fields.Say("%s%s", label, member);
 }
 
 /// Counts a value outside its range; the item stays good.
 void CountDataError(std::uint64_t* dataErrors) {
     if (dataErrors != nullptr) ++*dataErrors;
-}
-
-Expect::Take CopyTo(char (&member)[512]) {
-    return [&member](const ProtocollFieldInfo& field, const FieldWalk&) {
-        CopyFixedText(member, field.strText.c_str());
-        return true;
-    };
-}
-
-FieldStep LogText(const char* label, const char* text) {
-    return Expect::Note(
-        [label, text](const FieldWalk& walk) { Log::WriteLogP(walk.Tag(), "%s%s", label, text); });
-}
-
-FieldStep LogLiteral(const char* text) {
-    return Expect::Note([text](const FieldWalk& walk) { Log::WriteLog(walk.Tag(), text); });
-}
-
-/// What every kind of item begins with. The kind is told as soon as there is a description.
-struct ItemHead {
-    SetupItemType& item;
-    OBJTYPE kind;
-    OBJTYPE& type;
-    std::int32_t hasMore = 0;
-
-    std::vector<FieldStep> Steps(FieldStep logDescription, FieldStep logAdditional) {
-        const auto description = [this](const ProtocollFieldInfo& field, const FieldWalk&) {
-            CopyFixedText(item.strDescription, field.strText.c_str());
-            type = kind;
-            return true;
-        };
-        return {
-            Expect::Text(description),
-            std::move(logDescription),
-            Expect::Flag(hasMore),
-            Expect::Repeat(hasMore, {Expect::Text(CopyTo(item.strAdditionalDescription))}),
-            std::move(logAdditional),
-        };
-    }
-};
-
-FieldStep LogDescription(const SetupItemType& item) {
-    return LogText("Description : ", item.strDescription);
-}
-
-FieldStep LogAdditional(const SetupItemType& item) {
-    return LogText("Additional Description : ", item.strAdditionalDescription);
-}
-
-/// The walk of an item's own fields. Where it ended goes back to the caller of the decoder.
-class ItemWalk : public FieldWalk {
- public:
-    ItemWalk(const ProtocollFieldList& fields, const char* tag, int& index, std::uint64_t& sum)
-        : FieldWalk(fields, tag, index, sum), iCallersIndex(index), uiCallersSum(sum) {
-        Log::WriteLog(tag, "Begin");
-    }
-    ItemWalk(const ItemWalk&) = delete;
-    ItemWalk& operator=(const ItemWalk&) = delete;
-    ~ItemWalk() {
-        iCallersIndex = Index();
-        uiCallersSum = Sum();
-    }
-
- private:
-    int& iCallersIndex;
-    std::uint64_t& uiCallersSum;
-};
-
-OBJTYPE& KindOrIgnored(OBJTYPE* type, OBJTYPE& ignored) {
-    return type != nullptr ? *type : ignored;
 }
 
 /// Counts a default or current value that no element of the list has.
@@ -178,24 +130,6 @@ void CheckRanges(const SetupItemTypeNumeric& item, const char* tag, std::uint64_
         Log::WriteLog(tag, check.message);
         CountDataError(dataErrors);
     }
-}
-
-constexpr unsigned kFilledNumber = FieldStep::kInt | FieldStep::kString | FieldStep::kFilled;
-
-FieldStep Float(const char* label, float& value, const char* wrongType) {
-    return Expect::Field(kFilledNumber, wrongType,
-                         [label, &value](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-                             value = field.fValue;
-                             Log::WriteLogP(walk.Tag(), "%s%f", label, static_cast<double>(value));
-                             return true;
-                         });
-}
-
-FieldStep Length(const char* label, std::int32_t& value, const char* wrongType) {
-    FieldStep step = Expect::Int(label, value);
-    step.accepts = kFilledNumber;
-    step.wrongType = wrongType;
-    return step;
 }
 
 /// Reads `count` digits at `position`; -1 when there are none.
@@ -238,153 +172,116 @@ void LogDateTime(const char* tag, std::time_t time) {
     Log::WriteLogP(tag, "Current Date / Time Value (dd/MM/yyyy HH:mm:ss):%s", formatted);
 }
 
-/// An item and the way to delete it as what it is.
-using ItemOwner = std::unique_ptr<SetupItemType, void (*)(SetupItemType*)>;
-
-template <class T>
-using Extractor = T* (ProtocollFields::*)(int&, std::uint64_t&, std::uint64_t*, OBJTYPE*);
-
-template <class T, Extractor<T> Extract>
-ItemOwner ExtractItem(ProtocollFields& fields, FieldWalk& frame, std::uint64_t* dataErrors, OBJTYPE* type) {
-    int index = frame.Index();
-    std::uint64_t sum = frame.Sum();
-    ItemOwner item((fields.*Extract)(index, sum, dataErrors, type),
-                   [](SetupItemType* whole) { delete static_cast<T*>(whole); });
-    frame.GoOn(index, sum);
-    return item;
+/// What only items of this type have, read on from where `fields` is. Null for a type that there is not.
+SetupItemType* ExtractKind(ProtocollFields& answer, FieldReader& fields, std::int32_t itemType,
+                           std::uint64_t* dataErrors, OBJTYPE* kind) {
+    int& index = fields.Index();
+    std::uint64_t& sum = fields.RunningSum();
+    switch (itemType) {
+        case PROT_TYPE_LIST:
+            fields.Write("Type : PROT_TYPE_LIST");
+            return answer.ExtractIDInfo_TypeList_Prot100(index, sum, dataErrors, kind);
+        case PROT_TYPE_NUMERIC:
+            fields.Write("Type : PROT_TYPE_NUMERIC");
+            return answer.ExtractIDInfo_TypeNumeric_Prot100(index, sum, dataErrors, kind);
+        case PROT_TYPE_DATETIME:
+            fields.Write("Type : PROT_TYPE_DATETIME");
+            return answer.ExtractIDInfo_TypeDateTime_Prot100(index, sum, dataErrors, kind);
+        case PROT_TYPE_STRING:
+            fields.Write("Type : PROT_TYPE_STRING");
+            return answer.ExtractIDInfo_TypeString_Prot100(index, sum, dataErrors, kind);
+        default:
+            return nullptr;
+    }
 }
-
-struct ItemRow {
-    PROT_TYPE itemType;
-    const char* logged;
-    ItemOwner (*extract)(ProtocollFields&, FieldWalk&, std::uint64_t*, OBJTYPE*);
-};
-
-constexpr ItemRow kItems[] = {
-    {PROT_TYPE_LIST, "Type : PROT_TYPE_LIST",
-     ExtractItem<SetupItemTypeList, &ProtocollFields::ExtractIDInfo_TypeList_Prot100>},
-    {PROT_TYPE_NUMERIC, "Type : PROT_TYPE_NUMERIC",
-     ExtractItem<SetupItemTypeNumeric, &ProtocollFields::ExtractIDInfo_TypeNumeric_Prot100>},
-    {PROT_TYPE_DATETIME, "Type : PROT_TYPE_DATETIME",
-     ExtractItem<SetupItemTypeDateTime, &ProtocollFields::ExtractIDInfo_TypeDateTime_Prot100>},
-    {PROT_TYPE_STRING, "Type : PROT_TYPE_STRING",
-     ExtractItem<SetupItemTypeString, &ProtocollFields::ExtractIDInfo_TypeString_Prot100>},
-};
 
 }  // namespace
 
 SetupItemType* ProtocollFields::CreateSetupItemType_Prot100(std::uint64_t* dataErrors, OBJTYPE* type) {
-    OBJTYPE ignored = OBJTYPE_NONE;
-    OBJTYPE& kind = KindOrIgnored(type, ignored);
-    kind = OBJTYPE_NONE;
-    FieldWalk walk(listFields, "CreateSetupItemType_Prot100");
-    Log::WriteLog(walk.Tag(), "Begin");
+    FieldReader fields(listFields, "CreateSetupItemType_Prot100");
+    OBJTYPE kind = OBJTYPE_NONE;
     std::uint64_t id = 0;
-    std::int32_t linkCount = 0;
     std::int32_t itemType = 0;
-    LinkReader reader;
-    const bool framed = walk.Run({
-        Expect::Stx(),
-        Expect::Command(),
-        Expect::Unsigned("ID Number : ", id),
-        Expect::Int("Link Size : ", linkCount),
-        Expect::Repeat(linkCount, LinkSteps(reader)),
-        Expect::Int("Type : ", itemType),
-    });
-    if (!framed) return nullptr;
-
-    ItemOwner item(nullptr, [](SetupItemType*) {});
-    const auto* const row =
-        std::find_if(std::begin(kItems), std::end(kItems),
-                     [itemType](const ItemRow& known) { return known.itemType == itemType; });
-    if (row != std::end(kItems)) {
-        Log::WriteLog(walk.Tag(), row->logged);
-        item = row->extract(*this, walk, dataErrors, &kind);
-    }
+    fields.Write("Begin");
+    fields.Frame();
+    fields.Unsigned("ID Number : ", id);
+    std::vector<SetupItemLink> links = ReadLinks(fields);
+    fields.Int("Type : ", itemType);
+    SetupItemType* const item = ExtractKind(*this, fields, itemType, dataErrors, &kind);
+    // The base is an item's first and only one, so this is the address of the whole item, by which it is
+    // deleted.
+    ProtocolRecord owner(item, kind);
+    if (type != nullptr) *type = kind;
     if (item == nullptr) {
-        Log::WriteLog(walk.Tag(), "Extract Type Error");
+        fields.Fail("Extract Type Error");
         return nullptr;
     }
-    if (!reader.links.empty()) Log::WriteLogP(walk.Tag(), "Add %zu Links", reader.links.size());
-    item->listLinks = std::move(reader.links);
+    if (!links.empty()) fields.Say("Add %zu Links", links.size());
+    item->listLinks = std::move(links);
     item->uiID = id;
     item->iType = static_cast<std::uint8_t>(itemType);
-    if (!walk.Run({Expect::Sum()})) return nullptr;
-    Log::WriteLog(walk.Tag(), "End");
-    return item.release();
+    fields.Sum();
+    fields.Write("End");
+    return fields.Ok() ? static_cast<SetupItemType*>(owner.Release()) : nullptr;
 }
 
 SetupItemTypeList* ProtocollFields::ExtractIDInfo_TypeList_Prot100(int& index, std::uint64_t& sum,
                                                                    std::uint64_t* dataErrors, OBJTYPE* type) {
-    OBJTYPE ignored = OBJTYPE_NONE;
-    ItemWalk walk(listFields, "ExtractIDInfo_TypeList_Prot100", index, sum);
+    FieldReader fields(listFields, "ExtractIDInfo_TypeList_Prot100", index, sum);
     auto item = std::make_unique<SetupItemTypeList>();
-    ItemHead head{*item, OBJTYPE_ITEM_LIST, KindOrIgnored(type, ignored)};
-    std::int32_t elements = 0;
-    const auto element = [&item](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        const auto number = static_cast<std::uint32_t>(item->listItems.size());
-        const std::uint32_t value = static_cast<std::uint32_t>(item->iStartValue) + number;
-        Log::WriteLogP(at.Tag(), "%02u - %d", number, static_cast<std::int32_t>(value));
-        item->AddItem(field.strText.c_str(), value);
-        return true;
-    };
-    // kept: the braces are logged as they stand
-    const bool complete =
-        walk.Run(head.Steps(LogDescription(*item), LogLiteral("Additional Description : {0}"))) &&
-        walk.Run({
-            Expect::Int("StartValue : ", item->iStartValue),
-            Expect::Int("DefaultValue : ", item->iDefaultValue),
-            Expect::Int("CurrentValue : ", item->iCurrentValue),
-            Expect::Int("Number of Elements : ", elements),
-            Expect::Repeat(elements, {Expect::Text(element)}),
-        });
-    if (!complete) return nullptr;
+    std::int32_t count = 0;
+    fields.Write("Begin");
+    ReadHead(fields, *item, OBJTYPE_ITEM_LIST, type, true, false);
+    fields.Int("StartValue : ", item->iStartValue);
+    fields.Int("DefaultValue : ", item->iDefaultValue);
+    fields.Int("CurrentValue : ", item->iCurrentValue);
+    fields.Int("Number of Elements : ", count);
+    for (std::int32_t i = 0; i < count && fields.Ok(); ++i) {
+        const char* const text = fields.Text().strText.c_str();
+        const std::uint32_t value =
+            static_cast<std::uint32_t>(item->iStartValue) + static_cast<std::uint32_t>(i);
+        fields.Say("%02d - %d", i, static_cast<std::int32_t>(value));
+        item->AddItem(text, value);
+    }
+    if (!fields.Ok()) return nullptr;
     item->iValueToWrite = item->iCurrentValue;
-    CheckListed(*item, "Current", item->iCurrentValue, walk.Tag(), dataErrors);
-    CheckListed(*item, "Default", item->iDefaultValue, walk.Tag(), dataErrors);
+    CheckListed(*item, "Current", item->iCurrentValue, fields.Tag(), dataErrors);
+    CheckListed(*item, "Default", item->iDefaultValue, fields.Tag(), dataErrors);
     return item.release();
 }
 
 SetupItemTypeNumeric* ProtocollFields::ExtractIDInfo_TypeNumeric_Prot100(int& index, std::uint64_t& sum,
                                                                          std::uint64_t* dataErrors,
                                                                          OBJTYPE* type) {
-    OBJTYPE ignored = OBJTYPE_NONE;
-    ItemWalk walk(listFields, "ExtractIDInfo_TypeNumeric_Prot100", index, sum);
+    FieldReader fields(listFields, "ExtractIDInfo_TypeNumeric_Prot100", index, sum);
     auto item = std::make_unique<SetupItemTypeNumeric>();
-    ItemHead head{*item, OBJTYPE_ITEM_NUMERIC, KindOrIgnored(type, ignored)};
-    const bool complete = walk.Run(head.Steps(LogDescription(*item), LogAdditional(*item))) &&
-                          walk.Run({
-                              Float("MinValue ", item->fMinimum, "Extract MinValue Error"),
-                              Float("MaxValue ", item->fMaximum, "Extract MaxValue Error"),
-                              Float("StepValue ", item->fStep, "Extract StepValue Error"),
-                              Float("DefValue ", item->fDefault, "Extract DefValue Error"),
-                              Float("CurValue ", item->fCurrent, "Extract CurValue Error"),
-                          });
-    if (!complete) return nullptr;
+    fields.Write("Begin");
+    ReadHead(fields, *item, OBJTYPE_ITEM_NUMERIC, type, true, true);
+    item->fMinimum = Float(fields, "MinValue ", "Extract MinValue Error");
+    item->fMaximum = Float(fields, "MaxValue ", "Extract MaxValue Error");
+    item->fStep = Float(fields, "StepValue ", "Extract StepValue Error");
+    item->fDefault = Float(fields, "DefValue ", "Extract DefValue Error");
+    item->fCurrent = Float(fields, "CurValue ", "Extract CurValue Error");
     item->fValueToWrite = item->fCurrent;
-    CheckRanges(*item, walk.Tag(), dataErrors);
+    if (!fields.Ok()) return nullptr;
+    CheckRanges(*item, fields.Tag(), dataErrors);
     return item.release();
 }
 
 SetupItemTypeDateTime* ProtocollFields::ExtractIDInfo_TypeDateTime_Prot100(int& index, std::uint64_t& sum,
                                                                            std::uint64_t* /*dataErrors*/,
                                                                            OBJTYPE* type) {
-    const char* const notAValue = "Extract Current Date / Time Value Error";
-    OBJTYPE ignored = OBJTYPE_NONE;
-    ItemWalk walk(listFields, "ExtractIDInfo_TypeDateTime_Prot100", index, sum);
+    FieldReader fields(listFields, "ExtractIDInfo_TypeDateTime_Prot100", index, sum);
     auto item = std::make_unique<SetupItemTypeDateTime>();
-    ItemHead head{*item, OBJTYPE_ITEM_DATETIME, KindOrIgnored(type, ignored)};
-    const auto current = [&item, notAValue](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        if (field.iType != FTYPE_VSTRING_VALUE ||
-            !ParseDateTime(WithoutDelimiters(field.strText.c_str()), item->tCurrent))
-            return at.Fail(notAValue);
-        LogDateTime(at.Tag(), item->tCurrent);
-        return true;
-    };
-    const bool complete = walk.Run(head.Steps(LogDescription(*item), LogAdditional(*item))) &&
-                          walk.Run({Expect::Field(FieldStep::kAnyType | FieldStep::kFilled,
-                                                  "Extract Current Date / Time Error", current)});
-    if (!complete) return nullptr;
+    fields.Write("Begin");
+    ReadHead(fields, *item, OBJTYPE_ITEM_DATETIME, type, true, true);
+    const ProtocollFieldInfo& current = fields.TakeAny("Extract Current Date / Time Error");
+    if (current.strText.empty()) fields.Fail("Extract Current Date / Time Error");
+    if (current.iType != FTYPE_VSTRING_VALUE ||
+        !ParseDateTime(WithoutDelimiters(current.strText.c_str()), item->tCurrent))
+        fields.Fail("Extract Current Date / Time Value Error");
+    if (!fields.Ok()) return nullptr;
+    LogDateTime(fields.Tag(), item->tCurrent);
     item->tValueToWrite = item->tCurrent;
     return item.release();
 }
@@ -392,29 +289,18 @@ SetupItemTypeDateTime* ProtocollFields::ExtractIDInfo_TypeDateTime_Prot100(int& 
 SetupItemTypeString* ProtocollFields::ExtractIDInfo_TypeString_Prot100(int& index, std::uint64_t& sum,
                                                                        std::uint64_t* /*dataErrors*/,
                                                                        OBJTYPE* type) {
-    constexpr unsigned kFilledText = FieldStep::kText | FieldStep::kFilled;
-    OBJTYPE ignored = OBJTYPE_NONE;
-    ItemWalk walk(listFields, "ExtractIDInfo_TypeString_Prot100", index, sum);
+    FieldReader fields(listFields, "ExtractIDInfo_TypeString_Prot100", index, sum);
     auto item = std::make_unique<SetupItemTypeString>();
-    ItemHead head{*item, OBJTYPE_ITEM_STRING, KindOrIgnored(type, ignored)};
-    const auto mask = [&item](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        item->uiDataMask = static_cast<std::uint32_t>(field.iValue);
-        if (item->uiDataMask == 0) return at.Fail("DataMask can't be 0");
-        Log::WriteLogP(at.Tag(), "DataMask %u", static_cast<std::uint32_t>(item->uiDataMask));
-        return true;
-    };
-    // kept: the braces are logged as they stand
-    const bool complete = walk.Run(head.Steps(LogLiteral("Description : {0}"), LogAdditional(*item))) &&
-                          walk.Run({
-                              Length("MinLen ", item->iMinLength, "Extract MinLen Error"),
-                              Length("MaxLen ", item->iMaxLength, "Extract MaxLen Error"),
-                              Expect::Field(kFilledNumber, "Extract DataMask Error", mask),
-                              Expect::Field(kFilledText, "Extract DefValue Error", CopyTo(item->strDefault)),
-                              LogText("DefValue ", item->strDefault),
-                              Expect::Field(kFilledText, "Extract CurValue Error", CopyTo(item->strCurrent)),
-                              LogText("CurValue ", item->strCurrent),
-                          });
-    if (!complete) return nullptr;
+    fields.Write("Begin");
+    ReadHead(fields, *item, OBJTYPE_ITEM_STRING, type, false, true);
+    item->iMinLength = Length(fields, "MinLen ", "Extract MinLen Error");
+    item->iMaxLength = Length(fields, "MaxLen ", "Extract MaxLen Error");
+    const auto mask = static_cast<std::uint32_t>(Number(fields, "Extract DataMask Error").iValue);
+    if (mask == 0) fields.Fail("DataMask can't be 0");
+    fields.Say("DataMask %u", mask);
+    item->uiDataMask = mask;
+    FilledText(fields, item->strDefault, "DefValue ", "Extract DefValue Error");
+    FilledText(fields, item->strCurrent, "CurValue ", "Extract CurValue Error");
     CopyFixedText(item->strTextToWrite, item->strCurrent);
-    return item.release();
+    return fields.Complete(std::move(item)).release();
 }

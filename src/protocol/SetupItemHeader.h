@@ -7,7 +7,9 @@
 class SetupItemHeader {
  public:
     /// Appends a copy; a missing text adds nothing.
-    void AddTextLine(const char* text);
+    void AddTextLine(const char* text) {
+        if (text != nullptr) strLines.emplace_back(text);
+    }
 
     const std::vector<std::string>& GetTextLines() const { return strLines; }
 

@@ -1,6 +1,8 @@
 #include "protocol/StatusBitInfo.h"
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "protocol/FixedText.h"
@@ -54,4 +56,26 @@ bool StatusBitInfo::AddId(const char* text) {
 
 bool StatusBitInfo::AddSignal(const char* text) {
     return ParseOrLog("AddSignal", text, iSignalFamily);
+}
+
+void StatusBitList::Put(std::unique_ptr<StatusBitInfo> info) {
+    const auto same = std::find_if(listBits.begin(), listBits.end(), [&](const auto& known) {
+        return known->iByte == info->iByte && known->iBit == info->iBit;
+    });
+    if (same != listBits.end())
+        *same = std::move(info);
+    else
+        listBits.push_back(std::move(info));
+}
+
+std::vector<StatusBitInfo*> StatusBitList::InBitOrder(std::int32_t bytes) const {
+    // The list is sorted instead of looked up for each bit: a printer may announce any number of bytes.
+    std::vector<StatusBitInfo*> bits;
+    for (const auto& info : listBits)
+        if (info->iByte >= 1 && info->iByte <= bytes && info->iBit >= 0 && info->iBit <= 7)
+            bits.push_back(info.get());
+    std::stable_sort(bits.begin(), bits.end(), [](const StatusBitInfo* left, const StatusBitInfo* right) {
+        return std::pair(left->iByte, left->iBit) < std::pair(right->iByte, right->iBit);
+    });
+    return bits;
 }

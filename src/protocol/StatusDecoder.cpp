@@ -2,156 +2,97 @@
 #include <utility>
 #include <vector>
 
-#include "protocol/FieldWalk.h"
+#include "protocol/FieldReader.h"
 #include "protocol/FixedText.h"
 #include "protocol/RecordDecoders.h"
 #include "protocol/StatusData.h"
 #include "protocol/StatusInfoExtData.h"
 #include "protocol/StatusInfoGenData.h"
 #include "support/GenericFunctions.h"
-#include "support/Log.h"
 
 namespace {
 
 /// The four bytes of the general status, or the mask of its bits.
-FieldStep StatusBytes(Expect::Take store) {
+const ProtocollFieldInfo& StatusBytes(FieldReader& fields) {
     constexpr std::uint32_t kSize = 4;
-    return Expect::Data([store = std::move(store)](const ProtocollFieldInfo& field, FieldWalk& walk) {
-        if (field.uiRawSize == kSize) return store(field, walk);
-        Log::WriteLogP(walk.Tag(), "Buffer Size error: %u - %u", kSize, field.uiRawSize);
-        return false;
-    });
+    const ProtocollFieldInfo& bytes = fields.Data();
+    if (bytes.uiRawSize != kSize) {
+        fields.Say("Buffer Size error: %u - %u", kSize, bytes.uiRawSize);
+        fields.Fail();
+    }
+    return bytes;
 }
 
-/// Reads the printer's descriptions of its bits.
+template <class Record>
+void ReadStatusPorts(FieldReader& fields, Record& record) {
+    std::int32_t ways = 0;
+    fields.Int("StatusPorts : ", ways);
+    record.SetStatusPorts(ways);
+}
+
+/// A text that the bit's own parser reads.
+void Parse(FieldReader& fields, StatusBitInfo& bit, bool (StatusBitInfo::*parse)(const char*),
+           const char* failure) {
+    const ProtocollFieldInfo& text = fields.String();
+    if (fields.Ok() && !(bit.*parse)(text.strText.c_str())) fields.Fail(failure);
+}
+
+/// The printer's descriptions of its bits. `logsBit` false logs the braces of a format instead of the bit
+/// (kept).
 ///
 /// kept: byte and bit, identifier and family arrive with their delimiters and are parsed as they stand, so
 /// that a text such as <1|0> fails; only an answer without descriptions gives a record.
-class BitReader {
- public:
-    /// `logsBit` false logs the braces of a format instead of the bit (kept).
-    explicit BitReader(bool logsBit) : bLogsBit(logsBit) {}
-
-    std::vector<FieldStep> Steps() {
-        return {
-            Expect::Int("Number of bits to explain : ", iCount),
-            Expect::Repeat(
-                iCount,
-                {
-                    Parsed(&StatusBitInfo::AddByteBit, "Add Byte/Bit Error"),
-                    Expect::Note([this](const FieldWalk& walk) { LogByteBit(walk.Tag()); }),
-                    Parsed(&StatusBitInfo::AddId, "Add Bit ID Error"),
-                    LogNumber("Id : ", &StatusBitInfo::iID),
-                    Expect::Text(CopyTo(&StatusBitInfo::strDescription)),
-                    LogText("Description : ", &StatusBitInfo::strDescription),
-                    Expect::Flag(iHasMore),
-                    Expect::Repeat(iHasMore,
-                                   {Expect::Text(CopyTo(&StatusBitInfo::strAdditionalDescription))}),
-                    LogText("Additional Description : ", &StatusBitInfo::strAdditionalDescription),
-                    Parsed(&StatusBitInfo::AddSignal, "Add Signal Family Error"),
-                    LogNumber("Signal Family : ", &StatusBitInfo::iSignalFamily),
-                    Expect::Note([this](const FieldWalk&) { Keep(); }),
-                }),
-        };
-    }
-
-    /// Hands the descriptions over to `record`.
-    template <class Record>
-    void GiveTo(Record& record) {
-        std::vector<StatusBitInfo*> list;
-        list.reserve(listBits.size());
-        for (auto& info : listBits) list.push_back(info.release());
-        record.AddStatusBitInfoList(list);
-    }
-
- private:
-    using Text = char (StatusBitInfo::*)[512];
-
-    FieldStep Parsed(bool (StatusBitInfo::*parse)(const char*), const char* failure) {
-        return Expect::String([this, parse, failure](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-            return ((current.*parse)(field.strText.c_str())) || walk.Fail(failure);
-        });
-    }
-
-    Expect::Take CopyTo(Text member) {
-        return [this, member](const ProtocollFieldInfo& field, const FieldWalk&) {
-            CopyFixedText(current.*member, field.strText.c_str());
-            return true;
-        };
-    }
-
-    FieldStep LogText(const char* label, Text member) {
-        return Expect::Note([this, label, member](const FieldWalk& walk) {
-            Log::WriteLogP(walk.Tag(), "%s%s", label, current.*member);
-        });
-    }
-
-    FieldStep LogNumber(const char* label, std::int32_t StatusBitInfo::*member) {
-        return Expect::Note([this, label, member](const FieldWalk& walk) {
-            Log::WriteLogP(walk.Tag(), "%s%d", label, current.*member);
-        });
-    }
-
-    void LogByteBit(const char* tag) const {
-        Log::WriteLogP(tag, "Byte : %d", current.iByte);
-        if (bLogsBit)
-            Log::WriteLogP(tag, "Bit : %d", current.iBit);
-        else
-            Log::WriteLog(tag, "Bit : {0}");
-    }
-
-    void Keep() {
-        listBits.push_back(std::make_unique<StatusBitInfo>(current));
-        current = {};
-    }
-
-    bool bLogsBit;
-    std::int32_t iCount = 0;
-    std::int32_t iHasMore = 0;
-    StatusBitInfo current;
-    std::vector<std::unique_ptr<StatusBitInfo>> listBits;
-};
-
 template <class Record>
-FieldStep StatusPorts(Record& record) {
-    return Expect::Int([&record](const ProtocollFieldInfo& field, const FieldWalk& walk) {
-        record.SetStatusPorts(field.iValue);
-        Log::WriteLogP(walk.Tag(), "StatusPorts : %d", field.iValue);
-        return true;
-    });
+void ReadBits(FieldReader& fields, bool logsBit, Record& record) {
+    std::vector<std::unique_ptr<StatusBitInfo>> bits;
+    std::int32_t count = 0;
+    fields.Int("Number of bits to explain : ", count);
+    for (std::int32_t i = 0; i < count && fields.Ok(); ++i) {
+        auto bit = std::make_unique<StatusBitInfo>();
+        Parse(fields, *bit, &StatusBitInfo::AddByteBit, "Add Byte/Bit Error");
+        fields.Say("Byte : %d", bit->iByte);
+        if (logsBit)
+            fields.Say("Bit : %d", bit->iBit);
+        else
+            fields.Write("Bit : {0}");
+        Parse(fields, *bit, &StatusBitInfo::AddId, "Add Bit ID Error");
+        fields.Say("Id : %d", bit->iID);
+        CopyFixedText(bit->strDescription, fields.Text().strText.c_str());
+        fields.Say("Description : %s", bit->strDescription);
+        if (fields.Int() != 0) CopyFixedText(bit->strAdditionalDescription, fields.Text().strText.c_str());
+        fields.Say("Additional Description : %s", bit->strAdditionalDescription);
+        Parse(fields, *bit, &StatusBitInfo::AddSignal, "Add Signal Family Error");
+        fields.Say("Signal Family : %d", bit->iSignalFamily);
+        bits.push_back(std::move(bit));
+    }
+    if (!fields.Ok()) return;
+    for (auto& bit : bits) record.AddStatusBitInfo(bit.release());
 }
 
 }  // namespace
 
-std::unique_ptr<StatusInfoGenData> DecodeStatusInfoGen(FieldWalk& walk) {
+std::unique_ptr<StatusInfoGenData> DecodeStatusInfoGen(FieldReader& fields) {
     auto record = std::make_unique<StatusInfoGenData>();
-    BitReader bits(true);
-    const auto mask = [&record](const ProtocollFieldInfo& field, const FieldWalk& at) {
-        record->uiSupportedMask = GenericFunctions::ConvertByteBufferToULong4(field.pRawData.get());
-        Log::WriteLogP(at.Tag(), "Bit mask supported : 0x%08x",
-                       static_cast<std::uint32_t>(record->uiSupportedMask));
-        return true;
-    };
-    if (!walk.Run({StatusPorts(*record), StatusBytes(mask)}) || !walk.Run(bits.Steps())) return nullptr;
-    bits.GiveTo(*record);
-    return record;
+    ReadStatusPorts(fields, *record);
+    const ProtocollFieldInfo& mask = StatusBytes(fields);
+    if (fields.Ok())
+        record->uiSupportedMask = GenericFunctions::ConvertByteBufferToULong4(mask.pRawData.get());
+    fields.Say("Bit mask supported : 0x%08x", static_cast<std::uint32_t>(record->uiSupportedMask));
+    ReadBits(fields, true, *record);
+    return fields.Complete(std::move(record));
 }
 
-std::unique_ptr<StatusInfoExtData> DecodeStatusInfoExt(FieldWalk& walk) {
+std::unique_ptr<StatusInfoExtData> DecodeStatusInfoExt(FieldReader& fields) {
     auto record = std::make_unique<StatusInfoExtData>();
-    BitReader bits(false);
-    const FieldStep size = Expect::Int("Number of bytes of extended status : ", record->iNumBytes);
-    if (!walk.Run({StatusPorts(*record), size}) || !walk.Run(bits.Steps())) return nullptr;
-    bits.GiveTo(*record);
-    return record;
+    ReadStatusPorts(fields, *record);
+    fields.Int("Number of bytes of extended status : ", record->iNumBytes);
+    ReadBits(fields, false, *record);
+    return fields.Complete(std::move(record));
 }
 
-std::unique_ptr<StatusData> DecodeStatus(FieldWalk& walk) {
+std::unique_ptr<StatusData> DecodeStatus(FieldReader& fields) {
     auto status = std::make_unique<StatusData>();
-    const auto store = [&status](const ProtocollFieldInfo& field, const FieldWalk&) {
-        status->pData.assign(field.pRawData.get(), field.pRawData.get() + field.uiRawSize);
-        return true;
-    };
-    if (!walk.Run({StatusBytes(store)})) return nullptr;
-    return status;
+    const ProtocollFieldInfo& bytes = StatusBytes(fields);
+    status->pData.assign(bytes.pRawData.get(), bytes.pRawData.get() + bytes.uiRawSize);
+    return fields.Complete(std::move(status));
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "protocol/StatusBitList.h"
+#include "protocol/StatusBitInfo.h"
 #include "protocol/StatusWayPorts.h"
 
 /// What the bits of the general status mean: the standard bits, and those that the printer describes itself.

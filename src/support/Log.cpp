@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -79,12 +78,16 @@ void Log::WriteLog(const char* tag, const char* text) {
 }
 
 void Log::WriteLogP(const char* tag, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    WriteLogV(tag, format, arguments);
+    va_end(arguments);
+}
+
+void Log::WriteLogV(const char* tag, const char* format, std::va_list arguments) {
     if (!Enabled()) return;
     std::array<char, kFormattedSize> text{};
-    va_list arguments;
-    va_start(arguments, format);
     const int size = std::vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
     // A line feed at the end is the format's own or an argument's, which ends no line.
     const std::string_view own(format);
     if (own.empty() || own.back() != '\n' || size >= static_cast<int>(text.size())) {

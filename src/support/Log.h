@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -22,6 +23,8 @@ class Log {
     /// The same with the text made by printf rules; only a line feed of the format's own ends it. Braces mean
     /// nothing: "{0}" is logged as it stands.
     static void WriteLogP(const char* tag, const char* format, ...) __attribute__((format(printf, 2, 3)));
+    static void WriteLogV(const char* tag, const char* format, std::va_list arguments)
+        __attribute__((format(printf, 2, 0)));
 
     static void Write(const char* tag, const std::string& text);
 
