@@ -84,6 +84,10 @@ bool CComPort::Drain() {
     return true;
 }
 
+bool CComPort::ConnectionBroke() const {
+    return std::strcmp(szLastError, kConnectionBroke) == 0;
+}
+
 unsigned int CComPort::WritePackets(const unsigned char* buf, unsigned int len, int wait, int packetSize,
                                     unsigned int* err) {
     static const char* const tag = "WritePackets";

@@ -27,6 +27,8 @@ class CComPort {
  public:
     /// What a serial read may bring whatever was asked.
     static constexpr std::size_t kReadSlack = 1024;
+    /// `szLastError` of a connection that broke under a write.
+    static constexpr char kConnectionBroke[] = "EthWrite Error";
 
     CComPort() = default;
     CComPort(const CComPort&) = delete;
@@ -62,6 +64,9 @@ class CComPort {
     /// reason in `szLastError`. Does not wait when it has arrived already. The base's answer is true, which
     /// is USB's too: a bulk transfer ends only when the device has taken its bytes.
     virtual bool Drain();
+
+    /// Whether the last operation failed because its connection broke under what was written.
+    bool ConnectionBroke() const;
 
     /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration.
     unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) {

@@ -201,7 +201,7 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
 }
 
 void CComPortEth::FailWrite() {
-    SetPortText(szLastError, "EthWrite Error");
+    SetPortText(szLastError, kConnectionBroke);
     Close();
 }
 

@@ -190,8 +190,11 @@ bool UpgradePrinter_ModeU1::SendGroupWithRetries(CComPort& port, const FirmwareI
             SleepSeconds(3, iTimem);
             return true;
         }
+        const bool broke = port.ConnectionBroke();
         if (IsFatal(err)) return false;
         ReportFailedTry(err, ++retries);
+        // What was begun over one connection is not sent over another: the printer may have half of it.
+        if (broke) return false;
         SleepSeconds(1, iTimem);
     }
     return false;
