@@ -19,6 +19,7 @@
 #include "printer/PrinterComm.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
+#include "support/Text.h"
 
 // The operations below are what the tests of the command line call; the program enters through `main` alone.
 void parse_args(int argc, char** argv);
@@ -43,14 +44,6 @@ namespace {
 constexpr const char* kRelease = "1.10";
 constexpr int kFailure = -1;
 constexpr std::size_t kTextSize = 8192;
-
-/// Copies `text` into a buffer of N characters, cut where it does not fit.
-template <std::size_t N>
-void CopyText(char (&to)[N], std::string_view text) {
-    const std::size_t length = text.size() < N ? text.size() : N - 1;
-    std::memset(to, 0, N);
-    std::memcpy(to, text.data(), length);
-}
 
 void PrintUsage(const char* program) {
     std::printf("usage: %s --version\n", program);

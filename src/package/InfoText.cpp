@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/TerminalText.h"
+#include "support/Text.h"
 
 InfoText::InfoText(const char* text, std::size_t size) : text_(text, strnlen(text, size)) {}
 

@@ -1,5 +1,6 @@
 #include "support/Clock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -32,7 +33,6 @@ class SystemClock final : public Clock {
 
 Clock* installed = nullptr;
 
-// A multiplier is any int that the command line named: the wait ends at some 24 days whatever was asked.
 constexpr std::int64_t kLongestSleepMs = INT32_MAX;
 
 }  // namespace
@@ -46,13 +46,7 @@ void Clock::Install(Clock* clock) {
     installed = clock;
 }
 
-void SleepMs(std::int64_t ms, std::int64_t multiplier) {
-    std::int64_t product = 0;
-    if (__builtin_mul_overflow(ms, multiplier, &product) || product > kLongestSleepMs)
-        product = kLongestSleepMs;
-    if (product > 0) Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(product) * 1000);
-}
-
-void SleepSeconds(std::int64_t seconds, std::int64_t multiplier) {
-    SleepMs(seconds * 1000, multiplier);
+void Sleep(Wait wait) {
+    const std::int64_t ms = std::min(wait.Ms(), kLongestSleepMs);
+    if (ms > 0) Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(ms) * 1000);
 }

@@ -35,8 +35,50 @@ class Clock {
     static void Install(Clock* clock);
 };
 
-/// Waits `ms` × `multiplier` milliseconds. The product is taken in 64 bits; below 1 it does not wait.
-void SleepMs(std::int64_t ms, std::int64_t multiplier = 1);
+/// A wait of `ms` milliseconds times the run's time-out multiplier: any int that the command line named. The
+/// product is bounded by 64 bits; a factor below 1 means no wait.
+struct Wait {
+    std::int64_t ms = 0;
+    std::int64_t timem = 1;
 
-/// Waits `seconds` × `multiplier` seconds, as SleepMs.
-void SleepSeconds(std::int64_t seconds, std::int64_t multiplier = 1);
+    std::int64_t Ms() const {
+        std::int64_t product = 0;
+        if (ms < 1 || timem < 1) return 0;
+        return __builtin_mul_overflow(ms, timem, &product) ? INT64_MAX : product;
+    }
+};
+
+/// Waits on the clock in force, some 24 days at most.
+void Sleep(Wait wait);
+
+/// The moment at which a wait that begins now is over, whatever the wall clock does meanwhile.
+class Deadline {
+ public:
+    explicit Deadline(Wait wait) : endUs_(NowUs()) {
+        std::int64_t us = 0;
+        if (__builtin_mul_overflow(wait.Ms(), 1000, &us) || __builtin_add_overflow(endUs_, us, &endUs_)) {
+            endUs_ = INT64_MAX;
+        }
+    }
+    explicit Deadline(std::int64_t ms, std::int64_t timem = 1) : Deadline(Wait{ms, timem}) {}
+
+    bool IsOver() const { return NowUs() >= endUs_; }
+
+    /// What is left, a part of a millisecond taken as a whole one; 0 when it is over.
+    std::int64_t LeftMs() const {
+        const std::int64_t leftUs = endUs_ - NowUs();
+        return leftUs <= 0 ? 0 : (leftUs - 1) / 1000 + 1;
+    }
+
+ private:
+    static std::int64_t NowUs() { return static_cast<std::int64_t>(Clock::Get().MonotonicUs()); }
+
+    std::int64_t endUs_;
+};
+
+inline void SleepMs(std::int64_t ms, std::int64_t timem = 1) {
+    Sleep({ms, timem});
+}
+inline void SleepSeconds(std::int64_t seconds, std::int64_t timem = 1) {
+    Sleep({seconds * 1000, timem});
+}

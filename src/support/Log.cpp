@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "support/Clock.h"
-#include "support/TerminalText.h"
+#include "support/Text.h"
 
 std::uint32_t Log::m_dwLogType = 0;
 bool Log::m_bLogDataToo = false;
@@ -94,6 +94,19 @@ void Log::WriteLogV(const char* tag, const char* format, std::va_list arguments)
         BlankControls(text.begin(), std::find(text.begin(), text.end(), '\0'));
     }
     WriteLog(tag, text.data());
+}
+
+bool Log::Fail(const char* tag, const char* text) {
+    WriteLog(tag, text);
+    return false;
+}
+
+bool Log::FailP(const char* tag, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    WriteLogV(tag, format, arguments);
+    va_end(arguments);
+    return false;
 }
 
 void Log::Write(const char* tag, const std::string& text) {

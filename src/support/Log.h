@@ -28,6 +28,10 @@ class Log {
 
     static void Write(const char* tag, const std::string& text);
 
+    /// WriteLog and WriteLogP for an operation that ends with the line: always false.
+    static bool Fail(const char* tag, const char* text);
+    static bool FailP(const char* tag, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
     /// A stamped line followed by a hex dump of `length` bytes, 16 a row.
     static void WriteLogData(const char* tag, const char* text, const unsigned char* data,
                              unsigned int length);
