@@ -63,8 +63,7 @@ TEST(ComPortRs232, InitChecksRateAndFlowControl) {
         EXPECT_EQ(line.c_cflag, CS8 | CREAD | CLOCAL | row.control) << row.baudrate;
         EXPECT_EQ(line.c_iflag, row.input);
         EXPECT_EQ(line.c_oflag | line.c_lflag, 0U);  // raw: no byte is changed or echoed
-        EXPECT_EQ(std::pair(port.iBaudrate, port.iFlowControl),
-                  std::pair(row.baudrate, row.flowcontrol));
+        EXPECT_EQ(std::pair(port.iBaudrate, port.iFlowControl), std::pair(row.baudrate, row.flowcontrol));
     }
     for (const auto& [baudrate, flowcontrol] : {std::pair{300, 1}, {9600, 3}, {9600, -1}}) {
         LogCapture log;

@@ -15,6 +15,7 @@
 #include "harness/VirtualClock.h"
 #include "port/DescriptorWait.h"
 #include "port/ReadPacer.h"
+#include "port/TextIo.h"
 
 namespace {
 
@@ -97,13 +98,19 @@ TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
         port.failingWrite = 3;
         port.failure = row.failure;
         port.uiWPacketSize = 1000;
-        const std::vector<unsigned char> data(40);
+        const std::string data = Pattern(40);
         unsigned int err = 9;
-        EXPECT_EQ(port.WritePackets(data.data(), row.length, row.wait, row.packetSize, &err),
+        EXPECT_EQ(port.WritePackets(reinterpret_cast<const unsigned char*>(data.data()), row.length, row.wait,
+                                    row.packetSize, &err),
                   row.err != 0 ? 0 : row.length);
         EXPECT_EQ(err, row.err);
         std::vector<std::size_t> packets;
-        for (const std::string& packet : port.writes) packets.push_back(packet.size());
+        std::string written;
+        for (const std::string& packet : port.writes) {
+            packets.push_back(packet.size());
+            written += packet;
+        }
+        EXPECT_EQ(written, data.substr(0, written.size()));
         EXPECT_EQ(packets, row.packets);
         EXPECT_EQ(port.clock.WaitedUs(), row.waited * 1000);
         EXPECT_EQ(port.uiWPacketSize, 1000U);
@@ -161,7 +168,7 @@ TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
         {{"\x03<DATABYTES>", "</DATABYTES>", "\x03"}, "\x03<DATABYTES></DATABYTES>\x03"},
         {{"</DATABYTES>\x03 and more"}, "</DATABYTES>\x03 and more"},
         {{"", "", "ab", "\x03"}, "ab\x03"},
-        {{"", "<DATABYTES>\x03", "", "</DATABYTES>", ""}, "null"}};
+        {{"", "<DATABYTES>\x03", "", "</DATABYTES>", "", "\x03"}, "null"}};
     for (const auto& [reads, answer] : rows) EXPECT_EQ(AnswerOf(reads), answer);
     for (const unsigned int ms : {0U, 300U}) {
         QueuePort port;
