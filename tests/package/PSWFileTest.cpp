@@ -1,122 +1,188 @@
+// A package from its bytes to what it delivers.
 #include "package/PSWFile.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
+#include <regex>
+#include <sstream>
 #include <tuple>
 
 #include "harness/LogCapture.h"
 #include "package/EncryptionPSW.h"
-#include "package/ModuleBytes.h"
 #include "package/PSWHeaderFonts.h"
 #include "package/PSWHeaderLogos.h"
+#include "package/PackageBytes.h"
 
 namespace {
 
 const Bytes kPayload = Counting(600);
-const Bytes kStart = PrinterRecord(true) + SoftwareRecord(true);
 
-template <class Header>
-Bytes Data(const Header& header) {
-    return header.pData == nullptr ? Bytes()
-                                   : Bytes(header.pData.get(), header.pData.get() + header.DataSize());
+/// A header record of 32 bytes: the marker, then zeros, then what is put at an offset.
+Bytes Record(const std::string& marker, std::size_t offset = 1, const Bytes& put = {}) {
+    Bytes record = BytesOf(marker);
+    record.resize(32, 0);
+    std::copy(put.begin(), put.end(), record.begin() + static_cast<std::ptrdiff_t>(offset));
+    return record;
 }
 
-/// A header of the package that is the first of its type.
-template <class Header>
-Header& First(PSWFile& package, HTYPE type) {
-    const std::unique_ptr<std::vector<PSWHeader*>> headers(package.GetHeaders(type));
-    return dynamic_cast<Header&>(*headers->at(0));
+Bytes ModuleRecord(char kind, std::uint64_t address, std::uint64_t size) {
+    return With(With(Record(std::string("m") + kind), 4, 4, address), 8, 4, size);
+}
+
+Bytes PrinterRecord(bool newForm, unsigned char key = 0) {
+    // release 123, a date with a command for the terminal
+    return Record("P", 11,
+                  BytesOf("12307\x1B"
+                          "324\x01\x3CP") +
+                      With({key, '1', 0x77}, 1, 1, newForm ? '2' : '1'));
+}
+
+/// The two records of a package with the identity 1, 2, 3.
+Bytes Start(bool newForm, unsigned char key = 0) {
+    return PrinterRecord(newForm, key) +
+           Record(newForm ? "s" : "S", newForm ? 11 : 6, {0xAA, 0, 1, 0, 2, 0, 3});
+}
+
+Bytes Bin(bool newForm, const Bytes& payload) {
+    const std::size_t size = payload.size();
+    return (newForm ? With(Bytes{'?', 0, 0, 0, 0}, 1, 4, size)
+                    : With(Bytes{'@', 0, 0, 0, 2, 0, 0, 16}, 1, 3, size)) +
+           payload;
 }
 
 bool Load(PSWFile& package, const Bytes& bytes, bool requireUpgradeFields = true) {
     return package.LoadPSWFromFile(TemporaryFile(bytes).Name(), requireUpgradeFields);
 }
 
-Lines ScanLines(const Bytes& bytes, bool loaded) {
+Lines Log(const Bytes& bytes, bool loaded) {
     PSWFile package;
     LogCapture log;
     EXPECT_EQ(Load(package, bytes), loaded);
-    return log.Take("ScanForHeadersAndFields");
+    Lines lines;
+    for (const std::string& line : log.Take()) lines.push_back(line.substr(line.find(']') + 1));
+    lines.erase(lines.begin());
+    return lines;
 }
 
-TEST(PSWFile, LogsEachRecordThatItFinds) {
-    const Bytes file = kStart + Record('l') + Record('F') + Record('u') + Record('b') + Record('d') +
-                       ModuleRecord('d', 261, 0) + NewBin(BytesOf(std::string(60, 'P')));  // none a marker
-    EXPECT_EQ(Joined(ScanLines(file, true)),
-              "Search Headers:|Found 1 (HEADER PRINTER)|Found 2 (HEADER SOFTWARE)|Found PSWHeaderUpgrade|"
-              "Found 3 (HEADER LOGOS)|Found 4 (HEADER FONTS)|Found 5 (HEADER USBLOADER)|"
-              "Found 6 (HEADER BOOTLOADER)|Found 7 (HEADER GENERICDATA)|Found 8 (HEADER MODULE)|"
-              "Found 10 (HEADER BIN)|Found 10 Headers");
+// Bytes that tell their place: the one at offset n is 'A' + n ("B" at 1, "`" at 31). A field that is read
+// from a wrong place, or is a byte too long or too short, shows another value.
+Bytes Telling(const std::string& markers, std::size_t offset = 1, const std::string& put = "B") {
+    Bytes records;
+    for (const char marker : markers) {
+        Bytes record = Record({marker}, offset, BytesOf(put));
+        for (std::size_t i = 1; i < record.size(); ++i)
+            if (i < offset || i >= offset + put.size()) record[i] = static_cast<unsigned char>('A' + i);
+        records = std::move(records) + record;
+    }
+    return records;
+}
+
+// What is said of a package of each form with records of every kind.
+const char* const kNewLog = R"(Search Headers:|Found 1 (HEADER PRINTER)|strPrinterModel: BCDEFGHI|
+strReleaseHW: JK|strReleasePSW: LMN|strCreationDate: OPQRST|iNumBanksVectorInterrupt: 85|iGSILow: 86|
+cComPortType: 0|iScrambleByte: 88|iPswType: 1|iGSIHight: 90|uiChecksum: -1|Found 2 (HEADER SOFTWARE)|
+iPswType: 1|uiAddrStart: 1145390663|strRelHeaderSupp: HIJ|strHeaderType: K|bex: 170|Found PSWHeaderUpgrade|
+iPswType: 1|iIDFamily: 19790|iIDModel: 20304|iIDCustomization: 20818|Found 3 (HEADER LOGOS)|iPswType: 1|
+iNumLogo: 66|iTotLogos: 67|iDotSizeX: 17477|iDotSizeY: 17991|uiAddrStart: 1212762699|iNumColors: 76|
+strRelHeaderSupp: MNO|strHeaderType: P|Found 4 (HEADER FONTS)|iPswType: 1|iNumFont: 66|iTotFonts: 67|
+iFontSizeX: 68|iFontSizeY: 69|iFontAsciiStart: 70|iFontAsciiEnd: 71|uiAddrStart: 1212762699|iFontOrient: 76|
+iMarginLeft: -2|iMarginRight: -1|iMarginUp: -128|iMarginDown: -127|iSort: 81|strFontName: RSTUVWXY|
+iNumModuleParent: 90|strRelHeaderSupp: [\]|strHeaderType: ^|Found 5 (HEADER USBLOADER)|
+uiAddrStart: 1111704645|strRelHeaderSupp: 4605768|strHeaderType: 73|Found 6 (HEADER BOOTLOADER)|
+uiAddrStart: 1111704645|strRelHeaderSupp: 4605768|strHeaderType: 73|Found 7 (HEADER GENERICDATA)|iBlock: 66|
+iTotBlocks: 67|uiAddrStart: 1145390663|strRelHeaderSupp: HIJ|strHeaderType: K|@0@1@2@3@4@5@7@6iNumBank: 19790|
+uiBankDim: 5197905|Found 10 (HEADER BIN)|iPswType: 1||uiBinLength: 1|iStartDataIntoFile: 485|
+Found 17 Headers|Logo 66 does not lie in the payload: left empty|
+Font 66 does not lie in the payload: left empty|
+Module 67: 1229605708 bytes from 1162233672 do not lie in the package|ERROR ExtractData)";
+const char* const kOldLog = R"(Search Headers:|Found 1 (HEADER PRINTER)|strPrinterModel: BCDEFGHI|
+strReleaseHW: JK|strReleasePSW: LMN|strCreationDate: OPQRST|iNumBanksVectorInterrupt: 85|iGSILow: 86|
+cComPortType: 2|iScrambleByte: 88|iPswType: 0|iGSIHight: 90|uiChecksum: 1532779870|
+Found 2 (HEADER SOFTWARE)|iPswType: 0|iNumBank: 66|iNumTotBanks: 67|uiAddrStart: 4474182|bex: 170|
+Found PSWHeaderUpgrade|iPswType: 0|iIDFamily: 18505|iIDModel: 19019|iIDCustomization: 19533|
+Found 3 (HEADER LOGOS)|iPswType: 0|iNumLogo: 66|iTotLogos: 67|iDotSizeX: 17477|iDotSizeY: 17991|
+uiAddrStart: 4737354|iNumColors: 75|Found 4 (HEADER FONTS)|iPswType: 0|iNumFont: 66|iTotFonts: 67|
+iFontSizeX: 68|iFontSizeY: 69|iFontAsciiStart: 70|iFontAsciiEnd: 71|uiAddrStart: 4737354|iFontOrient: 75|
+iMarginLeft: -128|iMarginRight: -1|iMarginUp: 127|iMarginDown: 0|iSort: 80|Found 10 (HEADER BIN)|iPswType: 0||
+uiBinLength: 1|iNumBanks: 69|uiBinSize: 4605768|iStartDataIntoFile: 136|Found 6 Headers|
+Logo 66 does not lie in the payload: left empty|Font 66 does not lie in the payload: left empty)";
+
+TEST(PSWFile, LogsEveryFieldAndNamesTheOneThatIsCut) {
+    Bytes newForm = Telling("P", 22, "SX2Z\xFF\xFF\xFF\xFF") + Telling("s", 11, "\xAA") + Telling("l") +
+                    Telling("f", 12, "\xFE\xFF\x80\x81") + Telling("ubd");
+    for (const char kind : {'f', 'C', 'd', 'u', 'b', 'B', 'l', 's'})
+        newForm = newForm + Telling("m", 1, {kind});
+    const Bytes oldForm = Telling("P", 22, "W") + Telling("S", 6, "\xAA") + Telling("L") +
+                          Telling("F", 11, std::string("\x80\xFF\x7F\0", 4)) +
+                          Slice(Telling("@", 1, std::string("\0\0\1", 3)), 0, 9);
+    const std::tuple<Bytes, bool, const char*> packages[] = {{newForm + Bin(true, {'x'}), false, kNewLog},
+                                                             {oldForm, true, kOldLog}};
+    for (const auto& [file, loaded, text] : packages) {
+        const Lines whole = Log(file, loaded);
+        const std::string module =
+            "Found 8 (HEADER MODULE)|modModuleID: $&|iNumModule: 67|iTotModules: 68|"
+            "uiAddrStart: 1162233672|uiModuleSize: 1229605708|";
+        std::string expected = std::regex_replace(text, std::regex("\n"), "");
+        expected = std::regex_replace(expected, std::regex("@."), module);
+        EXPECT_EQ(Joined(whole), std::regex_replace(expected, std::regex("@"), ""));
+        for (std::size_t length = 0; length < file.size(); ++length) {
+            // Read like the whole file, up to the field that is cut.
+            const Lines cut = Log(Slice(file, 0, length), false);
+            const std::size_t known = cut.back().find(" lies outside the file");
+            if (known != std::string::npos)
+                EXPECT_EQ(whole.at(cut.size() - 1).find(cut.back().substr(0, known) + ":"), 0U) << length;
+            else
+                EXPECT_THAT(cut.back(), testing::ContainsRegex("^(ERROR S|The pay)")) << length;
+        }
+    }
 }
 
 TEST(PSWFile, RefusesWhatIsNoCompletePackage) {
     const Bytes printer = PrinterRecord(true);
-    const Bytes software = SoftwareRecord(true);
-    const Bytes bin = NewBin(BytesOf("payload"));
+    const Bytes software = Record("s");
+    const Bytes bin = Bin(true, kPayload);
     const char* const noPrinter = "ERROR Searching Header 1 (HEADER PRINTER)";
     const char* const noSoftware = "ERROR Searching Header 2 (HEADER SOFTWARE)";
-    Bytes many = kStart;
-    for (int i = 0; i < 4097; ++i) many = std::move(many) + Record('d');
+    const auto start = [&](std::size_t length) { return Slice(printer + software + bin, 0, length); };
+    Bytes many = Start(true);
+    for (int i = 0; i < 4097; ++i) many = std::move(many) + Record("d");
     const Bytes payload(1 << 20, 'x');
-    Bytes copies = kStart;  // each of 100 modules is the whole payload of 1 MiB
+    Bytes copies = Start(true);  // each of 100 modules is the whole payload of 1 MiB
     for (int i = 0; i < 100; ++i)
         copies = std::move(copies) + ModuleRecord('d', 102 * 32 + 5, payload.size());
     const std::pair<Bytes, const char*> cases[] = {
         {{}, noPrinter},
         {BytesOf("x") + printer + software + bin, noPrinter},
-        {printer + Record('x') + software + bin, noSoftware},
+        {printer + Record("x") + software + bin, noSoftware},
         {printer + printer + software + bin, noPrinter},
         {printer + software + software + bin, noSoftware},
-        {printer + software + Record('\0') + bin, "ERROR Searching Header 10 (HEADER BIN)"},
-        {printer + software + ModuleRecord('d', 0, 1) + bin, "ERROR ExtractData"},
+        {printer + software + Record("\0") + bin, "ERROR Searching Header 10 (HEADER BIN)"},
+        {start(668), "The payload of 600 bytes from 69 does not lie in the file of 668 bytes"},
+        {printer + software + bin, "This PSW doesn't contain the Upgrade fields"},
         {many + bin, "ERROR Searching Header: more than 4096 headers"},
-        {copies + NewBin(payload), "ERROR ExtractData"},
-    };
-    for (const auto& [file, lastLine] : cases) EXPECT_EQ(ScanLines(file, false).back(), lastLine);
-
-    for (const bool newForm : {true, false}) {
-        const Bytes whole = PrinterRecord(newForm, 7) + SoftwareRecord(newForm) +
-                            ModuleRecord('f', 3 * 32 + (newForm ? 5 : 8), 600) +
-                            (newForm ? NewBin(kPayload) : OldBin(kPayload));
-        PSWFile package;
-        EXPECT_TRUE(Load(package, whole));
-        for (std::size_t length = 0; length < whole.size(); ++length)
-            EXPECT_FALSE(Load(package, Slice(whole, 0, length))) << length;
-    }
-    const Bytes nameless = PrinterRecord(true) + Record('s') + NewBin(kPayload);
+        {copies + Bin(true, payload), "ERROR ExtractData"}};
+    for (const auto& [file, lastLine] : cases) EXPECT_EQ(Log(file, false).back(), lastLine);
     PSWFile package;
-    EXPECT_TRUE(Load(package, nameless, false));
-    LogCapture log;
-    EXPECT_FALSE(Load(package, nameless, true));
-    EXPECT_EQ(log.Take("LoadPSW"), Lines{"This PSW doesn't contain the Upgrade fields"});
+    EXPECT_TRUE(Load(package, start(669), false));
 }
 
 TEST(PSWFile, ListsWhatThePackageDelivers) {
-    const struct {
-        std::string kinds;
-        bool newForm;
-        int content;
-        std::vector<PSWCOMPONENTS> components;
-    } cases[] = {
-        {"", true, 1, {0}},
-        {"", false, 1, {0, 0}},
-        {"fCdlubxs", true, 7, {0, 0x2002, 0x2002, 0x2004, 0x3008, 0x3010, 0x3010, 0x3010, 0}},
-        {"d", true, 5, {0, 0x2004}},
-        {"f", false, 1, {0, 0x2002, 0}},  // an old package counts as firmware only
-    };
-    PSWFile package;  // loading again starts afresh
-    for (const auto& each : cases) {
-        Bytes file = PrinterRecord(each.newForm) + SoftwareRecord(each.newForm);
-        for (const char kind : each.kinds)
-            file = file + ModuleRecord(kind, 64 + 32 * each.kinds.size() + 8, 0);
-        ASSERT_TRUE(Load(package, file + OldBin(kPayload))) << each.kinds;
-        EXPECT_EQ(package.iPswType, each.newForm ? 1 : 0);
-        EXPECT_EQ(package.iContentMask, each.content) << each.kinds;
-        ASSERT_EQ(package.pswComponents.Size(), static_cast<int>(each.components.size())) << each.kinds;
-        for (int i = 0; i < package.pswComponents.Size(); ++i)
-            EXPECT_EQ(package.pswComponents.Get(i), each.components[static_cast<std::size_t>(i)]) << i;
+    const std::tuple<std::string, bool, std::string> cases[] = {
+        // the modules' letters; form, content and components
+        {"", true, "1 1 0"},
+        {"", false, "0 1 0 0"},
+        {"fCdlubxs", true, "1 7 0 2002 2002 2004 3008 3010 3010 3010 0"},
+        {"d", true, "1 5 0 2004"},
+        {"f", false, "0 1 0 2002 0"}};  // an old package counts as firmware only
+    PSWFile package;                    // loading again starts afresh
+    for (const auto& [kinds, newForm, listed] : cases) {
+        Bytes file = Start(newForm);
+        for (const char kind : kinds) file = file + ModuleRecord(kind, 64 + 32 * kinds.size() + 8, 0);
+        ASSERT_TRUE(Load(package, file + Bin(false, kPayload))) << kinds;
+        std::ostringstream text;
+        text << package.iPswType << ' ' << package.iContentMask << std::hex;
+        for (int i = 0; i < package.pswComponents.Size(); ++i) text << ' ' << package.pswComponents.Get(i);
+        EXPECT_EQ(text.str(), listed) << kinds;
     }
 }
 
@@ -126,142 +192,180 @@ TEST(PSWFile, DescramblesPayloadAndStatusByteOnce) {
         EncryptionPSW::EncryptionBuffer(key, scrambled.data(), 0, static_cast<int>(scrambled.size()));
         const auto byte = static_cast<unsigned char>(key);
         PSWFile package;
-        ASSERT_TRUE(Load(package, With(With(PrinterRecord(true, byte), 21, 1, 0x3C), 25, 1, 0x77) +
-                                      SoftwareRecord(true) + NewBin(scrambled)));
-        EXPECT_EQ(Bytes(package.GetHeaderBin()->pData.get(), package.GetHeaderBin()->pData.get() + 600),
-                  kPayload)
-            << key;
-        EXPECT_EQ(package.GetHeaderPrinter()->iGSILow, key == 0 ? 0x3C : (~(0x3C ^ key) & 0xFF));
-        EXPECT_EQ(package.GetHeaderPrinter()->iGSIHight, 0x77) << "not scrambled";
-        EXPECT_EQ(package.GetHeaderPrinter()->iScrambleByte, 0);
+        ASSERT_TRUE(Load(package, Start(true, byte) + Bin(true, scrambled)));
+        const unsigned char* const payload = package.GetHeaderBin()->pData.get();
+        EXPECT_EQ(Bytes(payload, payload + kPayload.size()), kPayload) << key;
+        const PSWHeaderPrinter& printer = *package.GetHeaderPrinter();
+        EXPECT_EQ(printer.iGSILow, key == 0 ? 0x3C : (~(0x3C ^ key) & 0xFF));
+        EXPECT_EQ(printer.iGSIHight, 0x77) << "not scrambled";
+        EXPECT_EQ(printer.iScrambleByte, 0);
         EXPECT_EQ(package.pFileBuffer[23], byte) << "the file as read";
     }
 }
 
-TEST(PSWFile, HandsEachModuleItsSlice) {
-    const std::size_t data = 4 * 32 + 5;
-    const std::tuple<std::uint64_t, std::uint64_t, bool> cases[] = {
-        {data, 600, true},         {data + 600, 0, true}, {data + 17, 3, true},
-        {data + 1, 600, false},    {data - 1, 1, false},  {data + 600, 1, false},
-        {data, 0xFFFFFFFF, false}, {0xFFFFFFFF, 0, true}, {0xFFFFFFFF, 0xFFFFFFFF, false},
-    };
-    for (const auto& [address, size, inside] : cases) {
-        PSWFile package;
-        LogCapture log;
-        ASSERT_EQ(Load(package, kStart + ModuleRecord('f', data, 1) + ModuleRecord('s', address, size) +
-                                    NewBin(kPayload) + BytesOf("behind")),
-                  inside)
-            << address << " " << size;
-        EXPECT_EQ(log.Take("ExtractDataBuffer").size(), inside ? 0U : 1U);
-        if (!inside) continue;
-        const PSWHeaderModule* module = package.GetHeaderModuleSoftware();
-        EXPECT_EQ(Data(*module), Slice(kPayload, size == 0 ? 0 : address - data, size));
-    }
+template <class Header>
+Bytes DataOf(const PSWHeader* header) {
+    const auto* const typed = dynamic_cast<const Header*>(header);
+    if (typed == nullptr || typed->pData == nullptr) return {};
+    return {typed->pData.get(), typed->pData.get() + typed->DataSize()};
 }
 
-TEST(PSWFile, HandsLogosAndFontsTheirSlicesOrLeavesThemEmpty) {
-    const auto logo = [](char marker, std::uint64_t address) {
-        const Bytes sized = With(With(Record(marker), 3, 2, 17), 5, 2, 100);  // 17 dots are 2 whole bytes
-        return With(sized, 7, marker == 'l' ? 4 : 3, address);
+TEST(PSWFile, HandsModulesLogosAndFontsTheirSlices) {
+    const auto logo = [](const char* marker, std::uint64_t address) {
+        const Bytes sized = Record(marker, 3, {0, 17, 0, 100});  // 17 dots are 2 whole bytes
+        return With(sized, 7, *marker == 'l' ? 4 : 3, address);
     };
-    const auto font = [](char marker, std::uint64_t address, int margin, unsigned int last) {
-        // 10 characters from 48 on, 9 dots wide, 7 high
-        const Bytes sized = With(With(Record(marker), 3, 2, 0x0907), 5, 2, 0x3000U + last);
-        const std::size_t width = marker == 'f' ? 4 : 3;
+    const auto font = [](const char* marker, std::uint64_t address, int margin = 0, unsigned char last = 57) {
+        const Bytes sized = Record(marker, 3, {9, 7, 48, last});  // 9 dots wide, 7 high, from 48 on
+        const std::size_t width = *marker == 'f' ? 4 : 3;
         return With(With(sized, 7, width, address), 9 + width, 1, static_cast<unsigned char>(margin));
     };
-    const std::size_t data = 3 * 32 + 5;
+    const std::uint64_t data = 3 * 32 + 5;
     constexpr std::size_t kNone = 601;  // where no slice of the payload begins
     const std::tuple<Bytes, std::size_t, std::size_t> cases[] = {
-        {logo('l', data + 400), 400, 200},    {logo('l', data + 401), kNone, 0},
-        {logo('l', data - 1), kNone, 0},      {logo('L', 400), 400, 200},
-        {logo('L', 401), kNone, 0},           {font('f', data + 3, 0, 57), 3, 140},  // 9 dots are 2 bytes
-        {font('f', data + 3, -1, 57), 3, 70},                                        // 8 dots are 1
-        {font('f', data + 3, -20, 57), 3, 0},  // nothing is left of a glyph
-        {font('f', data + 3, -20, 40), 3, 0},  // the last character stands before the first
-        {font('f', 4, 0, 57), kNone, 0},      {font('F', 460, 0, 57), 460, 140},
-        {font('F', 461, 0, 57), kNone, 0},
+        {ModuleRecord('s', data, 600), 0, 600},
+        {ModuleRecord('s', data + 600, 0), 0, 0},
+        {ModuleRecord('s', data + 17, 3), 17, 3},
+        {ModuleRecord('s', data + 1, 600), kNone, 0},
+        {ModuleRecord('s', data - 1, 1), kNone, 0},
+        {ModuleRecord('s', data + 600, 1), kNone, 0},
+        {ModuleRecord('s', data, 0xFFFFFFFF), kNone, 0},
+        {ModuleRecord('s', 0xFFFFFFFF, 0), 0, 0},
+        {ModuleRecord('s', 0xFFFFFFFF, 0xFFFFFFFF), kNone, 0},
+        {logo("l", data + 400), 400, 200},
+        {logo("l", data + 401), kNone, 0},
+        {logo("l", data - 1), kNone, 0},
+        {logo("L", 400), 400, 200},
+        {logo("L", 401), kNone, 0},
+        {font("f", data + 3), 3, 140},         // 9 dots are 2 bytes
+        {font("f", data + 3, -1), 3, 70},      // 8 dots are 1
+        {font("f", data + 3, -20), 3, 0},      // nothing is left of a glyph
+        {font("f", data + 3, -20, 40), 3, 0},  // the last character stands before the first
+        {font("f", 4), kNone, 0},
+        {font("F", 460), 460, 140},
+        {font("F", 461), kNone, 0},
     };
     for (const auto& [record, start, size] : cases) {
         PSWFile package;
         LogCapture log;
-        ASSERT_TRUE(Load(package, kStart + record + NewBin(kPayload)));
+        EXPECT_EQ(Load(package, Start(true) + record + Bin(true, kPayload) + BytesOf("behind")),
+                  record[0] != 'm' || start != kNone);  // logos and fonts are left empty
         EXPECT_EQ(log.Take("ExtractDataBuffer").size(), start == kNone ? 1U : 0U);
-        Bytes held;
-        if (package.GetHeadersCount(HTYPE_LOGOS) == 1)
-            held = Data(First<PSWHeaderLogos>(package, HTYPE_LOGOS));
-        else
-            held = Data(First<PSWHeaderFonts>(package, HTYPE_FONTS));
+        Bytes held = DataOf<PSWHeaderModule>(package.GetHeaderModuleSoftware());
+        for (const HTYPE type : {HTYPE_LOGOS, HTYPE_FONTS}) {
+            const std::unique_ptr<std::vector<PSWHeader*>> headers(package.GetHeaders(type));
+            for (const PSWHeader* const header : *headers)
+                held = DataOf<PSWHeaderLogos>(header) + DataOf<PSWHeaderFonts>(header);
+        }
         EXPECT_EQ(held, start == kNone ? Bytes() : Slice(kPayload, start, size)) << record[0] << " " << start;
     }
 }
 
 TEST(PSWFile, MemoryIsNotMeasured) {
-    const Bytes file = kStart + NewBin(kPayload);
+    const Bytes file = Start(true) + Bin(true, kPayload);
     PSWFile package;
-    const auto load = [&](int size) { return package.LoadPSWFromMemory(file.data(), size, true); };
-    const int size = static_cast<int>(file.size());
-    EXPECT_FALSE(load(size)) << "length 0";
+    const auto load = [&](std::size_t size) {
+        return package.LoadPSWFromMemory(file.data(), static_cast<int>(size), true);
+    };
+    EXPECT_FALSE(load(file.size())) << "length 0";
     ASSERT_TRUE(Load(package, file));
-    EXPECT_TRUE(load(size)) << "length as before";
+    EXPECT_TRUE(load(file.size())) << "length as before";
     EXPECT_FALSE(load(40)) << "fewer bytes than the length says";
 }
 
 TEST(PSWFile, OnlyRegularFilesAreRead) {
     const std::string pipe = testing::TempDir() + "package-pipe-" + std::to_string(getpid());
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const TemporaryFile huge{{}};
+    ASSERT_EQ(truncate(huge.Name(), (off_t{1} << 30) + 1), 0);
+    int length = 77;
     for (const std::string& name :
-         {std::string("/dev/zero"), testing::TempDir(), pipe, std::string("/no/such")}) {
+         {std::string("/dev/zero"), testing::TempDir(), pipe, std::string(huge.Name()), std::string("/no")}) {
         PSWFile package;
         LogCapture log;
         EXPECT_FALSE(package.LoadPSWFromFile(name.c_str(), true)) << name;
         EXPECT_EQ(log.Take(), Lines{"[LoadPSWFromFile]Opening PSW File: " + name});
+        EXPECT_EQ(PSWFile::readfile(name.c_str(), &length), nullptr);
+        EXPECT_EQ(length, 77);
     }
     unlink(pipe.c_str());
-    const TemporaryFile huge{{}};
-    ASSERT_EQ(truncate(huge.Name(), (off_t{1} << 30) + 1), 0);
-    int length = 77;
-    EXPECT_EQ(PSWFile::readfile(huge.Name(), &length), nullptr);
-    EXPECT_EQ(length, 77);
 }
 
 /// The description, appended to a text in a buffer of `size` characters.
 std::string Info(const Bytes& file, std::size_t size = 8192) {
     PSWFile package;
     EXPECT_TRUE(Load(package, file));
-    std::vector<char> text(size + 8, '#');
+    std::string text(size + 8, '#');
     std::copy_n("> ", 3, text.begin());
     package.GetFileInfo(text.data(), size);
-    EXPECT_EQ(std::string(text.end() - 8, text.end()), "########") << "nothing behind the buffer";
-    return text.data();
+    EXPECT_EQ(text.substr(size), "########") << "nothing behind the buffer";
+    return text.c_str();
 }
 
 TEST(PSWFile, IsDescribed) {
     const std::string stars = std::string(48, '*') + "\n" + std::string(48, '*') + "\n";
     const std::string dashes = std::string(48, '-') + "\n";
-    const std::string identity = "> " + stars + "Release PSW:    123\nCreation Date:  070 24\n" +
+    const std::string identity = "> " + stars + "Release PSW:    123\nCreation Date:  07 324\n" +
                                  "PSW Sign Family:        1\nPSW Sign Model:          2\n" +
                                  "PSW Sign Customization:  3\n" + stars + "\n";
-    const Bytes start = With(kStart, 17, 1, 0x1B);  // no command for the terminal
-    EXPECT_EQ(Info(start + NewBin(kPayload)), identity);
-    EXPECT_EQ(Info(start + NewBin(kPayload), 40), "> " + std::string(37, '*')) << "cut to the buffer";
-    const Bytes logo = With(Record('l'), 2, 1, 9);
-    const Bytes font = With(Record('f'), 2, 3, 0x080C18);
+    EXPECT_EQ(Info(Start(true) + Bin(true, kPayload)), identity);
+    EXPECT_EQ(Info(Start(true) + Bin(true, kPayload), 40), "> " + std::string(37, '*')) << "cut";
+    const Bytes logo = Record("l", 2, {9});
+    const Bytes font = Record("f", 2, {8, 12, 24});
     EXPECT_EQ(
-        Info(start + logo + logo + font + font + NewBin(kPayload)),
+        Info(Start(true) + logo + logo + font + font + Bin(true, kPayload)),
         identity + "Number of Logos:9\n\n LOGO 1/2\n\n LOGO 2/2\n" + dashes + "\n" +
             "Number of Fonts:8\n\n FONT 1/2\n Size:          12x24\n\n FONT 2/2\n Size:          12x24\n" +
             dashes + "\n");
 
     // The last module that can be loaded describes the package alone.
-    const Bytes first = Module(kModuleLines);
-    const Bytes second = Module(EditedLines("ID:D", "ID:L"));
+    simulator::ModuleSample sample;
+    const Bytes first = Module(sample);
+    sample.kind = 'L';
+    const Bytes second = Module(sample);
     const std::size_t data = 5 * 32 + 5;
-    EXPECT_EQ(Info(start + ModuleRecord('f', data, first.size()) +
+    EXPECT_EQ(Info(Start(true) + ModuleRecord('f', data, first.size()) +
                    ModuleRecord('l', data + first.size(), second.size()) + ModuleRecord('d', data, 20) +
-                   NewBin(first + second)),
-              dashes + "Type:       \nRelease:    1.00\nFactory:    f\nNote:       n\nCode:       C1\n" +
-                  dashes + "\nLOGOS MODULE:\n" + dashes + "\n");
+                   Bin(true, first + second)),
+              dashes + "Type:       \nRelease:    1.00\nFactory:    SIMULATED\nNote:       SAMPLE\n" +
+                  "Code:       FNT-001\n" + dashes + "\nLOGOS MODULE:\n" + dashes + "\n");
+}
+
+/// What every question about a list gives, for the indexes from -1 to behind the end.
+std::string Answers(const PSWComponents& list) {
+    std::ostringstream text;
+    text << std::hex << "choose " << list.HasModuleToChoose() << " begin " << list.HasBeginModules()
+         << " after " << list.HasAfterModules() << " has " << list.HasComponent(0x2004) << " at "
+         << list.GetComponentIndex(0x2004);
+    for (int i = -1; i <= list.Size(); ++i)
+        text << ' ' << list.Get(i) << ':' << list.IsModule(i) << list.IsModuleBefore(i)
+             << list.IsModuleAfter(i);
+    return text.str();
+}
+
+TEST(PSWComponents, AnswersWhatTheListHoldsAndChangesSides) {
+    PSWComponents list;
+    EXPECT_EQ(Answers(list), "choose 0 begin 0 after 0 has 0 at 0 0:010 0:010");
+    const std::pair<PSWCOMPONENTS, const char*> added[] = {
+        {0x1000, "choose 0 begin 0 after 0 has 0 at 0 1000:001 1000:001 0:010"},
+        {0, "choose 0 begin 0 after 0 has 0 at 0 1000:001 1000:001 0:010 0:010"},
+        {0x2004, "choose 1 begin 1 after 0 has 1 at 2 1000:001 1000:001 0:010 2004:110 0:010"},
+        {0x3008, "choose 1 begin 1 after 1 has 1 at 2 1000:001 1000:001 0:010 2004:110 3008:101 0:010"}};
+    for (const auto& [value, answers] : added) {
+        list.Add(value);
+        EXPECT_EQ(Answers(list), answers);
+    }
+    testing::internal::CaptureStdout();
+    list.ConvertModulesBeforeToAfter();
+    list.DumpWholeList();
+    list.ConvertModulesAfterToBefore();
+    list.DumpWholeList();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "PSWComponents list Len 4 \n[0] : 0x1000 \n[1] : 0x0 \n[2] : 0x3004 \n[3] : 0x3008 \n"
+              "PSWComponents list Len 4 \n[0] : 0x1000 \n[1] : 0x0 \n[2] : 0x2004 \n[3] : 0x2008 \n");
+    list.ResetList();
+    list.Add(0x3008);
+    EXPECT_EQ(Answers(list), "choose 0 begin 0 after 1 has 0 at 0 3008:101 3008:101 0:010");
 }
 
 }  // namespace
