@@ -2,8 +2,7 @@
 
 #include <cstdint>
 #include <initializer_list>
-#include <memory>
-#include <utility>
+#include <string>
 
 #include "protocol/ProtocollFieldInfo.h"
 
@@ -59,11 +58,6 @@ class FieldReader {
     std::uint64_t& RunningSum() { return uiSum; }
     /// True until something failed.
     bool Ok() const { return bOk; }
-    /// The record when it was read to its end.
-    template <class Record>
-    std::unique_ptr<Record> Complete(std::unique_ptr<Record> record) const {
-        return bOk ? std::move(record) : nullptr;
-    }
 
  private:
     const ProtocollFieldInfo* Next() const;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "protocol/FieldReader.h"
 #include "protocol/InfoItemPrnDeviceInfo.h"
@@ -46,7 +45,8 @@ std::unique_ptr<Record> DecodeLines(FieldReader& fields, const char* label) {
         fields.Say("%02d - %s", i, line);
         record->AddTextLine(line);
     }
-    return fields.Complete(std::move(record));
+    if (!fields.Ok()) return nullptr;
+    return record;
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ std::unique_ptr<std::uint64_t> DecodeVersion(FieldReader& fields) {
     fields.Say("Printer Protocoll Version : %d", static_cast<int>(version));
     fields.Write(supported ? "Printer Protocoll Version Supported"
                            : "Printer Protocoll Version NOT Supported");
-    return fields.Complete(supported ? std::make_unique<std::uint64_t>(version) : nullptr);
+    return supported && fields.Ok() ? std::make_unique<std::uint64_t>(version) : nullptr;
 }
 
 std::unique_ptr<SetupItemHeader> DecodeSetupHeader(FieldReader& fields) {
@@ -90,13 +90,15 @@ std::unique_ptr<SetupItemIDList> DecodeSetupIDs(FieldReader& fields) {
         list->AddID(id);
     }
     fields.Sum();
-    return fields.Complete(std::move(list));
+    if (!fields.Ok()) return nullptr;
+    return list;
 }
 
 std::unique_ptr<ProtocollDataAvailable> DecodeDataAvailable(FieldReader& fields) {
     auto data = std::make_unique<ProtocollDataAvailable>();
     fields.Unsigned("Protocoll Data Available : ", data->Available);
-    return fields.Complete(std::move(data));
+    if (!fields.Ok()) return nullptr;
+    return data;
 }
 
 std::unique_ptr<ToolsData> DecodeTools(FieldReader& fields) {
@@ -105,7 +107,8 @@ std::unique_ptr<ToolsData> DecodeTools(FieldReader& fields) {
     fields.Say("Tools1 : 0x%08x", tools->uiTools1);
     tools->uiTools2 = fields.Unsigned();
     fields.Say("Tools1 : 0x%08x", tools->uiTools2);  // kept: the same name
-    return fields.Complete(std::move(tools));
+    if (!fields.Ok()) return nullptr;
+    return tools;
 }
 
 std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields) {
@@ -119,7 +122,8 @@ std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields) {
     auto font = std::make_unique<unsigned char[]>(bytes.uiRawSize);
     std::copy_n(bytes.pRawData.get(), bytes.uiRawSize, font.get());
     fields.Sum();
-    return fields.Complete(std::move(font));
+    if (!fields.Ok()) return nullptr;
+    return font;
 }
 
 std::unique_ptr<UpgradeDataInfo> DecodeUpgradeInfo(FieldReader& fields) {
@@ -140,5 +144,6 @@ std::unique_ptr<UpgradeDataInfo> DecodeUpgradeInfo(FieldReader& fields) {
     }
 
     if (!info->SetUpgradeDeviceIDs(fields.String().strText.c_str())) fields.Fail("SetUpgradeDeviceIDs Error");
-    return fields.Complete(std::move(info));
+    if (!fields.Ok()) return nullptr;
+    return info;
 }

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "protocol/FieldReader.h"
 #include "protocol/LogoItem.h"
@@ -66,7 +66,8 @@ std::unique_ptr<LogosType> DecodeLogosType(FieldReader& fields) {
     }
     logos->bPrintPreview = Contains(fields.String(), "Y");
     if (fields.Ok()) logos->CalcNumMaxLogo();
-    return fields.Complete(std::move(logos));
+    if (!fields.Ok()) return nullptr;
+    return logos;
 }
 
 std::unique_ptr<LogosIDList> DecodeLogoIDs(FieldReader& fields) {
@@ -81,7 +82,8 @@ std::unique_ptr<LogosIDList> DecodeLogoIDs(FieldReader& fields) {
     fields.Sum();
     auto list = std::make_unique<LogosIDList>();
     list->AddIDs(ids);
-    return fields.Complete(std::move(list));
+    if (!fields.Ok()) return nullptr;
+    return list;
 }
 
 LogoItem* ProtocollFields::CreateLogoData_Prot100(std::uint64_t* /*dataErrors*/, OBJTYPE* type) {
@@ -118,5 +120,5 @@ LogoItem* ProtocollFields::CreateLogoData_Prot100(std::uint64_t* /*dataErrors*/,
     fields.Sum();
     fields.Write("End");
     if (type != nullptr && fields.Ok()) *type = OBJTYPE_LOGO_ITEM;
-    return fields.Complete(std::move(logo)).release();
+    return fields.Ok() ? logo.release() : nullptr;
 }

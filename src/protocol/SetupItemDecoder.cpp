@@ -302,5 +302,5 @@ SetupItemTypeString* ProtocollFields::ExtractIDInfo_TypeString_Prot100(int& inde
     FilledText(fields, item->strDefault, "DefValue ", "Extract DefValue Error");
     FilledText(fields, item->strCurrent, "CurValue ", "Extract CurValue Error");
     CopyFixedText(item->strTextToWrite, item->strCurrent);
-    return fields.Complete(std::move(item)).release();
+    return fields.Ok() ? item.release() : nullptr;
 }

@@ -79,7 +79,8 @@ std::unique_ptr<StatusInfoGenData> DecodeStatusInfoGen(FieldReader& fields) {
         record->uiSupportedMask = GenericFunctions::ConvertByteBufferToULong4(mask.pRawData.get());
     fields.Say("Bit mask supported : 0x%08x", static_cast<std::uint32_t>(record->uiSupportedMask));
     ReadBits(fields, true, *record);
-    return fields.Complete(std::move(record));
+    if (!fields.Ok()) return nullptr;
+    return record;
 }
 
 std::unique_ptr<StatusInfoExtData> DecodeStatusInfoExt(FieldReader& fields) {
@@ -87,12 +88,14 @@ std::unique_ptr<StatusInfoExtData> DecodeStatusInfoExt(FieldReader& fields) {
     ReadStatusPorts(fields, *record);
     fields.Int("Number of bytes of extended status : ", record->iNumBytes);
     ReadBits(fields, false, *record);
-    return fields.Complete(std::move(record));
+    if (!fields.Ok()) return nullptr;
+    return record;
 }
 
 std::unique_ptr<StatusData> DecodeStatus(FieldReader& fields) {
     auto status = std::make_unique<StatusData>();
     const ProtocollFieldInfo& bytes = StatusBytes(fields);
     status->pData.assign(bytes.pRawData.get(), bytes.pRawData.get() + bytes.uiRawSize);
-    return fields.Complete(std::move(status));
+    if (!fields.Ok()) return nullptr;
+    return status;
 }
