@@ -41,6 +41,9 @@ __attribute__((noinline)) void* operator new(std::size_t size) {
     void* const block = std::malloc(size);
     return block != nullptr ? block : throw std::bad_alloc();
 }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return std::malloc(size);
+}
 __attribute__((noinline)) void operator delete(void* block) noexcept {
     std::free(block);
 }
