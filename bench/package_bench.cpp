@@ -12,7 +12,7 @@
 
 #include "package/EncryptionMode1.h"
 #include "package/EncryptionPSW.h"
-#include "package/ModuleChecksums.h"
+#include "package/ModuleData.h"
 #include "package/PSWFile.h"
 
 namespace {

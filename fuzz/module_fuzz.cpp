@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "fuzz/MemoryFile.h"
-#include "package/ModuleChecksums.h"
 #include "package/ModuleData.h"
 
 namespace {

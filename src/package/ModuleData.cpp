@@ -12,11 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "package/ByteCursor.h"
 #include "package/EncryptionMode1.h"
 #include "package/EncryptionPSW.h"
 #include "package/InfoText.h"
-#include "package/ModuleChecksums.h"
 #include "package/PSWFile.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
@@ -62,16 +60,22 @@ constexpr Scheme kSchemes[] = {
     {0, EncryptionPSW::DecryptionBuffer, "Decryption Buffer, mode PSW, Error!"},
 };
 
-bool Fail(const char* tag, const char* line) {
-    Log::WriteLog(tag, line);
-    return false;
+bool ChecksumMatches(int number, std::uint64_t read, std::uint16_t calculated) {
+    return read == calculated ||
+           Log::FailP("CheckSumOk", "Checksums %d not Correct! Read value %d Calc value  %d!", number,
+                      static_cast<int>(read), static_cast<int>(calculated));
 }
 
-bool ChecksumMatches(int number, std::uint64_t read, std::uint16_t calculated) {
-    if (read == calculated) return true;
-    Log::WriteLogP("CheckSumOk", "Checksums %d not Correct! Read value %d Calc value  %d!", number,
-                   static_cast<int>(read), static_cast<int>(calculated));
-    return false;
+// Adds `count` bytes, the first of which has the index `first`. Both sums wrap at 16 bits.
+inline void AddBytes(const unsigned char* bytes, std::size_t count, std::size_t first,
+                     ModuleChecksums& sums) {
+    ModuleChecksums part = sums;
+    auto index = static_cast<std::uint16_t>(first);
+    for (std::size_t i = 0; i < count; ++i, ++index) {
+        part.sum = static_cast<std::uint16_t>(part.sum + bytes[i]);
+        part.mixed = static_cast<std::uint16_t>(part.mixed + (index ^ bytes[i]));
+    }
+    sums = part;
 }
 
 void AddFont(std::string_view record, InfoText& text) {
@@ -91,6 +95,15 @@ void AddFont(std::string_view record, InfoText& text) {
 
 }  // namespace
 
+ModuleChecksums ModuleChecksums::Of(ByteView bytes) {
+    constexpr std::size_t kBlock = 1024;  // a fixed length lets the compiler sum many bytes at once
+    ModuleChecksums sums;
+    std::size_t done = 0;
+    for (; bytes.size - done >= kBlock; done += kBlock) AddBytes(bytes.data + done, kBlock, done, sums);
+    AddBytes(bytes.data + done, bytes.size - done, done, sums);
+    return sums;
+}
+
 bool ModuleData::LoadModuleFromFile(const char* name) {
     iFileLength = 0;
     pFileBuffer.reset(PSWFile::readfile(name, &iFileLength));
@@ -98,9 +111,13 @@ bool ModuleData::LoadModuleFromFile(const char* name) {
 }
 
 bool ModuleData::LoadModuleFromMemory(const unsigned char* bytes, int size) {
-    if (bytes == nullptr || size <= 0) return false;
-    iFileLength = size;
-    pFileBuffer = CopyBytes({bytes, static_cast<std::size_t>(size)});
+    return bytes != nullptr && size > 0 && LoadModule({bytes, static_cast<std::size_t>(size)});
+}
+
+bool ModuleData::LoadModule(ByteView bytes) {
+    if (bytes.data == nullptr || bytes.size == 0 || bytes.size > INT_MAX) return false;
+    iFileLength = static_cast<int>(bytes.size);
+    pFileBuffer = CopyBytes(bytes);
     if (pFileBuffer == nullptr) return false;
     const bool loaded = LoadSteps("LoadModuleFromMemory");
     if (!loaded && !EndianMarkOk()) ReleaseBuffers();
@@ -109,11 +126,11 @@ bool ModuleData::LoadModuleFromMemory(const unsigned char* bytes, int size) {
 
 bool ModuleData::LoadSteps(const char* tag) {
     const bool copied = CopyBuffers();
-    if (!EndianMarkOk()) return Fail(tag, "File not Correct! Endianism Error!");
-    if (!copied) return Fail(tag, "File not Correct! Length Error!");
-    if (!CheckSumOk()) return Fail(tag, "File not Correct! CheckSumOk Error!");
-    if (!ExtractModuleHeaderParams()) return Fail(tag, "File not Correct! Params Error!");
-    if (!DecodingBufferExtractInfo()) return Fail(tag, "File not Correct! Decoding Error!");
+    if (!EndianMarkOk()) return Log::Fail(tag, "File not Correct! Endianism Error!");
+    if (!copied) return Log::Fail(tag, "File not Correct! Length Error!");
+    if (!CheckSumOk()) return Log::Fail(tag, "File not Correct! CheckSumOk Error!");
+    if (!ExtractModuleHeaderParams()) return Log::Fail(tag, "File not Correct! Params Error!");
+    if (!DecodingBufferExtractInfo()) return Log::Fail(tag, "File not Correct! Decoding Error!");
     return true;
 }
 
@@ -139,7 +156,7 @@ void ModuleData::ReleaseBuffers() {
 }
 
 bool ModuleData::EndianMarkOk() const {
-    const std::uint64_t mark = ByteCursor(File(), kEndianMark).BigEndian(1).value_or(0);
+    const std::uint64_t mark = File().BigEndian(kEndianMark, 1).value_or(0);
     return mark == 'B' || mark == 'L';
 }
 
@@ -148,9 +165,8 @@ bool ModuleData::CheckSumOk() {
     if (file.size < kUncounted) return false;
     const ByteView checked{file.data + kCheckedStart, file.size - kUncounted};
     const ModuleChecksums calculated = ModuleChecksums::Of(checked);
-    ByteCursor stored(file, file.size - 4);
-    return ChecksumMatches(1, stored.BigEndian(2).value_or(0), calculated.sum) &&
-           ChecksumMatches(2, stored.BigEndian(2).value_or(0), calculated.mixed);
+    return ChecksumMatches(1, file.BigEndian(file.size - 4, 2).value_or(0), calculated.sum) &&
+           ChecksumMatches(2, file.BigEndian(file.size - 2, 2).value_or(0), calculated.mixed);
 }
 
 bool ModuleData::ExtractModuleHeaderParams() {
@@ -182,24 +198,21 @@ bool ModuleData::RequiredTextsOk() const {
     };
     for (const auto& text : texts) {
         if (text.correct) continue;
-        Log::WriteLogP("ExtractModuleHeaderParams", "File not Correct! Exctract param %s Error(Value <%s>)!",
-                       text.key, text.value);
-        return false;
+        return Log::FailP("ExtractModuleHeaderParams",
+                          "File not Correct! Exctract param %s Error(Value <%s>)!", text.key, text.value);
     }
     return true;
 }
 
 bool ModuleData::FileSizeOk() const {
-    const char* const tag = "ExtractModuleHeaderParams";
+    static constexpr char kTag[] = "ExtractModuleHeaderParams";
     const int expected = iFileLength - kUncounted;
-    if (iFileSize == 0) {
-        Log::WriteLogP(tag, "File not Correct! Exctract param %s Error(Value <%d>)!",
-                       "FILE_SIZE:", iFileSize);
-    } else if (iFileSize != expected) {
-        Log::WriteLogP(tag, "File not Correct! Exctract param %s Error(Value <%d> and not %d)!",
-                       "FILE_SIZE:", iFileSize, expected);
-    }
-    return iFileSize != 0 && iFileSize == expected;
+    if (iFileSize == 0)
+        return Log::FailP(kTag, "File not Correct! Exctract param %s Error(Value <%d>)!",
+                          "FILE_SIZE:", iFileSize);
+    return iFileSize == expected ||
+           Log::FailP(kTag, "File not Correct! Exctract param %s Error(Value <%d> and not %d)!",
+                      "FILE_SIZE:", iFileSize, expected);
 }
 
 bool ModuleData::DecodingBufferExtractInfo() {
@@ -211,7 +224,7 @@ bool ModuleData::DecodingBufferExtractInfo() {
         const bool inFile =
             iScrambleByte == 0 || (length >= 0 && length <= iModuleLength - kHeaderSize);  // 0: none is read
         if (!inFile || !scheme->descramble(iScrambleByte, pModuleBuffer.get(), kHeaderSize, length)) {
-            return Fail("DecodingBufferExtractInfo", scheme->failure);
+            return Log::Fail("DecodingBufferExtractInfo", scheme->failure);
         }
         pModuleBuffer[kKeyByte] = 0;  // the module is sent descrambled and marked so
     }
@@ -224,26 +237,20 @@ bool ModuleData::DecodingBufferExtractInfo() {
 }
 
 bool ModuleData::ExtractStringFieldFromHeader(char* value, ModuleData* module, const char* key) {
-    const char* const tag = "ExtractStringFieldFromHeader";
+    static constexpr char kTag[] = "ExtractStringFieldFromHeader";
     value[0] = '\0';
     const unsigned char* header = module->pHeaderBuffer.get();
     const int length = module->iHeaderLength;
     const std::unique_ptr<std::vector<int>> found(GenericFunctions::FindString(header, length, key));
-    if (found->size() != 1) {
-        Log::WriteLogP(tag, "%s not found!", key);
-        return false;
-    }
+    if (found->size() != 1) return Log::FailP(kTag, "%s not found!", key);
     const unsigned char lineFeed = '\n';
     const int start = found->front() + static_cast<int>(std::strlen(key));
     const std::unique_ptr<std::vector<int>> ends(
         GenericFunctions::FindBytePattern(header, length, start, &lineFeed, 1));
-    if (ends->empty()) {
-        Log::WriteLogP(tag, "%s Error!", key);
-        return false;
-    }
+    if (ends->empty()) return Log::FailP(kTag, "%s Error!", key);
     const int count = std::min(ends->front() - start, static_cast<int>(kTextSize) - 1);
     GenericFunctions::ConvertBufferToStringAndClean(value, header, length, start, count);
-    Log::WriteLogP(tag, "String Found with Param %s : %s", key, value);
+    Log::WriteLogP(kTag, "String Found with Param %s : %s", key, value);
     return true;
 }
 

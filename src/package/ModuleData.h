@@ -1,10 +1,20 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "package/ByteView.h"
 
 class InfoText;
+
+/// The two checksums of a module file, each kept to 16 bits: the sum of the bytes, and the sum of each byte
+/// XOR the low 16 bits of its index, which counts from 0 at the first byte of the view.
+struct ModuleChecksums {
+    std::uint16_t sum = 0;
+    std::uint16_t mixed = 0;
+
+    static ModuleChecksums Of(ByteView bytes);
+};
 
 /// A module file: a text header, a body and two checksums. Owns its bytes.
 class ModuleData {
@@ -23,6 +33,8 @@ class ModuleData {
 
     /// The same with a copy of `size` bytes. False as well for no bytes.
     bool LoadModuleFromMemory(const unsigned char* bytes, int size);
+    /// The same with a copy of the bytes of a view.
+    bool LoadModule(ByteView bytes);
 
     // The steps of a load, on the buffers that it has made.
 

@@ -1,6 +1,11 @@
 #include "package/PSWFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <iterator>
 #include <utility>
@@ -8,7 +13,6 @@
 #include "package/EncryptionPSW.h"
 #include "package/InfoText.h"
 #include "package/ModuleData.h"
-#include "package/PSWField.h"
 #include "package/PSWHeaderBootLoader.h"
 #include "package/PSWHeaderFonts.h"
 #include "package/PSWHeaderGenericData.h"
@@ -16,12 +20,12 @@
 #include "package/PSWHeaderSoftware.h"
 #include "package/PSWHeaderUSBLoader.h"
 #include "package/PSWHeaderUpgrade.h"
-#include "package/WholeFile.h"
+#include "package/PSWRecord.h"
 #include "support/Log.h"
 
 namespace {
 
-const char* const kScanTag = "ScanForHeadersAndFields";
+constexpr char kScanTag[] = "ScanForHeadersAndFields";
 
 constexpr unsigned int kFirmwareContent = 1;
 constexpr unsigned int kFontContent = 2;
@@ -57,8 +61,9 @@ constexpr HeaderKind kKinds[] = {
 };
 
 const HeaderKind* KindAt(ByteView file, int position) {
+    const PSWRecord record(file, position);
     const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const HeaderKind& each) {
-        return MarkerIndex(file, position, each.markers) >= 0;
+        return record.MarkerIndex(each.markers) >= 0;
     });
     return kind == std::end(kKinds) ? nullptr : kind;
 }
@@ -82,6 +87,38 @@ ModuleContent ContentOf(int moduleId) {
         default:
             return {0, PSWComponent::kOther};
     }
+}
+
+constexpr off_t kLongestFile = off_t{1} << 30;
+constexpr std::size_t kPiece = std::size_t{1} << 20;
+
+class Descriptor {
+ public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (fd_ >= 0) close(fd_);
+    }
+    int Get() const { return fd_; }
+
+ private:
+    int fd_;
+};
+
+bool Readable(const struct stat& info) {
+    return S_ISREG(info.st_mode) && info.st_size >= 0 && info.st_size <= kLongestFile;
+}
+
+bool ReadAll(int fd, unsigned char* out, std::size_t size) {
+    while (size > 0) {
+        const ssize_t got = read(fd, out, std::min(size, kPiece));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;  // an error, or a file that has become shorter
+        out += got;
+        size -= static_cast<std::size_t>(got);
+    }
+    return true;
 }
 
 }  // namespace
@@ -108,12 +145,20 @@ bool PSWFile::LoadPSW(bool requireUpgradeFields) {
     headers_.clear();
     if (!ScanForHeadersAndFields()) return false;
     if (!requireUpgradeFields || GetHeadersCount(HTYPE_UPGRADE) > 0) return true;
-    Log::WriteLog("LoadPSW", "This PSW doesn't contain the Upgrade fields");
-    return false;
+    return Log::Fail("LoadPSW", "This PSW doesn't contain the Upgrade fields");
 }
 
 unsigned char* PSWFile::readfile(const char* name, int* length) {
-    return ReadWholeFile(name, length).release();
+    struct stat info {};
+    if (name == nullptr || stat(name, &info) != 0 || !Readable(info)) return nullptr;
+    // What stands there now may no longer be what was looked at.
+    const Descriptor file(open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file.Get() < 0 || fstat(file.Get(), &info) != 0 || !Readable(info)) return nullptr;
+    const auto size = static_cast<std::size_t>(info.st_size);
+    OwnedBytes bytes = AllocateBytes(size);
+    if (bytes == nullptr || !ReadAll(file.Get(), bytes.get(), size)) return nullptr;
+    *length = static_cast<int>(size);
+    return bytes.release();
 }
 
 ByteView PSWFile::File() const {
@@ -130,26 +175,17 @@ bool PSWFile::ScanForHeadersAndFields() {
         iContentMask = 1;
         pswComponents.Add(PSWComponent::kFirmware);  // kept: an old package lists its firmware twice
     }
-    if (!DecryptionData()) {
-        Log::WriteLog(kScanTag, "ERROR Decryption");
-        return false;
-    }
-    if (!ExtractData()) {
-        Log::WriteLog(kScanTag, "ERROR ExtractData");
-        return false;
-    }
-    return true;
+    if (!DecryptionData()) return Log::Fail(kScanTag, "ERROR Decryption");
+    return ExtractData() || Log::Fail(kScanTag, "ERROR ExtractData");
 }
 
 bool PSWFile::ScanRecords() {
     const auto length = static_cast<int>(File().size);
-    for (int position = 0; position < length; position += static_cast<int>(kRecordSize)) {
+    for (int position = 0; position < length; position += PSWRecord::kSize) {
         const HeaderKind* kind = KindAt(File(), position);
         if (kind == nullptr) return true;
-        if (headers_.size() >= kMostRecords) {
-            Log::WriteLogP(kScanTag, "ERROR Searching Header: more than %zu headers", kMostRecords);
-            return false;
-        }
+        if (headers_.size() >= kMostRecords)
+            return Log::FailP(kScanTag, "ERROR Searching Header: more than %zu headers", kMostRecords);
         std::unique_ptr<PSWHeader> header = kind->make();
         const int type = header->iHType;
         Log::WriteLogP(kScanTag, "Found %d (HEADER %s)", type, kind->name);
@@ -198,8 +234,7 @@ bool PSWFile::CheckHeaderCounts() const {
         {HTYPE_PRINTER, "PRINTER"}, {HTYPE_SOFTWARE, "SOFTWARE"}, {HTYPE_BIN, "BIN"}};
     for (const Required& required : kRequired) {
         if (GetHeadersCount(required.type) == 1) continue;
-        Log::WriteLogP(kScanTag, "ERROR Searching Header %d (HEADER %s)", required.type, required.name);
-        return false;
+        return Log::FailP(kScanTag, "ERROR Searching Header %d (HEADER %s)", required.type, required.name);
     }
     return true;
 }
@@ -225,9 +260,8 @@ bool PSWFile::ExtractData() {
     for (const auto& header : headers_) {
         if (header->ExtractDataBuffer(payload, bin->iStartDataIntoFile) != 0) return false;
         taken += header->DataSize();
-        if (taken <= allowed) continue;
-        Log::WriteLog("ExtractData", "The headers ask for far more data than the package holds");
-        return false;
+        if (taken > allowed)
+            return Log::Fail("ExtractData", "The headers ask for far more data than the package holds");
     }
     return true;
 }

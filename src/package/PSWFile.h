@@ -40,7 +40,9 @@ class PSWFile {
     bool ExtractData();
 
     /// The whole of a regular file in a new buffer, released by the caller with `free`, and its length.
-    /// Null when it cannot be read, is no regular file, is longer than 1 GiB or ends before its stated size.
+    /// Null, with `*length` untouched, when it cannot be read, is no regular file, is longer than 1 GiB, ends
+    /// before its stated size, or memory is out. Never waits for a writer: pipes, devices and directories are
+    /// refused before they are opened.
     static unsigned char* readfile(const char* name, int* length);
 
     /// The headers of a type in file order: a new list, owned by the caller; the headers stay the package's.

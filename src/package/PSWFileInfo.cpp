@@ -69,7 +69,7 @@ void AddModules(PSWFile& file, InfoText& info) {
     if (!modules.empty()) info.Add("Modules:\n");
     for (const PSWHeaderModule* header : modules) {
         ModuleData module;
-        if (!module.LoadModuleFromMemory(header->pData.get(), static_cast<int>(header->uiDataSize))) continue;
+        if (!module.LoadModule(header->Data())) continue;
         info.Clear();  // kept: a module's description begins its text afresh
         module.AppendInfo(info);
         EndSection(info);

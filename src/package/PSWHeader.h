@@ -31,8 +31,7 @@ class PSWHeader {
     PSWHeader& operator=(const PSWHeader&) = delete;
 
     // The two operations without a bound: the caller vouches that the record, and the bytes that it asks for,
-    // lie in the buffer. Every kind's forward to its bounded ones with what the record says; the base's do
-    // nothing.
+    // lie in the buffer. They forward to the bounded ones; the base's do nothing.
 
     virtual int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow);
     virtual int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition);
@@ -46,8 +45,7 @@ class PSWHeader {
 
     /// Takes a copy of the record's slice of the descrambled payload, which begins at `payloadFilePosition`
     /// of the file. 0, or -1 with a log line when the package cannot be used without the slice and it lies
-    /// outside. The base's, as the one above, calls the operation without a bound: that is all that a kind
-    /// made elsewhere has.
+    /// outside. The base's calls the operation without a bound: that is all that a kind made elsewhere has.
     virtual int ExtractDataBuffer(ByteView payload, int payloadFilePosition);
 
     /// Number of bytes that ExtractDataBuffer copied.
@@ -58,6 +56,9 @@ class PSWHeader {
  protected:
     explicit PSWHeader(HTYPE type) : iHType(type) {}
 
-    /// The record at `position` of `file`, and `more` bytes behind it.
-    static ByteView RecordAt(const unsigned char* file, int position, std::uint64_t more = 0);
+    /// Copies `length` bytes of the payload from `start`, which is negative for an address before it, to
+    /// `data` and their number to `size`; no bytes may stand anywhere. When they do not all lie in the
+    /// payload, or memory is out, both are left empty and the result is false.
+    static bool TakeSlice(ByteView payload, std::int64_t start, std::uint64_t length, OwnedBytes& data,
+                          std::uint64_t& size);
 };

@@ -9,16 +9,13 @@ class PSWHeaderBin : public PSWHeader {
  public:
     PSWHeaderBin() : PSWHeader(HTYPE_BIN) {}
 
+    using PSWHeader::ExtractHederInfo;
     /// Also takes the copy of the payload; -1 when its bytes do not all lie in the file.
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
-    /// The same; the caller vouches for the record and for as many bytes behind it as it says.
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position, UINT32_MAX), position, upgradeFieldsFollow);
-    }
 
     ByteView Payload() const { return {pData.get(), pData == nullptr ? 0 : uiBinLength}; }
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"?", "@", nullptr};
 
     int iPswType = 0;
     std::uint64_t uiBinLength = 0;  ///< Bytes of the payload.
@@ -27,7 +24,4 @@ class PSWHeaderBin : public PSWHeader {
     int iStartDataIntoFile = 0;     ///< The payload's file position.
 
     OwnedBytes pData;  ///< The payload, `uiBinLength` bytes; descrambled once loaded.
-
- private:
-    bool CopyPayload(ByteView file);
 };

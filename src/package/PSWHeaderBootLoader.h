@@ -1,17 +1,17 @@
 #pragma once
 
-#include "package/PSWHeader.h"
+#include "package/PSWRecord.h"
 
 /// Where a package holds the printer's boot loader.
 class PSWHeaderBootLoader : public PSWHeader {
  public:
     PSWHeaderBootLoader() : PSWHeader(HTYPE_BOOTLOADER) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
+    using PSWHeader::ExtractHederInfo;
+    int ExtractHederInfo(ByteView file, int position, bool* /*upgradeFieldsFollow*/) override {
+        return ReadLoader(PSWRecord(file, position), *this);
     }
-    int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"b", nullptr};
 
     std::uint64_t uiAddrStart = 0;
     PSWText strRelHeaderSupp{};

@@ -8,15 +8,15 @@
 class PSWHeaderFonts : public PSWHeader {
  public:
     PSWHeaderFonts() : PSWHeader(HTYPE_FONTS) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
-    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override {
+        return ExtractDataBuffer(ByteView::Vouched(payload), payloadFilePosition);
+    }
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"f", "F", nullptr};
 
     int iPswType = 0;
     int iNumFont = 0;

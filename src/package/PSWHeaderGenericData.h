@@ -6,12 +6,10 @@
 class PSWHeaderGenericData : public PSWHeader {
  public:
     PSWHeaderGenericData() : PSWHeader(HTYPE_GENERICDATA) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"d", nullptr};
 
     int iBlock = 0;
     int iTotBlocks = 0;

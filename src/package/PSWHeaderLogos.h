@@ -8,15 +8,15 @@
 class PSWHeaderLogos : public PSWHeader {
  public:
     PSWHeaderLogos() : PSWHeader(HTYPE_LOGOS) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
-    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override {
+        return ExtractDataBuffer(ByteView::Vouched(payload), payloadFilePosition);
+    }
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"l", "L", nullptr};
 
     int iPswType = 0;
     int iNumLogo = 0;

@@ -8,15 +8,18 @@
 class PSWHeaderModule : public PSWHeader {
  public:
     PSWHeaderModule() : PSWHeader(HTYPE_MODULE) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
-    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override;
+    int ExtractDataBuffer(unsigned char* payload, int payloadFilePosition) override {
+        return ExtractDataBuffer(ByteView::Vouched(payload), payloadFilePosition);
+    }
     int ExtractDataBuffer(ByteView payload, int payloadFilePosition) override;
     std::uint64_t DataSize() const override { return uiDataSize; }
 
-    static const char* const HeaderMarker[];
+    /// What ExtractDataBuffer took.
+    ByteView Data() const { return {pData.get(), uiDataSize}; }
+
+    static constexpr const char* HeaderMarker[] = {"m", nullptr};
 
     /// Values of `modModuleID`.
     enum MODULEID {

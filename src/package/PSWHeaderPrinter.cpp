@@ -1,8 +1,6 @@
 #include "package/PSWHeaderPrinter.h"
 
-#include "package/PSWField.h"
-
-const char* const PSWHeaderPrinter::HeaderMarker[] = {"P", nullptr};
+#include "package/PSWRecord.h"
 
 namespace {
 
@@ -15,24 +13,20 @@ int PswType(std::uint64_t letter) {
     return letter == '2' ? 1 : 0;
 }
 
-using P = PSWHeaderPrinter;
-constexpr PSWField<P> kFields[] = {
-    {"strPrinterModel", 1, 8, &P::strPrinterModel},
-    {"strReleaseHW", 9, 2, &P::strReleaseHW},
-    {"strReleasePSW", 11, 3, &P::strReleasePSW},
-    {"strCreationDate", 14, 6, &P::strCreationDate},
-    {"iNumBanksVectorInterrupt", 20, 1, &P::iNumBanksVectorInterrupt},
-    {"iGSILow", 21, 1, &P::iGSILow},
-    {"cComPortType", 22, 1, &P::cComPortType, PortType},
-    {"iScrambleByte", 23, 1, &P::iScrambleByte},
-    {"iPswType", 24, 1, &P::iPswType, PswType},
-    {"iGSIHight", 25, 1, &P::iGSIHight},
-    {"uiChecksum", 26, 4, &P::uiChecksum},
-};
-static_assert(FitsRecord(kFields));
-
 }  // namespace
 
 int PSWHeaderPrinter::ExtractHederInfo(ByteView file, int position, bool* /*upgradeFieldsFollow*/) {
-    return ReadFields(kFields, file, position, *this) ? 0 : -1;
+    PSWRecord record(file, position);
+    record.Text("strPrinterModel", 8, strPrinterModel);
+    record.Text("strReleaseHW", 2, strReleaseHW);
+    record.Text("strReleasePSW", 3, strReleasePSW);
+    record.Text("strCreationDate", 6, strCreationDate);
+    record.Int("iNumBanksVectorInterrupt", 1, iNumBanksVectorInterrupt);
+    record.Int("iGSILow", 1, iGSILow);
+    record.Int("cComPortType", 1, cComPortType, PortType);
+    record.Int("iScrambleByte", 1, iScrambleByte);
+    record.Int("iPswType", 1, iPswType, PswType);
+    record.Int("iGSIHight", 1, iGSIHight);
+    record.Unsigned("uiChecksum", 4, uiChecksum);
+    return record.Result();
 }

@@ -6,12 +6,10 @@
 class PSWHeaderPrinter : public PSWHeader {
  public:
     PSWHeaderPrinter() : PSWHeader(HTYPE_PRINTER) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"P", nullptr};
 
     PSWText strPrinterModel{};
     PSWText strReleaseHW{};

@@ -6,12 +6,10 @@
 class PSWHeaderSoftware : public PSWHeader {
  public:
     PSWHeaderSoftware() : PSWHeader(HTYPE_SOFTWARE) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
-    static const char* const HeaderMarker[];
+    static constexpr const char* HeaderMarker[] = {"s", "S", nullptr};
 
     int iPswType = 0;
     int iNumBank = 0;      ///< Banks of this firmware; old form only.

@@ -6,9 +6,7 @@
 class PSWHeaderUpgrade : public PSWHeader {
  public:
     PSWHeaderUpgrade() : PSWHeader(HTYPE_UPGRADE) {}
-    int ExtractHederInfo(unsigned char* file, int position, bool* upgradeFieldsFollow) override {
-        return ExtractHederInfo(RecordAt(file, position), position, upgradeFieldsFollow);
-    }
+    using PSWHeader::ExtractHederInfo;
     int ExtractHederInfo(ByteView file, int position, bool* upgradeFieldsFollow) override;
 
     /// The byte of a software record that announces the identifiers ("bex" in the log).
