@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <numeric>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -16,19 +17,14 @@
 /// "~" for a zero byte and "#" for the field of the answer sum ("!" for a wrong one).
 using Pieces = std::vector<std::string>;
 
-inline Pieces PiecesOf(std::string answer) {
-    Pieces pieces;
-    while (!answer.empty()) {
-        const bool data = answer.rfind("<DATABYTES>", 0) == 0;
-        const bool sum = answer[0] == '#' || answer[0] == '!';
-        const std::string end = data               ? "</DATABYTES>"
-                                : sum              ? answer.substr(0, 1)
-                                : answer[0] == '<' ? ">"
-                                                   : "~";
-        pieces.push_back(answer.substr(0, answer.find(end) + end.size()));
-        answer.erase(0, pieces.back().size());
-    }
-    return pieces;
+/// The parts of a text that match, one after the other.
+inline std::vector<std::string> Matches(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    return {std::sregex_token_iterator(text.begin(), text.end(), expression), std::sregex_token_iterator()};
+}
+
+inline Pieces PiecesOf(const std::string& answer) {
+    return Matches(answer, "<DATABYTES>.*?</DATABYTES>|<[^>]*>|[#!]|[^~]*~");
 }
 
 inline std::uint64_t ByteSum(const std::string& bytes) {

@@ -5,10 +5,8 @@
 #include <ctime>
 #include <map>
 #include <memory>
-#include <new>
 #include <regex>
 #include <sstream>
-#include <tuple>
 
 #include "protocol/InfoItemPrnDeviceInfo.h"
 #include "protocol/InfoItemPrnHeadInfo.h"
@@ -32,33 +30,13 @@
 #include "protocol/UpgradeDataInfo.h"
 
 namespace {
-std::size_t largest = 0;  // bytes asked for at once
-}
 
-// Not inlined: beside an allocation of its own the compiler would take `free` for the wrong partner of `new`.
-__attribute__((noinline)) void* operator new(std::size_t size) {
-    largest = std::max(largest, size);
-    void* const block = std::malloc(size);
-    return block != nullptr ? block : throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return std::malloc(size);
-}
-__attribute__((noinline)) void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    operator delete(block);
-}
-
-namespace {
-
-/// Good answers. The first line of each gives the answer, the types of its fields (a letter of kTypes for
-/// each one behind the tag; those of an item's kind in "()") and what the record holds: its kind and its
+/// Good answers. The first line of each gives the answer, the types of its fields (a word of kTypes for
+/// each one behind the tag; those of an item's kind in "( )") and what the record holds: its kind and its
 /// members. Behind "|" stand the lines of the log, a tag where it changes. Each further line puts other
-/// fields, one after the other, in the place of one: the last line that is said then, or, behind "=", a part
-/// of what the record holds. "^" is an STX, "@" a text of 600 letters, and behind the arrow the 511 that are
-/// kept of it.
+/// fields, one after the other, in the place of one: a part of the last two lines that are said then, or,
+/// behind "=", of what the record holds and of the values out of range and their number, all of which "$"
+/// ends. "^" is an STX, "@" a text of 600 letters, and behind the arrow the 511 that are kept of it.
 const char* const kGoods = R"(
 <C1><1.00>  S  1,100
 | Printer Protocoll Version : 100|Printer Protocoll Version Supported|End
@@ -89,7 +67,7 @@ const char* const kGoods = R"(
 7 <13> -> =|DATA Error - Default Value 13 out of Range|1
 8 <9> -> =|DATA Error - Current Value 9 out of Range|1
 11 @~ -> =;@,11;
-<C4><77><1><H><4000000000><9><2>Name~<7>more~<1><9.5><0.5><2><3>#  II*III(TIT12345)#  19,77,2,Name,more,4000000000,9,0,1,1,9.5,0.5,2,3,3
+<C4><77><1><H><4000000000><9><2>Name~<7>more~<1><9.5><0.5><2><3>#  II*III(TIT{MinValue}{MaxValue}{StepValue}{DefValue}{CurValue})#  19,77,2,Name,more,4000000000,9,0,1,1,9.5,0.5,2,3,3
 | [CreateSetupItemType_Prot100]Begin|ID Number : 77|Link Size : 1|Link 1: View Operation :0/1|
 | Link 1: ID Source :4000000000|Link 1: Link ID Value :9|Type : 2|Type : PROT_TYPE_NUMERIC|
 | [ExtractIDInfo_TypeNumeric_Prot100]Begin|Description : Name|Additional Description : more|
@@ -99,14 +77,19 @@ const char* const kGoods = R"(
 3 <V><><5> -> =,9,1,0,
 3 <H,D> -> =,9,0,2,
 3 <D,H> -> =,9,2,0,
-3 <V,V> -> =,9,1,1,
 3 <H,D,H>,~ -> Link Params Error
-6 <0> -> Type : 0|Extract Type Error
 6 <5> -> Type : 5|Extract Type Error
 6 <258> -> Type : 258|Extract Type Error
 7 @~ -> =,@,more,
 8 <0> -> Extract MinValue Error|Extract Type Error
 9 @~ -> =,Name,@,
+10 <9.5><nan> -> =|DATA Error - MinValue >= MaxValue |DATA Error - DefValue < MinValue |DATA Error - CurValue < MinValue |3$
+10 <2> -> =,2,9.5,0.5,2,3,3$
+11 <3> -> =,1,3,0.5,2,3,3$
+11 <2> -> =|DATA Error - CurValue > MaxValue |1$
+12 <0><-0.5><nan> -> =|DATA Error - StepValue|1$
+13 <9.6> -> =|DATA Error - DefValue > MaxValue |1$
+13 <9.5> -> =,1,9.5,0.5,9.5,3,3$
 <C4><77><0><3>Name~<0><0124-06-15 10:20:30>#  III(TI6)#  20,77,3,Name,,,2024-06-15 10:20:30,2024-06-15 10:20:30
 | [CreateSetupItemType_Prot100]Begin|ID Number : 77|Link Size : 0|Type : 3|Type : PROT_TYPE_DATETIME|
 | [ExtractIDInfo_TypeDateTime_Prot100]Begin|Description : Name|Additional Description : |
@@ -118,7 +101,7 @@ const char* const kGoods = R"(
 6 0124-06-15 10:20:30~<0124><a><7><-124-06-15 10:20:30><9999-06-15 10:20:30> -> Time Value Error|Extract Type Error
 6 <0124-13-15 10:20:30><0124-00-15 10:20:30><0124-06-32 10:20:30> -> Time Value Error|Extract Type Error
 6 <0124-06-15 24:20:30><0124-06-15 10:60:30><0124-06-15 10:20:3> -> Time Value Error|Extract Type Error
-<C4><77><0><4>Name~<0><1><20><255>def~cur~#  III(TI789dc)#  21,77,4,Name,,,1,20,255,def,cur,cur
+<C4><77><0><4>Name~<0><1><20><255>def~cur~#  III(TI{MinLen}{MaxLen}{DataMask}[DefValue][CurValue])#  21,77,4,Name,,,1,20,255,def,cur,cur
 | [CreateSetupItemType_Prot100]Begin|ID Number : 77|Link Size : 0|Type : 4|Type : PROT_TYPE_STRING|
 | [ExtractIDInfo_TypeString_Prot100]Begin|Description : {0}|Additional Description : |MinLen 1|MaxLen 20|
 | DataMask 255|DefValue def|CurValue cur|[CreateSetupItemType_Prot100]End|[CreateSetupItem_Prot100]End
@@ -173,46 +156,41 @@ const char* const kGoods = R"(
 2 <DATABYTES>123</DATABYTES> -> Buffer Size error: 4 - 3
 2 <DATABYTES>12345</DATABYTES> -> Buffer Size error: 4 - 5
 3 <0> -> =15,6,1610621281,;1,0,0,Paper not present,,2;1,5,0,
-4 <x> -> Add Byte/Bit Error
-5 <x> -> Add Bit ID Error
-9 <x> -> Add Signal Family Error
+4 <x|7> -> Error extracting byte value from x|Add Byte/Bit Error
+4 <2|x> -> Error extracting byte value from ||Add Byte/Bit Error
+4 <1|2|3> -> 1|2|3|Add Byte/Bit Error
+5 <x> -> x|Add Bit ID Error
+9 <x> -> x|Add Signal Family Error
 <C129><1><8><2><1|0><41 >text~<0><2 ><9|0><42 >beyond~<0><2 >  IInSSTISSSTIS  16,1,8,;1,0,41,text,,2
 | StatusPorts : 1|Number of bytes of extended status : 8|Number of bits to explain : 2|Byte : 1|Bit : {0}|
 | Id : 41|Description : text|Additional Description : |Signal Family : 2|Byte : 9|Bit : {0}|Id : 42|
 | Description : beyond|Additional Description : |Signal Family : 2|End
 3 <0> -> =16,1,8,
+4 <|2|7|> -> =;2,7,41
 <C138><DATABYTES>1<~3</DATABYTES>  D  17,1<~3
 | End
 1 <DATABYTES>123</DATABYTES> -> Buffer Size error: 4 - 3
 1 <DATABYTES>12345</DATABYTES> -> Buffer Size error: 4 - 5
 )";
 
-const std::string kIntError = "FTYPE_VINT_VALUE Error";
-
-/// What a letter of Good::types asks of a field: one of the fields named, and what is said of any other.
-/// "n" and "t" count fields that begin with a number or with a text, "#" is the answer sum.
+/// What a letter of the types asks of a field: one of the fields named, and what is said of any other. "n"
+/// and "t" count fields that begin with a number or with a text, "#" is the answer sum.
 const std::map<char, std::pair<std::string, std::string>> kTypes = {
-    {'I', {"<7>", kIntError}},
-    {'n', {"<7>", kIntError}},
-    {'t', {"<7>", kIntError}},
-    {'#', {"<7>", kIntError}},
-    {'*', {"<7><x>x~<><DATABYTES>x</DATABYTES>", kIntError}},
+    {'I', {"<7>", "FTYPE_VINT_VALUE Error"}},
+    {'*', {"<7><x>x~<><DATABYTES>x</DATABYTES>", "FTYPE_VINT_VALUE Error"}},
     {'S', {"<x>", "FTYPE_VSTRING_VALUE Error"}},
     {'T', {"x~", "FTYPE_STRING_VALUE Error"}},
     {'D', {"<DATABYTES>x</DATABYTES>", "FTYPE_VDATABYTES Error"}},
     {'W', {"<7><x>", "FTYPE_VSTRING_VALUE or FTYPE_VINT_VALUE Error"}},
     {'C', {"<7><x><>", "FTYPE_VSTRING_VALUE/FTYPE_EMPTY/FTYPE_VINT_VALUE Error"}},
-    {'1', {"<7><x>", "Extract MinValue Error"}},
-    {'2', {"<7><x>", "Extract MaxValue Error"}},
-    {'3', {"<7><x>", "Extract StepValue Error"}},
-    {'4', {"<7><x>", "Extract DefValue Error"}},
-    {'5', {"<7><x>", "Extract CurValue Error"}},
-    {'6', {"<7><x>x~", "Extract Current Date / Time Error"}},
-    {'7', {"<7><x>", "Extract MinLen Error"}},
-    {'8', {"<7><x>", "Extract MaxLen Error"}},
-    {'9', {"<7><x>", "Extract DataMask Error"}},
-    {'d', {"x~", "Extract DefValue Error"}},
-    {'c', {"x~", "Extract CurValue Error"}}};
+    {'6', {"<7><x>x~", "Extract Current Date / Time Error"}}};
+
+/// The same of a word: beside the letters "{Name}" is a number and "[Name]" a text with a name of its own.
+std::pair<std::string, std::string> Asked(const std::string& word) {
+    if (word.size() == 1)
+        return kTypes.at(std::string("nt#").find(word) == std::string::npos ? word[0] : 'I');
+    return {word[0] == '{' ? "<7><x>" : "x~", "Extract " + word.substr(1, word.size() - 2) + " Error"};
+}
 
 template <class First, class... Rest>
 std::string Show(const First& first, const Rest&... rest) {
@@ -305,25 +283,14 @@ std::string ContentOf(const ProtocolRecord& record) {
 /// What became of an answer.
 struct Decoded {
     ProtocolRecord record;
-    Lines log;  ///< what the decoding said, as "[tag]text", from the second line on
+    Lines log;  ///< what the decoding said, from the second line on, each with a tag where that changes
     std::uint64_t dataErrors = 0;
 
-    static std::string WithoutTag(const std::string& line) { return line.substr(line.find(']') + 1); }
-
-    /// The last line, with the one before when an item's kind told the reason.
+    /// The last two lines, each behind a "|".
     std::string Last() const {
-        const std::string last = log.empty() ? "" : WithoutTag(log.back());
-        return last == "Extract Type Error" ? WithoutTag(log[log.size() - 2]) + "|" + last : last;
-    }
-
-    std::string Told() const {
         std::string text;
-        std::string before = "[CreateSetupItem_Prot100]";
-        for (const std::string& line : log) {
-            const std::string tag = line.substr(0, line.find(']') + 1);
-            text += (text.empty() ? "" : "|") + (tag == before ? WithoutTag(line) : line);
-            before = tag;
-        }
+        for (std::size_t i = log.size() > 2 ? log.size() - 2 : 0; i < log.size(); ++i)
+            text += "|" + std::regex_replace(log[i], std::regex("^\\[\\w+\\]"), "");
         return text;
     }
 };
@@ -339,7 +306,12 @@ Decoded Decode(const std::string& bytes, bool delimited = false) {
             field->strText = field->strText.substr(1, field->strText.size() - 2);
     LogCapture capture;
     decoded.record = ProtocolRecord::Decode(fields, nullptr, &decoded.dataErrors);
-    decoded.log = capture.Take();
+    std::string before = "[CreateSetupItem_Prot100]";
+    for (const std::string& line : capture.Take()) {
+        const std::string tag = line.substr(0, line.find(']') + 1);
+        decoded.log.push_back(tag == before ? line.substr(tag.size()) : line);
+        before = tag == "[CreateSetupItem]" ? before : tag;
+    }
     decoded.log.erase(decoded.log.begin());
     return decoded;
 }
@@ -349,36 +321,35 @@ Pieces With(Pieces pieces, std::size_t piece, const std::string& instead) {
     return pieces;
 }
 
-void ExpectRefused(const std::string& bytes, const std::string& line) {
+void ExpectRefused(const std::string& bytes, const std::string& lines) {
     const Decoded decoded = Decode(bytes);
     EXPECT_FALSE(decoded.record) << bytes;
     EXPECT_EQ(decoded.record.type(), OBJTYPE_NONE) << bytes;
-    EXPECT_EQ(decoded.Last(), line) << bytes;
+    EXPECT_THAT(decoded.Last(), testing::EndsWith(lines)) << bytes;
 }
 
 /// The answer with a field that is missing, of another type, a higher count, a wrong sum or there twice.
-void ExpectBentRefused(const Pieces& good, std::size_t piece, char letter, const std::string& behind) {
+void ExpectBentRefused(const Pieces& good, std::size_t piece, const std::string& word,
+                       const std::string& behind) {
     const auto at = static_cast<std::ptrdiff_t>(piece);
-    const auto& [accepted, line] = kTypes.at(letter);
+    const auto [accepted, line] = Asked(word);
     std::string cut = Wire(Pieces(good.begin(), good.begin() + at));
     cut.pop_back();  // the ETX would be the wrong field itself
-    ExpectRefused(cut, line + behind);
+    ExpectRefused(cut, "|" + line + behind);
     for (const std::string& sample : PiecesOf("<7><x>x~<><DATABYTES>x</DATABYTES>"))
         if (accepted.find(sample) == std::string::npos)
-            ExpectRefused(Wire(With(good, piece, sample)), line + behind);
-    if (letter == '#') ExpectRefused(Wire(With(good, piece, "!")), "Checksum Error");
-    if (letter == 'n' || letter == 't') {
-        largest = 0;
+            ExpectRefused(Wire(With(good, piece, sample)), "|" + line + behind);
+    if (word == "#") ExpectRefused(Wire(With(good, piece, "!")), "|Checksum Error");
+    if (word == "n" || word == "t") {
         const int more = std::stoi(good[piece].substr(1)) + 1;
-        const char element = letter == 't' ? 'T' : good[0].find("<C12") == 0 ? 'S' : 'I';
+        const std::string element = word == "t" ? "T" : good[0].find("<C12") == 0 ? "S" : "I";
         for (const int count : {more, 2147483647})
             ExpectRefused(Wire(With(good, piece, "<" + std::to_string(count) + ">")),
-                          kTypes.at(element).second + behind);
-        EXPECT_LT(largest, 65536U) << "room for what is announced, not for what is there";
+                          "|" + Asked(element).second + behind);
     }
     Pieces twice = good;
     twice.insert(twice.begin() + at, good[piece]);
-    EXPECT_FALSE(Decode(Wire(twice)).record && good.back() == "#" && letter != '#') << Wire(twice);
+    EXPECT_FALSE(Decode(Wire(twice)).record && good.back() == "#" && word != "#") << Wire(twice);
 }
 
 std::string Replaced(const std::string& text, char letter, const std::string& by) {
@@ -390,16 +361,13 @@ void ExpectBend(const std::string& good, std::size_t piece, const std::string& f
     expected = Replaced(expected, '@', std::string(511, 't'));
     for (const std::string& instead : PiecesOf(Replaced(fields, '@', std::string(600, 't')))) {
         const Decoded decoded = Decode(Wire(With(PiecesOf(good), piece, instead)));
-        std::string outcome = decoded.Last();
-        if (decoded.record) {
-            outcome = ContentOf(decoded.record);
-            for (const std::string& line : decoded.log)
-                if (line.find("DATA") != std::string::npos) outcome += "|" + Decoded::WithoutTag(line);
-            if (decoded.dataErrors != 0) outcome += "|" + std::to_string(decoded.dataErrors);
-        }
+        std::string outcome = decoded.record ? "=" + ContentOf(decoded.record) : decoded.Last();
+        for (const std::string& line : decoded.log)
+            if (line.find("DATA Error") != std::string::npos) outcome += "|" + line.substr(line.find("DATA"));
+        if (decoded.dataErrors != 0) outcome += "|" + std::to_string(decoded.dataErrors);
         const bool holds = expected[0] == '=';
         EXPECT_EQ(static_cast<bool>(decoded.record), holds) << instead;
-        EXPECT_THAT(outcome, testing::HasSubstr(expected.substr(holds ? 1 : 0))) << instead;
+        EXPECT_THAT(outcome + "$", testing::HasSubstr(expected.substr(holds ? 1 : 0))) << instead;
     }
 }
 
@@ -408,16 +376,16 @@ void ExpectGood(const std::string& answer, const std::string& types, std::string
     const Decoded decoded = Decode(Wire(answer));
     std::replace(content.begin(), content.end(), '~', '\0');
     EXPECT_THAT(ContentOf(decoded.record), testing::StartsWith(content));
-    EXPECT_EQ(decoded.Told(), log);
+    EXPECT_EQ(Joined(decoded.log), log);
     EXPECT_EQ(decoded.dataErrors, 0U);
     const Pieces pieces = PiecesOf(answer);
     std::size_t piece = 0;
     std::string behind;
-    for (const char letter : types) {
-        if (letter == '(' || letter == ')')
-            behind = letter == '(' ? "|Extract Type Error" : "";
+    for (const std::string& word : Matches(types, "\\{\\w+\\}|\\[\\w+\\]|.")) {
+        if (word == "(" || word == ")")
+            behind = word == "(" ? "|Extract Type Error" : "";
         else
-            ExpectBentRefused(pieces, ++piece, letter, behind);
+            ExpectBentRefused(pieces, ++piece, word, behind);
     }
     EXPECT_EQ(piece + 1, pieces.size());
 }
@@ -447,63 +415,36 @@ TEST(Records, HoldWhatAGoodAnswerSaysAndNothingOfABentOne) {
     }
 }
 
-TEST(Records, CountValuesOutOfRangeAndStay) {
-    const std::string range = "|DATA Error - MinValue >= MaxValue ";
-    const std::string step = "|DATA Error - StepValue";
-    const std::string defBelow = "|DATA Error - DefValue < MinValue ";
-    const std::string curBelow = "|DATA Error - CurValue < MinValue ";
-    const std::string curAbove = "|DATA Error - CurValue > MaxValue ";
-    const std::pair<std::string, std::string> cases[] = {
-        // minimum, maximum, step, default, current
-        {"<1><5><1><1><5>", ",1,5,1,1,5,5"},
-        {"<5><5><0><5><5>", range + step + "|2"},
-        {"<-5><5><-0.1><0><0>", step + "|1"},
-        {"<1><5><1><0.9><0>", defBelow + curBelow + "|2"},
-        {"<1><5><1><5.1><6>", "|DATA Error - DefValue > MaxValue " + curAbove + "|2"},
-        {"<nan><5><1><1><nan>", range + defBelow + curBelow + curAbove + "|4"}};
-    for (const auto& [numbers, outcome] : cases)
-        ExpectBend("<C4><77><0><2>Name~<0>" + numbers + "#", 1, "<77>", "=" + outcome);
-}
-
 TEST(Records, NeedAFramedAnswerOfAKnownKindAndVersion) {
-    ExpectRefused("", "FTYPE_STX Error");
-    ExpectRefused("\x06", "FTYPE_STX Error");
-    ExpectRefused("\x02<40><12>", "FTYPE_VCMDID_VALUE Error");
-    for (const std::string unknown : {"<C5>", "<C139>", "<C012>"}) ExpectRefused(Wire(unknown + "<1>"), "");
+    ExpectRefused("", "|FTYPE_STX Error");
+    ExpectRefused("\x06", "|FTYPE_STX Error");
+    ExpectRefused("\x02<40><12>", "|FTYPE_VCMDID_VALUE Error");
+    for (const std::string unknown : {"<C5>", "<C139>", "<C012>"})
+        EXPECT_TRUE(Decode(Wire(unknown + "<1>")).log.empty());
     EXPECT_EQ(Decode(Wire("<C1><2.00>")).record.type(), OBJTYPE_PROTOCOLL_VERSION) << "kept";
     for (const std::string status : {"<C128><1><DATABYTES>1234</DATABYTES>", "<C129><1><8>"})
-        EXPECT_EQ(Decode(Wire(status + "<1><1|0>"), true).Last(), "Add Byte/Bit Error");
+        EXPECT_THAT(Decode(Wire(status + "<1><1|0>"), true).Last(), testing::EndsWith("|Add Byte/Bit Error"));
 
     ProtocollFields fields;
     Split(fields, Wire("<C40><12>"));
     const ProtocollVersion version(200);
-    LogCapture log;
-    EXPECT_EQ(fields.CreateSetupItem(nullptr, &version, nullptr), nullptr);
-    EXPECT_EQ(Joined(log.Take("CreateSetupItem")), "Current Protocoll Version : 200|End");
     OBJTYPE type = OBJTYPE_LOGO_ITEM;
-    EXPECT_EQ(fields.CreateSetupItemType_Prot100(nullptr, &type), nullptr);
+    LogCapture log;
+    EXPECT_EQ(fields.CreateSetupItem(nullptr, &version, &type), nullptr);
+    EXPECT_EQ(Joined(log.Take("CreateSetupItem")), "Current Protocoll Version : 200|End");
     EXPECT_EQ(type, OBJTYPE_NONE);
     Split(fields, "\x02<50>");
     EXPECT_EQ(fields.CreateLogoData_Prot100(nullptr, nullptr), nullptr);
     EXPECT_EQ(log.Take().back(), "[CreateLogoData_Prot100]FTYPE_VCMDID_VALUE Error");
-}
-
-TEST(Records, AnItemsKindAdvancesTheCallersIndexAndSum) {
-    ProtocollFields fields;
-    const std::string kind = "d~<0><1><2><1><1><1>";
-    Split(fields, Wire("<C4>" + kind + "<9>"));
-    int index = 2;
-    std::uint64_t sum = 1000;
-    EXPECT_TRUE(std::unique_ptr<SetupItemTypeNumeric>(
-        fields.ExtractIDInfo_TypeNumeric_Prot100(index, sum, nullptr, nullptr)));
-    EXPECT_EQ(Show(index, sum), Show(9, 1000 + ByteSum(kind) - '~'));
-    // The kind is told with the description, even when the item then fails.
-    OBJTYPE type = OBJTYPE_NONE;
-    index = 2;
-    EXPECT_EQ(fields.ExtractIDInfo_TypeString_Prot100(index, sum, nullptr, &type), nullptr);
-    EXPECT_EQ(type, OBJTYPE_ITEM_STRING);
-    for (int outside : {-1, 10, 1000000})
-        EXPECT_EQ(fields.ExtractIDInfo_TypeList_Prot100(outside, sum, nullptr, nullptr), nullptr);
+    // The kind of an item is told with the description, even when the item then fails.
+    Split(fields, Wire("<C4>d~<0><1>"));
+    std::uint64_t sum = 0;
+    for (int index : {2, -1, 10, 1000000}) {
+        type = OBJTYPE_NONE;
+        const OBJTYPE told = index == 2 ? OBJTYPE_ITEM_STRING : OBJTYPE_NONE;
+        EXPECT_EQ(fields.ExtractIDInfo_TypeString_Prot100(index, sum, nullptr, &type), nullptr);
+        EXPECT_EQ(type, told);
+    }
 }
 
 // A list that sorts at each identifier, or an element that is compared with all before it, takes minutes
@@ -527,42 +468,18 @@ TEST(Records, TakeNoTimeForLongListsAndNoMoreThanTheFirstFields) {
     EXPECT_EQ(Split(fields, std::string(300000, '\x02')), static_cast<int>(ProtocollFields::kMaxFields));
 }
 
-TEST(ProtocollDataAvailable, AccessorsReachOneBitOfOneSet) {
-    using Data = ProtocollDataAvailable;
-    using Accessor = bool (Data::*)(bool, bool);
-    const std::tuple<std::uint64_t, Accessor, Accessor> bits[] = {
-        {0x01, &Data::SetupDataAvailable, &Data::SetupDataToSave},
-        {0x02, &Data::LogoDataAvailable, &Data::LogoDataToSave},
-        {0x04, &Data::UpgradeModulesAvailable, &Data::UpgradeModulesToSave},
-        {0x08, &Data::FontsDataAvailable, &Data::FontsDataToSave},
-        {0x10, &Data::ToolsAvailable, &Data::ToolsToSave},
-        {0x20, &Data::UpgradePrinterAvailable, &Data::UpgradePrinterToSave},
-        {0x80, &Data::StatusPrinterAvailable, &Data::StatusPrinterToSave}};
-    for (const auto& [bit, available, toSave] : bits) {
-        Data data;
-        EXPECT_TRUE((data.*available)(false, true));
-        EXPECT_EQ(Show(data.Available, data.ToSave), Show(bit, 0)) << bit;
-        EXPECT_FALSE((data.*toSave)(true, true));
-        data.ToSave = ~std::uint64_t{0};
-        EXPECT_FALSE((data.*toSave)(false, false));
-        EXPECT_EQ(Show(data.Available, data.ToSave), Show(bit, ~bit)) << bit;
-    }
-}
-
 TEST(StatusRecords, DescribeBitsOnceInTheirPlace) {
     StatusInfoGenData general;
     general.uiSupportedMask = ~std::uint64_t{0};
-    const std::string standard =
-        ";1,0,0,Paper not present,,2;1,2,0,Near paper end,,1;1,5,0,Ticket present in output,,1;"
-        "2,0,0,Thermal print head lifted,,1;2,1,0,Cover opened,,1;2,2,0,Spooling,,0;"
-        "2,3,0,Drag motor rolling,,0;2,5,0,LF key pressed,,0;2,6,0,FF key pressed,,0;"
-        "3,0,0,Head temperature Error,,2;3,1,0,COM Error,,2;3,3,0,Power supply voltage Error,,2;"
-        "3,4,0,Wait char Timeout Error,,2;3,5,0,Command Error,,2;3,6,0,Paper jam,,2;"
-        "4,0,0,Cutter Error,,2;4,2,0,RAM Error,,2;4,3,0,EEPROM Error,,2";
-    EXPECT_EQ(Bits(general), standard);
+    EXPECT_EQ(Bits(general),
+              ";1,0,0,Paper not present,,2;1,2,0,Near paper end,,1;1,5,0,Ticket present in output,,1;"
+              "2,0,0,Thermal print head lifted,,1;2,1,0,Cover opened,,1;2,2,0,Spooling,,0;"
+              "2,3,0,Drag motor rolling,,0;2,5,0,LF key pressed,,0;2,6,0,FF key pressed,,0;"
+              "3,0,0,Head temperature Error,,2;3,1,0,COM Error,,2;3,3,0,Power supply voltage Error,,2;"
+              "3,4,0,Wait char Timeout Error,,2;3,5,0,Command Error,,2;3,6,0,Paper jam,,2;"
+              "4,0,0,Cutter Error,,2;4,2,0,RAM Error,,2;4,3,0,EEPROM Error,,2");
     general.AddStatusBitInfoList({new StatusBitInfo(3, 1, 9, "Line noise", "more", 1),
                                   new StatusBitInfo(1, 7, 0, "late", "", 0), nullptr});
-    EXPECT_EQ(general.bitList.All()[10]->iID, 9) << "in place";
     general.uiSupportedMask = 0x20080;
     EXPECT_EQ(Bits(general), ";1,7,0,late,,0;3,1,9,Line noise,more,1");
     general.InitWithStandardBits();
@@ -576,33 +493,6 @@ TEST(StatusRecords, DescribeBitsOnceInTheirPlace) {
          new StatusBitInfo(1, 8, 0, "no bit", "", 0), new StatusBitInfo(0, 1, 0, "no byte", "", 0)});
     extended.iNumBytes = 2147483647;  // listing takes no longer however many are announced
     EXPECT_EQ(Bits(extended), ";1,0,0,first,,0;2,7,0,last,,0");
-    for (int ways = 0; ways < 16; ++ways) {
-        const StatusWayPorts ports(ways);
-        EXPECT_EQ(Show(ports.AvailableStandardPort(), ports.AvailableUsb0Port(), ports.AvailableUdpPort(),
-                       ports.Available()),
-                  Show(ways % 2, ways / 2 % 2, ways / 4 % 2, ways % 8 != 0));
-    }
-}
-
-TEST(StatusBitInfo, ParsesItsTexts) {
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"2|7", "2,7", ""},
-        {"|3|1|", "3,1", ""},
-        {"2|x", "2,0", "Error extracting byte value from |"},
-        {"x|7", "0,0", "Error extracting byte value from x"},
-        {"27", "0,0", "27"},
-        {"1|2|3", "0,0", "1|2|3"}};
-    for (const auto& [text, numbers, line] : cases) {
-        StatusBitInfo info;
-        LogCapture log;
-        EXPECT_EQ(info.AddByteBit(text), *line == '\0');
-        EXPECT_EQ(Show(info.iByte, info.iBit), numbers);
-        EXPECT_EQ(Joined(log.Take("AddByteBit")), line);
-        EXPECT_TRUE(info.AddId("12x") && info.AddSignal("2"));
-        EXPECT_FALSE(info.AddId("<13>") || info.AddSignal("x"));
-        EXPECT_EQ(Show(info.iID, info.iSignalFamily), "12,2");
-        EXPECT_EQ(Joined(log.Take()), "[AddId]<13>|[AddSignal]x");
-    }
 }
 
 }  // namespace
