@@ -41,7 +41,7 @@ const char* const kGoods = R"(
 <C1><1.00>  S  1,100
 | Printer Protocoll Version : 100|Printer Protocoll Version Supported|End
 1 <0.00> -> =1,0
-1 <1,00> -> =1,100
+1 <1,00><0.9:> -> =1,100
 1 <2.00><1.01><a> -> Printer Protocoll Version NOT Supported
 <C2><2>first 50%~second~  tTT  2,;first 50 ;second
 | Number of Header Lines : 2|01 - first 50 |02 - second|End
@@ -99,7 +99,7 @@ const char* const kGoods = R"(
 6 <0099-12-31 23:59:59 and more> -> =,1999-12-31 23:59:59
 6 <0070-01-01 00:59:59> -> =,1970-01-01 00:59:59
 6 0124-06-15 10:20:30~<0124><a><7><-124-06-15 10:20:30><9999-06-15 10:20:30> -> Time Value Error|Extract Type Error
-6 <0124-13-15 10:20:30><0124-00-15 10:20:30><0124-06-32 10:20:30> -> Time Value Error|Extract Type Error
+6 <0124-0:-15 10:20:30><0124-13-15 10:20:30><0124-00-15 10:20:30><0124-06-32 10:20:30> -> Time Value Error|Extract Type Error
 6 <0124-06-15 24:20:30><0124-06-15 10:60:30><0124-06-15 10:20:3> -> Time Value Error|Extract Type Error
 <C4><77><0><4>Name~<0><1><20><255>def~cur~#  III(TI{MinLen}{MaxLen}{DataMask}[DefValue][CurValue])#  21,77,4,Name,,,1,20,255,def,cur,cur
 | [CreateSetupItemType_Prot100]Begin|ID Number : 77|Link Size : 0|Type : 4|Type : PROT_TYPE_STRING|
