@@ -4,21 +4,53 @@
 #include <climits>
 #include <cstdint>
 
+#include "package/PSWFile.h"
+#include "package/PSWHeaderPrinter.h"
 #include "port/ComPort.h"
-#include "support/Clock.h"
+#include "protocol/Commands.h"
 #include "support/Log.h"
-#include "upgrade/LargePackets.h"
-#include "upgrade/PrinterRelease.h"
-
-namespace BankTransfer {
 
 namespace {
 
-unsigned char LowByte(unsigned long value) {
-    return static_cast<unsigned char>(value & 0xFF);
+/// A byte of a number, `shift` bits up.
+unsigned char ByteOf(unsigned long value, int shift = 0) {
+    return static_cast<unsigned char>((value >> shift) & 0xFF);
 }
 
-bool RefuseFirmware(CComPort& port, const FirmwareImage& image, const char* tag) {
+unsigned char LowByte(int value) {
+    return ByteOf(static_cast<unsigned long>(value));
+}
+
+std::string ReleaseOf(PSWFile& package) {
+    const PSWHeaderPrinter* printer = package.GetHeaderPrinter();
+    std::string release = printer != nullptr ? printer->strReleasePSW : "";
+    if (!release.empty()) release.insert(1, ".");
+    return release;
+}
+
+bool WriteGroup(CComPort& port, const BankTransfer::Group& group, const char* tag) {
+    const int count = static_cast<int>(group.banks.size());
+    const int last = group.first + count - 1;
+    Log::WriteLog(tag, "Sending command to start upgrade...");
+    if (!BankTransfer::SendStart(port, group.first, last)) return false;
+    int number = group.first;
+    for (const unsigned char* bank : group.banks) {
+        ++number;
+        Log::WriteLogP(tag, "Sending bank...%d/%d (%d%%)", number, group.total,
+                       static_cast<int>(std::int64_t{number} * 100 / std::max(group.total, 1)));
+        if (!BankTransfer::WriteWhole(port, bank, static_cast<std::size_t>(group.bankSize))) return false;
+    }
+    Log::WriteLog(tag, "Sending command to program Flash...");
+    return BankTransfer::SendProgram(port, group.first, last, group.sum, group.xorSum);
+}
+
+}  // namespace
+
+namespace BankTransfer {
+
+bool TakeFirmware(CComPort& port, PSWFile& package, int fewestBanks, FirmwareImage& image, const char* tag) {
+    image = FirmwareImage::Of(package);
+    if (image.HoldsItsBanks() && image.banks >= fewestBanks && image.bankSize <= INT_MAX) return true;
     Log::WriteLog(tag, "Upgrade file wrong or incomplete:");
     if (image.banks == 0) Log::WriteLogP(tag, "NumBank Error : %d", image.banks);
     if (image.bankSize == 0) Log::WriteLogP(tag, "BankDim Error : %d", 0);
@@ -26,92 +58,67 @@ bool RefuseFirmware(CComPort& port, const FirmwareImage& image, const char* tag)
     return false;
 }
 
-}  // namespace
-
-bool ReachPrinter(CComPort& port, PSWFile& package, const Opening& opening, int timem, FirmwareImage& image,
-                  const char* tag) {
-    image = FirmwareImage::Of(package);
-    if (!image.HoldsItsBanks() || image.banks < opening.fewestBanks || image.bankSize > INT_MAX) {
-        return RefuseFirmware(port, image, tag);
-    }
-    if (!opening.loop.Run(port, timem, tag) && opening.mustReopen) return false;
-    if (!port.HandshakeCommunication()) {
-        Log::WriteLog(tag, opening.handshakeLine);
-        return false;
-    }
-    return true;
+std::string InquireRelease(CComPort& port, unsigned int most) {
+    port.SendCommand(Commands::Cmd_CommandCAN);
+    port.SendCommand(Commands::Cmd_CommandGetFWREL);
+    std::vector<unsigned char> answer(most + CComPort::kReadSlack);
+    unsigned int err = 0;
+    const std::size_t read = std::min<std::size_t>(port.Read(answer.data(), most, &err), answer.size());
+    return {answer.begin(), answer.begin() + static_cast<std::ptrdiff_t>(read)};
 }
 
 bool CompareRelease(CComPort& port, PSWFile& package, std::string& text, bool& same, const char* tag) {
-    std::string printers;
-    if (!PrinterRelease::Ask(port, printers, tag)) return false;
-    text = PrinterRelease::OfPackage(package);
-    same = text == printers;
+    const std::string answer = InquireRelease(port, 511);
+    if (answer.empty()) {
+        Log::WriteLog(tag, "Read FW Release Error");
+        port.Close();
+        return false;
+    }
+    text = ReleaseOf(package);
+    same = text == answer.c_str();  // what the printer reports ends at a zero byte
     return true;
 }
 
-StartCommand MakeStart(int first, int last) {
-    return {0x1C, 0xFD, LowByte(static_cast<unsigned long>(first)),
-            LowByte(static_cast<unsigned long>(last))};
-}
-
-ProgramCommand MakeProgram(int first, int last, unsigned long sum, unsigned long xorSum) {
-    return {0x1C,
-            0xFF,
-            LowByte(static_cast<unsigned long>(first)),
-            LowByte(static_cast<unsigned long>(last)),
-            LowByte(sum >> 8),
-            LowByte(sum),
-            LowByte(xorSum >> 8),
-            LowByte(xorSum)};
-}
-
-bool WriteWhole(CComPort& port, unsigned char* bytes, std::size_t size) {
+bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size) {
     unsigned int err = 0;
     return size != 0 && port.Write(bytes, static_cast<unsigned int>(size), &err) >= size;
 }
 
-namespace {
-
-bool WriteGroup(CComPort& port, const Group& group, const char* tag) {
-    const int count = static_cast<int>(group.banks.size());
-    const int last = group.first + count - 1;
-    Log::WriteLog(tag, "Sending command to start upgrade...");
-    StartCommand start = MakeStart(group.first, last);
-    if (!WriteWhole(port, start.data(), start.size())) return false;
-    for (int i = 0; i < count; ++i) {
-        const int number = group.first + i + 1;
-        Log::WriteLogP(tag, "Sending bank...%d/%d (%d%%)", number, group.total,
-                       static_cast<int>(std::int64_t{number} * 100 / std::max(group.total, 1)));
-        unsigned char* const bank = group.banks[static_cast<std::size_t>(i)];
-        if (!WriteWhole(port, bank, static_cast<std::size_t>(group.bankSize))) return false;
-    }
-    Log::WriteLog(tag, "Sending command to program Flash...");
-    ProgramCommand program = MakeProgram(group.first, last, group.sum, group.xorSum);
-    return WriteWhole(port, program.data(), program.size()) && port.Drain();
+bool SendStart(CComPort& port, int first, int last) {
+    const unsigned char start[] = {0x1C, 0xFD, LowByte(first), LowByte(last)};
+    return WriteWhole(port, start, sizeof start);
 }
 
-}  // namespace
+bool SendProgram(CComPort& port, int first, int last, unsigned long sum, unsigned long xorSum) {
+    const unsigned char program[] = {0x1C,           0xFF,        LowByte(first),    LowByte(last),
+                                     ByteOf(sum, 8), ByteOf(sum), ByteOf(xorSum, 8), ByteOf(xorSum)};
+    return WriteWhole(port, program, sizeof program) && port.Drain();
+}
 
 bool SendGroup(CComPort& port, const Group& group, const char* tag) {
     LargePackets packets(port);
-    if (!WriteGroup(port, group, tag)) {
-        Log::WriteLog(tag, "Communication Error! exit...");
-        return false;
-    }
+    if (!WriteGroup(port, group, tag)) return Log::Fail(tag, "Communication Error! exit...");
     packets.Restore();
     return true;
 }
 
-bool WaitForReset(CComPort& port, int timem, const char* backLine, const char* tag) {
+void WaitForReset(CComPort& port, int timem, const char* backLine, const char* tag) {
     Log::WriteLog(tag, "Different version: Wait printer reset...");
     bool back = port.ReOpen();
-    for (int elapsed = 0; !back && elapsed <= 29; back = port.ReOpen()) {
-        elapsed += 5;
-        SleepSeconds(5, timem);
+    for (int pauses = 0; !back && pauses < 6; ++pauses) {
+        Sleep({5000, timem});
+        back = port.ReOpen();
     }
     if (back) Log::WriteLog(tag, backLine);
-    return back;
 }
 
 }  // namespace BankTransfer
+
+LargePackets::LargePackets(CComPort& port) : guard_(port) {
+    guard_.Dismiss();
+    // A port without a packet size counts as one that sends single bytes.
+    const std::uint64_t replaced = kPacket / std::max(port.GetWPacketSize(), 1U) + 1;
+    const std::uint64_t scaled = std::min<std::uint64_t>(replaced * port.GetTimeoutWrite(), INT_MAX);
+    port.SetWPacketSize(kPacket);
+    port.SetTimeoutWrite(static_cast<unsigned int>(scaled));
+}

@@ -62,6 +62,6 @@ std::string BootUsb::WaitForDevice(const char* vid, const Deadline& deadline) {
             if (!name.empty()) return name;
         }
         if (deadline.IsOver()) return {};
-        SleepMs(kTurnMs);
+        Sleep({kTurnMs});
     }
 }

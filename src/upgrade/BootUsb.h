@@ -4,7 +4,7 @@
 #include <string>
 
 #include "port/ComPort.h"
-#include "support/Deadline.h"
+#include "support/Clock.h"
 
 /// The USB port of a device that a printer has become in its boot loader. Its owner closes nothing: the port
 /// goes with the object.

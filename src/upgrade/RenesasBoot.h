@@ -1,9 +1,15 @@
 #pragma once
 
-#include "upgrade/BTPRGERROR.h"
 #include "upgrade/UpgradeEngine.h"
 
+class RenesasLink;
 class RenesasUnits;
+
+/// Why a Renesas boot connection failed.
+enum BTPRGERROR : int {
+    BTPRG_FAILED = 1,               ///< any failure that has no value of its own
+    BTPRG_RELEASE_UNAVAILABLE = 10  ///< the boot loader's release could not be asked for
+};
 
 /// What the engines for Renesas chips (U2 and U4) share: the printer is told to enter its boot loader, comes
 /// back on USB as a boot device, is connected to, and is programmed in units of the size that it names. The
@@ -38,17 +44,19 @@ class RenesasBoot : public UpgradeEngine {
 
  protected:
     /// `asksRelease`: the boot loader is asked for its release, and secured if that is 1.00 or newer.
-    RenesasBoot(int upgComponents, int timem, bool asksRelease, bool newBootloader)
-        : UpgradeEngine(upgComponents, timem), bNewBootloader(newBootloader), asksRelease_(asksRelease) {}
+    RenesasBoot(int mode, int upgComponents, int timem, bool asksRelease, bool newBootloader)
+        : UpgradeEngine(mode, upgComponents, timem), bNewBootloader(newBootloader), asksRelease_(asksRelease) {}
 
     /// What is done with the open boot device after success. The result is not looked at.
     virtual bool ResetAfterSuccess(CComPort& port) = 0;
 
  private:
-    bool MayStart(CComPort& port, PSWFile& package) const;
+    bool MayStart(CComPort& port, PSWFile& package, const char* tag) const;
     bool ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                           CommPortSettings& settings, void* ctx1, void* ctx2);
-    bool Program(CComPort& port, const RenesasUnits& units);
+                           CommPortSettings& settings, const char* tag);
+    bool Connect(RenesasLink& link, BTPRGERROR& err, int& programmingSize, const char* tag);
+    bool Secure(RenesasLink& link, BTPRGERROR& err, const char* tag);
+    bool Program(CComPort& port, const RenesasUnits& units, const char* tag);
 
     const bool asksRelease_;
 };

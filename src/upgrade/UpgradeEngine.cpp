@@ -2,144 +2,154 @@
 
 #include "package/PSWComponents.h"
 #include "package/PSWFile.h"
+#include "package/PSWHeaderBin.h"
+#include "package/PSWHeaderModule.h"
 #include "port/ComPort.h"
 #include "support/Clock.h"
 #include "support/Log.h"
 
-namespace {
+FirmwareImage FirmwareImage::Of(PSWFile& package) {
+    if (package.iPswType != 0) {
+        PSWHeaderModule* module = package.GetHeaderModuleSoftware();
+        if (module == nullptr) return {};
+        return {module->iNumBank, module->uiBankDim, module->pData.get(), module->uiDataSize};
+    }
+    PSWHeaderBin* bin = package.GetHeaderBin();
+    if (bin == nullptr) return {};
+    return {bin->iNumBanks, bin->uiBinSize, bin->pData.get(), bin->uiBinLength};
+}
 
-constexpr char kPsw1[] = "StartUpgrade_PSW1";
-constexpr char kPsw2[] = "StartUpgrade_PSW2";
+bool FirmwareImage::HoldsItsBanks() const {
+    if (banks <= 0 || bankSize == 0 || data == nullptr) return false;
+    return bankSize <= length / static_cast<std::uint64_t>(banks);
+}
 
-}  // namespace
+std::vector<unsigned char*> FirmwareImage::Banks(int first, int count) const {
+    std::vector<unsigned char*> list;
+    for (int i = first; i < first + count; ++i) list.push_back(Bank(i));
+    return list;
+}
 
-/// What the driver handed over for this upgrade.
+/// One upgrade with a package of the new form: what the driver handed over, and the name of the log lines.
 struct UpgradeEngine::Run {
     UpgradeDataInfo& info;
     CComPort& port;
     PSWFile& package;
     CommPortSettings& settings;
-    void* ctx1;
-    void* ctx2;
     PSWComponents& components;
+    const char* tag;
 };
 
-void UpgradeEngine::LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const {
-    static_cast<void>(info);
-    static_cast<void>(tag);
-}
-
-bool UpgradeEngine::TakesPort(const CComPort& port, const char* tag) const {
-    const bool onUsb = port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
-    if (Flow().notOnUsbLine == nullptr || onUsb) return true;
-    Log::WriteLog(tag, Flow().notOnUsbLine);
-    return false;
+UpgradeEngine::UpgradeEngine(int mode, int upgComponents, int timem)
+    : UpgradePrinter(upgComponents, timem), flow_(UpgradeFlow::Of(mode)) {
+    iUpgradeMode = flow_.number;
 }
 
 bool UpgradeEngine::StartUpgrade_PSW1(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                                      CommPortSettings& settings, void* ctx1, void* ctx2,
-                                      PSWComponents& components) {
-    static_cast<void>(components);
-    LogPrinterSettings(info, kPsw1);
-    Log::WriteLog(kPsw1, "START Upgrade PSW1");
-    if (!SendsFirmware()) {
-        Log::WriteLog(kPsw1, "Upgrade FW not enabled in command line arguments ");
-        return false;
-    }
-    Log::WriteLog(kPsw1, "Send Fw...");
-    const bool sent = SendFW(info, port, package, settings, ctx1, ctx2);
-    if (Flow().numberInPsw1Result) {
-        Log::WriteLogP(kPsw1, "Send FW:%d", sent ? 1 : 0);
+                                      CommPortSettings& settings, void* /*ctx1*/, void* /*ctx2*/,
+                                      PSWComponents& /*components*/) {
+    static constexpr char kTag[] = "StartUpgrade_PSW1";
+    LogPrinterSettings(info, kTag);
+    Log::WriteLog(kTag, "START Upgrade PSW1");
+    if (!SendsFirmware()) return Log::Fail(kTag, "Upgrade FW not enabled in command line arguments ");
+    Log::WriteLog(kTag, "Send Fw...");
+    const bool sent = SendFW(info, port, package, settings, nullptr, nullptr);
+    if (flow_.numberInPsw1Result) {
+        Log::WriteLogP(kTag, "Send FW:%d", sent ? 1 : 0);
     } else {
-        Log::WriteLog(kPsw1, "Send FW:{0}");  // kept: the text carries no number
+        Log::WriteLog(kTag, "Send FW:{0}");  // kept: the text carries no number
     }
     return sent;
 }
 
 bool UpgradeEngine::StartUpgrade_PSW2(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                                      CommPortSettings& settings, void* ctx1, void* ctx2,
+                                      CommPortSettings& settings, void* /*ctx1*/, void* /*ctx2*/,
                                       PSWComponents& components) {
-    const Run run{info, port, package, settings, ctx1, ctx2, components};
-    LogPrinterSettings(info, kPsw2);
-    Log::WriteLog(kPsw2, "START Upgrade PSW2");
+    static constexpr char kTag[] = "StartUpgrade_PSW2";
+    const Run run{info, port, package, settings, components, kTag};
+    LogPrinterSettings(info, kTag);
+    Log::WriteLog(kTag, "START Upgrade PSW2");
     Prepare(run);
-    if (!TakesPort(port, kPsw2)) return false;
-    if (Flow().modulesBefore && !SendModulesBefore(run)) return false;
-    if (Flow().reopen == UpgradeFlow::Reopen::kAlways ||
-        (Flow().reopen == UpgradeFlow::Reopen::kWhenSendingFirmware && SendsFirmware())) {
-        port.ReOpen();
-    }
-    return SendFirmware(run) && SendModulesAfter(run);
+    if (!TakesPort(port, kTag)) return false;
+    if (!SendModulesBefore(run)) return false;
+    ReOpenOnce(run);
+    if (!SendFirmware(run)) return false;
+    return SendModulesAfter(run);
 }
 
 void UpgradeEngine::Prepare(const Run& run) const {
-    using Preparation = UpgradeFlow::Preparation;
-    const Preparation preparation = Flow().preparation;
-    if (preparation == Preparation::kBackupThenConvert) run.port.BackupPortInfo();
-    if (preparation != Preparation::kNone) run.components.ConvertModulesBeforeToAfter();
-    if (preparation == Preparation::kConvertThenBackup) run.port.BackupPortInfo();
+    if (flow_.preparation == UpgradeFlow::kBackupThenConvert) run.port.BackupPortInfo();
+    if (flow_.preparation != UpgradeFlow::kUnprepared) run.components.ConvertModulesBeforeToAfter();
+    if (flow_.preparation == UpgradeFlow::kConvertThenBackup) run.port.BackupPortInfo();
+}
+
+bool UpgradeEngine::TakesPort(const CComPort& port, const char* tag) const {
+    const bool onUsb = port.GetPortType() == COMMPORT_USB || port.GetPortType() == COMMPORT_USB_TOO;
+    return flow_.notOnUsbLine == nullptr || onUsb || Log::Fail(tag, flow_.notOnUsbLine);
 }
 
 bool UpgradeEngine::SendModulesBefore(const Run& run) {
+    if (!flow_.modulesBefore) return true;
     if (!SendsModules()) {
-        Log::WriteLog(kPsw2, "Upgrade Before Modules not enabled in command line arguments ");
+        Log::WriteLog(run.tag, "Upgrade Before Modules not enabled in command line arguments ");
         return true;
     }
-    if (SendAllModules(run.port, run.package, run.components, run.ctx2, Flow().moduleTimeoutMs, true,
-                       false)) {
-        return true;
-    }
-    Log::WriteLog(kPsw2, "SendAllModules Failed...");
-    return false;
+    return SendAllModules(run.port, run.package, run.components, nullptr, flow_.moduleTimeoutMs, true,
+                          false) ||
+           Log::Fail(run.tag, "SendAllModules Failed...");
+}
+
+void UpgradeEngine::ReOpenOnce(const Run& run) const {
+    const bool forFirmware = flow_.reopen == UpgradeFlow::kReopenForFirmware && SendsFirmware();
+    if (forFirmware || flow_.reopen == UpgradeFlow::kReopenAlways) run.port.ReOpen();
 }
 
 bool UpgradeEngine::SendFirmware(const Run& run) {
     if (!SendsFirmware()) {
-        Log::WriteLog(kPsw2, "Upgrade FW not enabled in command line arguments ");
+        Log::WriteLog(run.tag, "Upgrade FW not enabled in command line arguments ");
         return true;
     }
     if (!run.components.HasComponent(PSWComponent::kFirmware)) {
-        Log::WriteLog(kPsw2, "Skip Fw...");
+        Log::WriteLog(run.tag, "Skip Fw...");
         return true;
     }
-    Log::WriteLog(kPsw2, "Send Fw...");
-    const bool sent = SendFW(run.info, run.port, run.package, run.settings, run.ctx1, run.ctx2);
-    Log::WriteLogP(kPsw2, "Send FW:%d", sent ? 1 : 0);
+    Log::WriteLog(run.tag, "Send Fw...");
+    const bool sent = SendFW(run.info, run.port, run.package, run.settings, nullptr, nullptr);
+    Log::WriteLogP(run.tag, "Send FW:%d", sent ? 1 : 0);
     return FinishFirmware(run, sent);
 }
 
+bool UpgradeEngine::ReachPrinter(CComPort& port, const char* tag) const {
+    const Reopening& loop = flow_.mustReopen ? kReopenOrFail : kReopenBeforeFirmware;
+    return ReOpenUntilBack(port, loop, tag) &&
+           (port.HandshakeCommunication() || Log::Fail(tag, flow_.handshakeLine));
+}
+
 bool UpgradeEngine::FinishFirmware(const Run& run, bool sent) {
-    using AfterFirmware = UpgradeFlow::AfterFirmware;
-    const bool waitOnly = Flow().afterFirmware == AfterFirmware::kWaitOnly;
-    if (!sent) {
-        Log::WriteLog(kPsw2, waitOnly ? "FW Upgrade error" : "Programming SW NOT OK!");
-        return false;
-    }
+    const bool waitOnly = flow_.afterFirmware == UpgradeFlow::kWaitOnly;
+    if (!sent) return Log::Fail(run.tag, waitOnly ? "FW Upgrade error" : "Programming SW NOT OK!");
     if (waitOnly) {
-        SleepMs(Flow().moduleTimeoutMs, iTimem);
+        Sleep({flow_.moduleTimeoutMs, iTimem});
         return true;
     }
-    Log::WriteLog(kPsw2, "Programming OK!");
-    SleepSeconds(8, iTimem);
+    Log::WriteLog(run.tag, "Programming OK!");
+    Sleep({8000, iTimem});
     if (run.components.HasAfterModules()) {
-        Log::WriteLog(kPsw2, "Wait before starting modules upgrade!");
-        const bool scaled = Flow().afterFirmware == AfterFirmware::kSettleThenScaledWait;
-        SleepMs(Flow().moduleTimeoutMs, scaled ? iTimem : 1);
+        Log::WriteLog(run.tag, "Wait before starting modules upgrade!");
+        const bool scaled = flow_.afterFirmware == UpgradeFlow::kSettleThenScaledWait;
+        Sleep({flow_.moduleTimeoutMs, scaled ? iTimem : 1});
     }
     return true;
 }
 
 bool UpgradeEngine::SendModulesAfter(const Run& run) {
     if (!SendsModules()) {
-        Log::WriteLog(kPsw2, "Upgrade After Modules not enabled in command line arguments ");
+        Log::WriteLog(run.tag, "Upgrade After Modules not enabled in command line arguments ");
         return true;
     }
-    if (Flow().restore == UpgradeFlow::Restore::kRestorePortInfo) run.port.RestoreportInfo();
-    if (Flow().restore == UpgradeFlow::Restore::kReOpen) run.port.ReOpen();
-    if (SendAllModules(run.port, run.package, run.components, run.ctx2, Flow().moduleTimeoutMs, false,
-                       true)) {
-        return true;
-    }
-    Log::WriteLog(kPsw2, "SendAllModules Failed...");
-    return false;
+    if (flow_.restore == UpgradeFlow::kRestorePortInfo) run.port.RestoreportInfo();
+    if (flow_.restore == UpgradeFlow::kReOpen) run.port.ReOpen();
+    return SendAllModules(run.port, run.package, run.components, nullptr, flow_.moduleTimeoutMs, false,
+                          true) ||
+           Log::Fail(run.tag, "SendAllModules Failed...");
 }

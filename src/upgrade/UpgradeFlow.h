@@ -1,26 +1,39 @@
 #pragma once
 
-/// What differs between the engines in the flow around their firmware: one constant record an engine.
+#include <memory>
+
+class UpgradePrinter;
+
+/// What a procedure has of its own in the flow around its firmware, and which engine runs it: a row of the
+/// table in UpgradeFlow.cpp, which is the list of the procedures.
 struct UpgradeFlow {
     /// What is done first so that modules come after the firmware and a USB printer is found again.
-    enum class Preparation { kNone, kConvertThenBackup, kBackupThenConvert };
+    enum Preparation { kUnprepared, kConvertThenBackup, kBackupThenConvert };
     /// The single re-open (result ignored) between the modules before and the firmware.
-    enum class Reopen { kNever, kWhenSendingFirmware, kAlways };
+    enum Reopen { kNoReopen, kReopenForFirmware, kReopenAlways };
     /// What follows a firmware that was taken, and how its failure is logged.
-    enum class AfterFirmware {
+    enum AfterFirmware {
         kWaitOnly,              ///< the module time-out × multiplier, modules or not
         kSettleThenScaledWait,  ///< 8 s × multiplier; before modules the module time-out × multiplier
         kSettleThenFixedWait,   ///< 8 s × multiplier; before modules the module time-out as it is
     };
     /// What is done to the port before the modules that come after the firmware.
-    enum class Restore { kNothing, kRestorePortInfo, kReOpen };
+    enum Restore { kNothing, kReOpen, kRestorePortInfo };
 
-    int moduleTimeoutMs = 10000;
-    Preparation preparation = Preparation::kNone;
+    int mode = 0;  ///< the printer's UPGRADEMODE
+    std::unique_ptr<UpgradePrinter> (*make)(int upgComponents, int timem) = nullptr;
+    int number = 0;  ///< the engine's `iUpgradeMode`
+    int moduleTimeoutMs = 0;
+    Preparation preparation = kUnprepared;
     const char* notOnUsbLine = nullptr;  ///< logged, and the upgrade refused, on a port that is not USB
-    bool modulesBefore = true;           ///< the flow has a step for modules before the firmware
-    Reopen reopen = Reopen::kNever;
-    AfterFirmware afterFirmware = AfterFirmware::kSettleThenScaledWait;
-    Restore restore = Restore::kNothing;
+    bool modulesBefore = false;          ///< the flow has a step for modules before the firmware
+    Reopen reopen = kNoReopen;
+    bool mustReopen = false;         ///< SendFW ends when its own re-open loop is exhausted
+    const char* handshakeLine = "";  ///< logged by SendFW when the status handshake fails
+    AfterFirmware afterFirmware = kWaitOnly;
+    Restore restore = kNothing;
     bool numberInPsw1Result = false;  ///< the result line of StartUpgrade_PSW1 carries the number
+
+    /// The row of a mode; one without an engine when there is none.
+    static const UpgradeFlow& Of(int mode);
 };

@@ -10,16 +10,10 @@
 #include "package/PSWFile.h"
 #include "port/ComPort.h"
 #include "support/Clock.h"
-#include "support/Deadline.h"
 #include "support/Log.h"
-#include "upgrade/AnswerReads.h"
 #include "upgrade/ModuleAnswer.h"
-#include "upgrade/ReopenLoop.h"
 
 namespace {
-
-constexpr char kSendModule[] = "SendModuleToDevice";
-constexpr char kSendAll[] = "SendAllModules";
 
 constexpr int kModuleWriteTimeoutMs = 2000;
 constexpr std::int64_t kModuleAnswerLimitMs = 600000;  // not multiplied
@@ -74,7 +68,7 @@ constexpr ComponentRow kComponents[] = {
      "Programming Flash Disk Module Error.", "Flash Disk Module not found"},
     {PSWComponent::kLogo & ~PSWComponent::kAfter, true, PSWHeaderModule::LOGO, ModulesAvailable::LOGOS,
      "Send Logos...", "Programming Logos Module Error", "Logos Module not found"},
-    // Kept: other modules are reported with the texts of the logos.
+    // kept: other modules are reported with the texts of the logos.
     {PSWComponent::kOther & ~PSWComponent::kAfter, true, PSWHeaderModule::OTHER, 0, "Send unknown module...",
      "Programming Logos Module Error", "Logos Module not found"},
 };
@@ -105,47 +99,32 @@ ModulesAvailable::ModuleType TypeOf(const ComponentRow& row, const PSWHeaderModu
 }
 
 /// The write time-out of a transfer, in milliseconds, with the line that explains a longer one.
-int WriteTimeoutOf(ModulesAvailable::ModuleType type) {
+int WriteTimeoutOf(ModulesAvailable::ModuleType type, const char* tag) {
     switch (type) {
         case ModulesAvailable::RFID_HF:
         case ModulesAvailable::RFID_UHF:
-            Log::WriteLog(kSendModule, "Add another Timeout due to RFID module ");
+            Log::WriteLog(tag, "Add another Timeout due to RFID module ");
             return kModuleWriteTimeoutMs + 2000;
         case ModulesAvailable::BLUETOOTH:
-            Log::WriteLog(kSendModule, "Add another Timeout due to Bluetooth module ");
+            Log::WriteLog(tag, "Add another Timeout due to Bluetooth module ");
             return kModuleWriteTimeoutMs + 20000;
         default:
             return kModuleWriteTimeoutMs;
     }
 }
 
-/// The answer byte, or -1 when none came in time.
-int WaitForModuleAnswer(CComPort& port) {
-    AnswerReads reads(port, Deadline(kModuleAnswerLimitMs));
-    for (;;) {
-        const int answer = ModuleAnswer::ReadOnce(reads, ModuleAnswer::kOfModule, kSendModule);
-        if (answer >= 0 || reads.Expired()) return answer;
-    }
-}
-
 }  // namespace
 
-bool UpgradePrinter::StartUpgrade_PSW1(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                                       CommPortSettings& settings, void* ctx1, void* ctx2,
-                                       PSWComponents& components) {
-    static_cast<void>(info), static_cast<void>(port), static_cast<void>(package), static_cast<void>(settings);
-    static_cast<void>(ctx1), static_cast<void>(ctx2), static_cast<void>(components);
-    Log::WriteLog("StartUpgrade_PSW1", "Unsupported Upgrade PSW1");
-    return false;
+bool UpgradePrinter::StartUpgrade_PSW1(UpgradeDataInfo& /*info*/, CComPort& /*port*/, PSWFile& /*package*/,
+                                       CommPortSettings& /*settings*/, void* /*ctx1*/, void* /*ctx2*/,
+                                       PSWComponents& /*components*/) {
+    return Log::Fail("StartUpgrade_PSW1", "Unsupported Upgrade PSW1");
 }
 
-bool UpgradePrinter::StartUpgrade_PSW2(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                                       CommPortSettings& settings, void* ctx1, void* ctx2,
-                                       PSWComponents& components) {
-    static_cast<void>(info), static_cast<void>(port), static_cast<void>(package), static_cast<void>(settings);
-    static_cast<void>(ctx1), static_cast<void>(ctx2), static_cast<void>(components);
-    Log::WriteLog("StartUpgrade_PSW2", "Unsupported Upgrade PSW2");
-    return false;
+bool UpgradePrinter::StartUpgrade_PSW2(UpgradeDataInfo& /*info*/, CComPort& /*port*/, PSWFile& /*package*/,
+                                       CommPortSettings& /*settings*/, void* /*ctx1*/, void* /*ctx2*/,
+                                       PSWComponents& /*components*/) {
+    return Log::Fail("StartUpgrade_PSW2", "Unsupported Upgrade PSW2");
 }
 
 bool UpgradePrinter::GetCheckSumVarda18h(const unsigned char* data, long length, unsigned long& sum,
@@ -162,71 +141,81 @@ bool UpgradePrinter::GetCheckSumKeldUsb(const std::vector<unsigned char*>& banks
     return sums.Store(sum, xorSum);
 }
 
+bool UpgradePrinter::ReOpenUntilBack(CComPort& port, const Reopening& how, const char* tag) const {
+    for (int failures = 1; !port.ReOpen(); ++failures) {
+        if (how.mustOpen) {
+            Log::WriteLog(tag, "ReOpen Error. Retry");
+        } else {
+            Log::WriteLogP(tag, "ReOpen Error. Retry %d", failures);
+        }
+        if (failures > 8) {
+            // kept: nothing is thrown, and the two loops spell the line differently
+            Log::WriteLog(tag, how.mustOpen ? "ReOpen Error. Num Max Retry found. Throw Error"
+                                            : "ReOpen Error. Num max Retry found. Throw Error");
+            return !how.mustOpen;
+        }
+        Sleep({how.pauseMs, iTimem});
+    }
+    if (!how.mustOpen) Sleep({how.pauseMs, iTimem});
+    return true;
+}
+
 bool UpgradePrinter::SendModule(CComPort& port, ModulesAvailable::ModuleType type, const unsigned char* data,
-                                int size, void* ctx) {
-    return SendModuleToDevice(port, type, data, size, false, ctx);
+                                int size, void* /*ctx*/) {
+    return SendModuleToDevice(port, type, data, size, false, nullptr);
 }
 
 bool UpgradePrinter::SendModuleToDevice(CComPort& port, ModulesAvailable::ModuleType type,
                                         const unsigned char* data, int size, bool closeOnHandshakeError,
-                                        void* ctx) {
-    static_cast<void>(ctx);
-    // Kept: the text says 2 MB, and no wait grows.
-    if (size > 1024000) Log::WriteLog(kSendModule, "Add Timeout module size > 2MB ");
+                                        void* /*ctx*/) {
+    static constexpr char kTag[] = "SendModuleToDevice";
+    // kept: the text says 2 MB, and no wait grows
+    if (size > 1024000) Log::WriteLog(kTag, "Add Timeout module size > 2MB ");
     port.CleanRX();
     if (!port.HandshakeCommunication()) {
-        Log::WriteLog(kSendModule, "Handshake Communication Error ");
+        Log::WriteLog(kTag, "Handshake Communication Error ");
         if (closeOnHandshakeError) port.Close();
         return false;
     }
     const int writeTimeout = port.GetTimeoutTX();
-    port.SetTimeoutTX(WriteTimeoutOf(type));
+    port.SetTimeoutTX(WriteTimeoutOf(type, kTag));
     unsigned int err = 0;  // not looked at: the printer's answer decides
     port.WritePackets(data, size > 0 ? static_cast<unsigned int>(size) : 0, 20, 4096, &err);
-    Log::WriteLog(kSendModule, "Waiting Answer...");
+    Log::WriteLog(kTag, "Waiting Answer...");
     port.SetTimeoutTX(writeTimeout);
-
-    const int answer = WaitForModuleAnswer(port);
+    const int answer = ModuleAnswer::Await(port, {kModuleAnswerLimitMs}, ModuleAnswer::kOfModule, kTag);
     port.Close();
-    if (answer == ModuleAnswer::kProgrammed) return true;
-    if (answer < 0) {
-        Log::WriteLog(kSendModule, "Wait Answer Error");
-    } else {
-        ModuleAnswer::LogError(static_cast<unsigned char>(answer), kSendModule);
-    }
-    return false;
+    return ModuleAnswer::Judge(answer, kTag);
 }
 
-bool UpgradePrinter::SendAllModules(CComPort& port, PSWFile& package, PSWComponents& components, void* ctx,
-                                    int waitMs, bool sendBefore, bool sendAfter) {
+bool UpgradePrinter::SendAllModules(CComPort& port, PSWFile& package, PSWComponents& components,
+                                    void* /*ctx*/, int waitMs, bool sendBefore, bool sendAfter) {
     for (int i = 0; i < components.Size(); ++i) {
         if (!components.IsModule(i)) continue;
         if (components.IsModuleAfter(i) ? !sendAfter : !sendBefore) continue;
-        if (!SendComponent(port, package, components.Get(i), ctx, waitMs)) return false;
+        if (!SendComponent(port, package, components.Get(i), waitMs)) return false;
     }
     return true;
 }
 
-bool UpgradePrinter::SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, void* ctx,
-                                   int waitMs) {
+bool UpgradePrinter::SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, int waitMs) {
+    static constexpr char kTag[] = "SendAllModules";
     port.ReOpen();
     const ComponentRow* row = RowOf(component);
     if (row == nullptr) return true;
-    if (row->reopenLoop && !kReopenOrFail.Run(port, iTimem, kSendAll)) return false;
-    Log::WriteLog(kSendAll, row->beginLine);
+    if (row->reopenLoop && !ReOpenUntilBack(port, kReopenOrFail, kTag)) return false;
+    Log::WriteLog(kTag, row->beginLine);
     const std::vector<PSWHeaderModule*> modules = ModulesOfKind(package, row->headerKind);
     for (const PSWHeaderModule* module : modules) {
         const auto size = static_cast<int>(std::min<std::uint64_t>(module->uiDataSize, INT_MAX));
-        if (!SendModule(port, TypeOf(*row, *module, size), module->pData.get(), size, ctx)) {
-            Log::WriteLog(kSendAll, row->errorLine);
-            return false;
-        }
+        if (!SendModule(port, TypeOf(*row, *module, size), module->pData.get(), size, nullptr))
+            return Log::Fail(kTag, row->errorLine);
     }
     if (modules.empty()) {
-        Log::WriteLog(kSendAll, row->missingLine);
+        Log::WriteLog(kTag, row->missingLine);
         return true;
     }
-    Log::WriteLog(kSendAll, "Programming OK");
-    SleepMs(waitMs, iTimem);
+    Log::WriteLog(kTag, "Programming OK");
+    Sleep({waitMs, iTimem});
     return true;
 }

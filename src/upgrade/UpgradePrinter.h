@@ -4,17 +4,32 @@
 #include <vector>
 
 #include "protocol/UpgradeDataInfo.h"
-#include "upgrade/ModulesAvailable.h"
 
 class CComPort;
 class PSWComponents;
 class PSWFile;
 struct CommPortSettings;
 
+/// What a module download tells the printer's exchange about the kind of module; the values that
+/// ModuleData::GetModuleID returns.
+namespace ModulesAvailable {
+
+enum ModuleType : int {
+    FONTS = 1,
+    FLASH_DISK = 2,
+    RFID_HF = 4,
+    RFID_UHF = 8,
+    BLUETOOTH = 16,
+    LOGOS = 64,
+    RADIO_CAMERA = 128,
+    OTHER = 0x8000,
+};
+
+}  // namespace ModulesAvailable
+
 /// What every upgrade engine has: the run's settings, the module download and the bank checksums. As such it
 /// can be created alone to download a module; an upgrade needs one of the engines that GetUpgradeClass
-/// creates. An engine lives for one upgrade. `ctx`, `ctx1` and `ctx2` are the caller's own and handed on
-/// unchanged.
+/// creates. An engine lives for one upgrade. `ctx`, `ctx1` and `ctx2` are not used.
 class UpgradePrinter {
  public:
     /// `upgComponents`: bit 0 sends the firmware, bit 1 the modules. `timem` multiplies the waits.
@@ -66,6 +81,22 @@ class UpgradePrinter {
     int iTimem = 1;
     int iUpgComponents = 3;
 
+ protected:
+    /// How a port is opened again while the printer restarts or re-enumerates: a pause (× the multiplier)
+    /// after each attempt, nine failed ones at most.
+    struct Reopening {
+        int pauseMs;
+        /// An exhausted loop is a failure, and no pause follows a success. Without it the caller goes on in
+        /// either case: the exchange that follows fails by itself.
+        bool mustOpen;
+    };
+    static constexpr Reopening kReopenBeforeFirmware{5000, false};
+    static constexpr Reopening kReopenAfterBanks{2000, false};  ///< the printer restarts
+    static constexpr Reopening kReopenOrFail{5000, true};       ///< before modules, and in engine U1
+
+    /// True when the caller can go on.
+    bool ReOpenUntilBack(CComPort& port, const Reopening& how, const char* tag) const;
+
  private:
-    bool SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, void* ctx, int waitMs);
+    bool SendComponent(CComPort& port, PSWFile& package, std::uint32_t component, int waitMs);
 };

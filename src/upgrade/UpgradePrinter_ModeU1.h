@@ -4,14 +4,12 @@
 
 #include "upgrade/UpgradeEngine.h"
 
-struct FirmwareImage;
-
 /// Engine U1: all banks in one group over the printer's own port, judged by one answer byte, by the release
 /// that the printer reports afterwards (Ethernet), or not at all (USB printers that send no answer). A group
 /// is sent up to four times; the reason of the last failure is in szErrorMessage.
 class UpgradePrinter_ModeU1 final : public UpgradeEngine {
  public:
-    UpgradePrinter_ModeU1(int upgComponents, int timem);
+    UpgradePrinter_ModeU1(int upgComponents, int timem) : UpgradeEngine(1, upgComponents, timem) {}
 
     bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                 void* ctx1, void* ctx2) override;
@@ -26,14 +24,14 @@ class UpgradePrinter_ModeU1 final : public UpgradeEngine {
                                const char* releaseText, bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2);
 
  protected:
-    const UpgradeFlow& Flow() const override;
     void LogPrinterSettings(const UpgradeDataInfo& info, const char* tag) const override;
 
  private:
     bool SendGroupWithRetries(CComPort& port, const FirmwareImage& image, const std::string& release,
-                              bool sameVersion, int iUSB_PRG_ANSWER, void* ctx2);
-    void ReportFailedTry(int err, int retries);
-    bool WaitWithoutAnswer(CComPort& port, bool sameVersion);
-    bool JudgeByRelease(CComPort& port, const char* releaseText, bool sameVersion, int& err);
-    bool JudgeByAnswer(CComPort& port, int& err);
+                              bool sameVersion, int iUSB_PRG_ANSWER, const char* tag);
+    void ReportFailedTry(int err, int retries, const char* tag);
+    bool WaitWithoutAnswer(CComPort& port, bool sameVersion, const char* tag) const;
+    bool JudgeByRelease(CComPort& port, const char* releaseText, bool sameVersion, int& err,
+                        const char* tag) const;
+    bool JudgeByAnswer(CComPort& port, int& err, const char* tag) const;
 };

@@ -6,12 +6,11 @@
 /// for its release and, from 1.00 on, secured; it is told to reset after success and after failure.
 class UpgradePrinter_ModeU2 final : public RenesasBoot {
  public:
-    UpgradePrinter_ModeU2(int upgComponents, int timem);
+    UpgradePrinter_ModeU2(int upgComponents, int timem) : RenesasBoot(2, upgComponents, timem, true, false) {}
 
     /// Sends the reset command; true when the boot loader confirms it. The port is closed when it does not.
     bool SendResetCommandUSB(CComPort& port) override;
 
  protected:
-    const UpgradeFlow& Flow() const override;
     bool ResetAfterSuccess(CComPort& port) override { return SendResetCommandUSB(port); }
 };

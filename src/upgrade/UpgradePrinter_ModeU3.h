@@ -6,7 +6,7 @@
 /// is read: success is that everything arrived; the printer then resets.
 class UpgradePrinter_ModeU3 final : public UpgradeEngine {
  public:
-    UpgradePrinter_ModeU3(int upgComponents, int timem);
+    UpgradePrinter_ModeU3(int upgComponents, int timem) : UpgradeEngine(3, upgComponents, timem) {}
 
     bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                 void* ctx1, void* ctx2) override;
@@ -15,7 +15,4 @@ class UpgradePrinter_ModeU3 final : public UpgradeEngine {
     /// the port's packet size and write time-out then stay as the transfer set them.
     bool SendBankFlashGeneric(CComPort& port, const std::vector<unsigned char*>& banks, int bankSize,
                               unsigned long sum, unsigned long xorSum, bool sameVersion, void* ctx2);
-
- protected:
-    const UpgradeFlow& Flow() const override;
 };

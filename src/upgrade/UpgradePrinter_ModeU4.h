@@ -6,7 +6,7 @@
 /// boot loader is neither asked for its release nor reset: the user restarts the printer.
 class UpgradePrinter_ModeU4 final : public RenesasBoot {
  public:
-    UpgradePrinter_ModeU4(int upgComponents, int timem);
+    UpgradePrinter_ModeU4(int upgComponents, int timem) : RenesasBoot(4, upgComponents, timem, false, true) {}
 
     /// Only tells the user to restart the printer and retry; true.
     bool SendResetCommandUSB(CComPort& port) override;
@@ -14,6 +14,5 @@ class UpgradePrinter_ModeU4 final : public RenesasBoot {
     bool SendResetCommandUSBForSuccess(CComPort& port);
 
  protected:
-    const UpgradeFlow& Flow() const override;
     bool ResetAfterSuccess(CComPort& port) override { return SendResetCommandUSBForSuccess(port); }
 };

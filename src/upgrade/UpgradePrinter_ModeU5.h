@@ -2,13 +2,11 @@
 
 #include "upgrade/UpgradeEngine.h"
 
-struct FirmwareImage;
-
 /// Engine U5: the first three banks as one group, after which the printer resets, then every further bank
 /// alone, each but the last confirmed by an answer byte.
 class UpgradePrinter_ModeU5 final : public UpgradeEngine {
  public:
-    UpgradePrinter_ModeU5(int upgComponents, int timem);
+    UpgradePrinter_ModeU5(int upgComponents, int timem) : UpgradeEngine(5, upgComponents, timem) {}
 
     bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                 void* ctx1, void* ctx2) override;
@@ -22,11 +20,8 @@ class UpgradePrinter_ModeU5 final : public UpgradeEngine {
                           unsigned long xorSum, bool sameVersion, void* ctx2, int bankIndex, int bankCount,
                           bool isLast);
 
- protected:
-    const UpgradeFlow& Flow() const override;
-
  private:
-    bool SendCodePhase(CComPort& port, const FirmwareImage& image, bool sameVersion, void* ctx2);
-    bool SendDataPhase(CComPort& port, const FirmwareImage& image, bool sameVersion, void* ctx2);
-    int WaitForBankAnswer(CComPort& port);
+    bool SendCodePhase(CComPort& port, const FirmwareImage& image, bool sameVersion);
+    bool SendDataPhase(CComPort& port, const FirmwareImage& image, bool sameVersion);
+    bool WaitForBankAnswer(CComPort& port, const char* tag) const;
 };

@@ -8,15 +8,11 @@
 
 #include "port/ComPort.h"
 #include "support/Clock.h"
-#include "support/Deadline.h"
 #include "support/Log.h"
 #include "upgrade/BootUsb.h"
-#include "upgrade/FirmwareImage.h"
-#include "upgrade/ReopenLoop.h"
 
 namespace {
 
-constexpr const char* kTag = "SendFW";
 constexpr const char* kVendor = "10C4";
 constexpr unsigned char kEnterBoot[] = {0x1C, 0xEE};
 constexpr int kDeviceWaitMs = 40000;
@@ -58,23 +54,6 @@ void SendReports(BootPort& boot, const unsigned char* data, std::size_t size) {
 
 }  // namespace
 
-UpgradePrinter_ModeU6::UpgradePrinter_ModeU6(int upgComponents, int timem)
-    : UpgradeEngine(upgComponents, timem) {
-    iUpgradeMode = 6;
-}
-
-const UpgradeFlow& UpgradePrinter_ModeU6::Flow() const {
-    static constexpr UpgradeFlow kFlow{10000,
-                                       UpgradeFlow::Preparation::kConvertThenBackup,
-                                       nullptr,
-                                       true,
-                                       UpgradeFlow::Reopen::kNever,
-                                       UpgradeFlow::AfterFirmware::kSettleThenScaledWait,
-                                       UpgradeFlow::Restore::kRestorePortInfo,
-                                       false};
-    return kFlow;
-}
-
 bool UpgradePrinter_ModeU6::EnterUSBBootDirectModeOnUSB(CComPort& port) {
     Log::WriteLog("EnterUSBBootDirectModeOnUSB", "Sending command to enter in USB Boot Direct mode... ");
     port.SendCommand(kEnterBoot);
@@ -98,36 +77,31 @@ std::vector<unsigned char*> UpgradePrinter_ModeU6::SplitBuffer(const unsigned ch
     return pointers;
 }
 
-bool UpgradePrinter_ModeU6::SendRecord(BootPort& boot, const unsigned char* record) {
+bool UpgradePrinter_ModeU6::SendRecord(BootPort& boot, const unsigned char* record, const char* tag) {
     SendReports(boot, record, RecordSize(record));
     std::array<unsigned char, kAnswerAtMost + 1 + CComPort::kReadSlack> answer{};
     unsigned int err = 0;
-    const unsigned int size = boot.Port().Read(answer.data(), kAnswerAtMost, &err);
-    if (size == 0) {
-        Log::WriteLog(kTag, "Read FW Release Error");  // kept: the text of the release inquiries
-        return false;
+    if (boot.Port().Read(answer.data(), kAnswerAtMost, &err) == 0) {
+        return Log::Fail(tag, "Read FW Release Error");  // kept: the text of the release inquiries
     }
-    // Kept: a shorter answer is judged with the zeros of the buffer behind it.
-    if (!std::equal(kAcknowledged.begin(), kAcknowledged.end(), answer.begin())) {
-        Log::WriteLog(kTag, "Silicon Laboratory answer Error NACK");
-        return false;
-    }
-    return true;
+    // kept: a shorter answer is judged with the zeros of the buffer behind it
+    return std::equal(kAcknowledged.begin(), kAcknowledged.end(), answer.begin()) ||
+           Log::Fail(tag, "Silicon Laboratory answer Error NACK");
 }
 
-bool UpgradePrinter_ModeU6::SendRecords(const std::vector<OwnedBytes>& records) {
-    Log::WriteLog(kTag, "Found Silicon Lab device.");
-    SleepSeconds(1);
+bool UpgradePrinter_ModeU6::SendRecords(const std::vector<OwnedBytes>& records, const char* tag) {
+    Log::WriteLog(tag, "Found Silicon Lab device.");
+    Sleep({1000});
     const std::unique_ptr<BootPort> boot = BootUsb::Get().MakePort();
     // The results are not looked at: a device that is not open acknowledges nothing.
     std::string vendor = kVendor;
     boot->Port().InitWithVid(vendor.data());
     boot->Port().Open();
-    Log::WriteLog(kTag, "start sending FW ");
+    Log::WriteLog(tag, "start sending FW ");
     int number = 0;
     for (const OwnedBytes& record : records) {
-        Log::WriteLogP(kTag, "Bank %d ", ++number);
-        if (!SendRecord(*boot, record.get())) {
+        Log::WriteLogP(tag, "Bank %d ", ++number);
+        if (!SendRecord(*boot, record.get(), tag)) {
             boot->Port().Close();
             return false;
         }
@@ -135,12 +109,9 @@ bool UpgradePrinter_ModeU6::SendRecords(const std::vector<OwnedBytes>& records) 
     return true;
 }
 
-bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
-                                   CommPortSettings& settings, void* ctx1, void* ctx2) {
-    static_cast<void>(info);
-    static_cast<void>(settings);
-    static_cast<void>(ctx1);
-    static_cast<void>(ctx2);
+bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& /*info*/, CComPort& port, PSWFile& package,
+                                   CommPortSettings& /*settings*/, void* /*ctx1*/, void* /*ctx2*/) {
+    static constexpr char kTag[] = "SendFW";
     // Looked at before the printer is told anything: in its boot loader it could only be left without
     // firmware.
     const FirmwareImage image = FirmwareImage::Of(package);
@@ -151,23 +122,16 @@ bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& info, CComPort& port, PSWFil
         }
     }
     if (records.empty()) {
-        Log::WriteLog(kTag,
-                      "Upgrade file wrong or incomplete: the firmware is not a run of boot loader records");
-        return false;
+        return Log::Fail(
+            kTag, "Upgrade file wrong or incomplete: the firmware is not a run of boot loader records");
     }
-
-    kReopenBeforeFirmware.Run(port, iTimem, kTag);
-    if (!port.HandshakeCommunication()) {
-        Log::WriteLog(kTag, "Handshake Communication Error.");
-        return false;
-    }
+    if (!ReachPrinter(port, kTag)) return false;
     EnterUSBBootDirectModeOnUSB(port);
     port.Close();
-    if (BootUsb::WaitForDevice(kVendor, Deadline(kDeviceWaitMs, iTimem)).empty()) {
-        Log::WriteLog(kTag, "Not found Silicon Lab device Error.");
-        return false;
+    if (BootUsb::WaitForDevice(kVendor, Deadline({kDeviceWaitMs, iTimem})).empty()) {
+        return Log::Fail(kTag, "Not found Silicon Lab device Error.");
     }
-    if (!SendRecords(records)) return false;
-    SleepSeconds(1, iTimem);
+    if (!SendRecords(records, kTag)) return false;
+    Sleep({1000, iTimem});
     return true;
 }

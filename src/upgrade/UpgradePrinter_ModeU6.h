@@ -11,7 +11,7 @@ class BootPort;
 /// output reports and acknowledges each record. The printer itself may be on any port.
 class UpgradePrinter_ModeU6 final : public UpgradeEngine {
  public:
-    UpgradePrinter_ModeU6(int upgComponents, int timem);
+    UpgradePrinter_ModeU6(int upgComponents, int timem) : UpgradeEngine(6, upgComponents, timem) {}
 
     bool SendFW(UpgradeDataInfo& info, CComPort& port, PSWFile& package, CommPortSettings& settings,
                 void* ctx1, void* ctx2) override;
@@ -23,10 +23,7 @@ class UpgradePrinter_ModeU6 final : public UpgradeEngine {
     /// Tells the printer to enter its boot loader. Always true: the wait for the boot device decides.
     bool EnterUSBBootDirectModeOnUSB(CComPort& port);
 
- protected:
-    const UpgradeFlow& Flow() const override;
-
  private:
-    bool SendRecords(const std::vector<OwnedBytes>& records);
-    bool SendRecord(BootPort& boot, const unsigned char* record);
+    bool SendRecords(const std::vector<OwnedBytes>& records, const char* tag);
+    bool SendRecord(BootPort& boot, const unsigned char* record, const char* tag);
 };
