@@ -18,7 +18,7 @@
 #include "protocol/UpgradeDataInfo.h"
 #include "simulator/usb/UsbBus.h"
 #include "support/Clock.h"
-#include "upgrade/RenesasUnits.h"
+#include "upgrade/RenesasLink.h"
 #include "upgrade/UpgradePrinter_ModeU6.h"
 
 namespace {

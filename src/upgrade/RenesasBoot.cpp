@@ -135,9 +135,10 @@ bool RenesasBoot::EnterUSBBootDirectModeOnUSB(CComPort& port) {
     static constexpr char kTag[] = "EnterUSBBootDirectModeOnUSB";
     Log::WriteLog(kTag, "Sending command to enter in USB Boot Direct mode...");
     if (port.SendCommand(kEnterBoot) == 0) return Log::Fail(kTag, "Error USB Boot Direct mode");
-    const std::string answer = ReadEntryAnswer(port, Deadline({kEnterBootMs, iTimem}));
+    const std::string answer = ReadEntryAnswer(port, Deadline(Wait{kEnterBootMs, iTimem}));
     Log::WriteLogP(kTag, "Read %d bytes", static_cast<int>(answer.size()));
-    if (answer.size() != std::strlen(kEnterBootAnswer)) return Log::Fail(kTag, "ERROR : WAIT TIMEOUT! Exit..");
+    if (answer.size() != std::strlen(kEnterBootAnswer))
+        return Log::Fail(kTag, "ERROR : WAIT TIMEOUT! Exit..");
     Log::WriteLogP(kTag, "Answer: %s", answer.c_str());
     Log::WriteLog(kTag, answer == kEnterBootAnswer
                             ? "Correct response, the device is in USB Boot Direct mode!"
@@ -147,7 +148,7 @@ bool RenesasBoot::EnterUSBBootDirectModeOnUSB(CComPort& port) {
 
 bool RenesasBoot::ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFile& package,
                                     CommPortSettings& settings, const char* tag) {
-    const std::string device = BootUsb::WaitForDevice(kVendor, Deadline({kDeviceWaitMs, iTimem}));
+    const std::string device = BootUsb::WaitForDevice(kVendor, Deadline(Wait{kDeviceWaitMs, iTimem}));
     if (device.empty()) return Log::Fail(tag, "Error waiting renesas device timeout...");
     BTPRGERROR err = BTPRG_FAILED;
     int programmingSize = 0;
@@ -158,7 +159,8 @@ bool RenesasBoot::ProgramBootDevice(UpgradeDataInfo& info, CComPort& port, PSWFi
                          "Impossible to retrieve bootloader release. Please contact Quorva Technical Service "
                          "at its web site or support mail address.");
     }
-    if (StartUpgradeUsb(info, port, device.c_str(), package, settings, nullptr, nullptr, programmingSize) < 1) {
+    if (StartUpgradeUsb(info, port, device.c_str(), package, settings, nullptr, nullptr, programmingSize) <
+        1) {
         Log::WriteLog(tag, "Upgrade Error");
         port.Close();
         return false;

@@ -45,7 +45,9 @@ class RenesasBoot : public UpgradeEngine {
  protected:
     /// `asksRelease`: the boot loader is asked for its release, and secured if that is 1.00 or newer.
     RenesasBoot(int mode, int upgComponents, int timem, bool asksRelease, bool newBootloader)
-        : UpgradeEngine(mode, upgComponents, timem), bNewBootloader(newBootloader), asksRelease_(asksRelease) {}
+        : UpgradeEngine(mode, upgComponents, timem),
+          bNewBootloader(newBootloader),
+          asksRelease_(asksRelease) {}
 
     /// What is done with the open boot device after success. The result is not looked at.
     virtual bool ResetAfterSuccess(CComPort& port) = 0;

@@ -136,7 +136,7 @@ bool UpgradeEngine::FinishFirmware(const Run& run, bool sent) {
     Sleep({8000, iTimem});
     if (run.components.HasAfterModules()) {
         Log::WriteLog(run.tag, "Wait before starting modules upgrade!");
-        const bool scaled = flow_.afterFirmware == UpgradeFlow::kSettleThenScaledWait;
+        const bool scaled = flow_.afterFirmware == UpgradeFlow::kSettleScaled;
         Sleep({flow_.moduleTimeoutMs, scaled ? iTimem : 1});
     }
     return true;

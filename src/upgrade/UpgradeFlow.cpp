@@ -28,17 +28,17 @@ constexpr char kHandshakePoint[] = "Handshake Communication Error.";
 // clang-format off
 constexpr UpgradeFlow kFlows[] = {
     {1, Make<UpgradePrinter_ModeU1>, 1, 10000, F::kUnprepared,        kAnyPort,
-        true,  F::kReopenForFirmware, true,  kHandshake,      F::kWaitOnly,             F::kReOpen,          true},
+        true,  F::kReopenForFirmware, true,  kHandshake,      F::kWaitOnly,     F::kReOpen,          true},
     {2, Make<UpgradePrinter_ModeU2>, 2, 20000, F::kConvertThenBackup, kUsbOnly,
-        false, F::kNoReopen,          false, kHandshake,      F::kSettleThenFixedWait,  F::kRestorePortInfo, false},
+        false, F::kNoReopen,          false, kHandshake,      F::kSettleFixed,  F::kRestorePortInfo, false},
     {3, Make<UpgradePrinter_ModeU3>, 3, 20000, F::kUnprepared,        kAnyPort,
-        true,  F::kNoReopen,          false, kHandshake,      F::kSettleThenFixedWait,  F::kNothing,         false},
+        true,  F::kNoReopen,          false, kHandshake,      F::kSettleFixed,  F::kNothing,         false},
     {4, Make<UpgradePrinter_ModeU4>, 2, 10000, F::kBackupThenConvert, kAnyPort,
-        true,  F::kReopenAlways,      false, kHandshake,      F::kSettleThenScaledWait, F::kRestorePortInfo, false},
+        true,  F::kReopenAlways,      false, kHandshake,      F::kSettleScaled, F::kRestorePortInfo, false},
     {5, Make<UpgradePrinter_ModeU5>, 5, 10000, F::kConvertThenBackup, kAnyPort,
-        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleThenScaledWait, F::kRestorePortInfo, false},
+        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleScaled, F::kRestorePortInfo, false},
     {6, Make<UpgradePrinter_ModeU6>, 6, 10000, F::kConvertThenBackup, kAnyPort,
-        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleThenScaledWait, F::kRestorePortInfo, false},
+        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleScaled, F::kRestorePortInfo, false},
 };
 // clang-format on
 constexpr UpgradeFlow kNoProcedure;

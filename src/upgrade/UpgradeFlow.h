@@ -13,9 +13,9 @@ struct UpgradeFlow {
     enum Reopen { kNoReopen, kReopenForFirmware, kReopenAlways };
     /// What follows a firmware that was taken, and how its failure is logged.
     enum AfterFirmware {
-        kWaitOnly,              ///< the module time-out × multiplier, modules or not
-        kSettleThenScaledWait,  ///< 8 s × multiplier; before modules the module time-out × multiplier
-        kSettleThenFixedWait,   ///< 8 s × multiplier; before modules the module time-out as it is
+        kWaitOnly,      ///< the module time-out × multiplier, modules or not
+        kSettleScaled,  ///< 8 s × multiplier; before modules the module time-out × multiplier
+        kSettleFixed,   ///< 8 s × multiplier; before modules the module time-out as it is
     };
     /// What is done to the port before the modules that come after the firmware.
     enum Restore { kNothing, kReOpen, kRestorePortInfo };

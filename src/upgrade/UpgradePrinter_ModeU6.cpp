@@ -128,7 +128,7 @@ bool UpgradePrinter_ModeU6::SendFW(UpgradeDataInfo& /*info*/, CComPort& port, PS
     if (!ReachPrinter(port, kTag)) return false;
     EnterUSBBootDirectModeOnUSB(port);
     port.Close();
-    if (BootUsb::WaitForDevice(kVendor, Deadline({kDeviceWaitMs, iTimem})).empty()) {
+    if (BootUsb::WaitForDevice(kVendor, Deadline(Wait{kDeviceWaitMs, iTimem})).empty()) {
         return Log::Fail(kTag, "Not found Silicon Lab device Error.");
     }
     if (!SendRecords(records, kTag)) return false;

@@ -2,8 +2,6 @@
 #include "upgrade/BankTransfer.h"
 
 #include "harness/Rig.h"
-#include "upgrade/FirmwareImage.h"
-#include "upgrade/LargePackets.h"
 
 namespace {
 
