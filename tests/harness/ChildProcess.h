@@ -2,9 +2,12 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "harness/Descriptors.h"
 
 /// A program run beside the test, with its standard output and standard error collected as one text. Ended
 /// with SIGKILL, if it still runs, when the object goes.
@@ -12,14 +15,15 @@ class ChildProcess {
  public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    static constexpr int kNotStarted = -1;
     static constexpr int kSignalled = 1000;  ///< WaitForEnd: plus the number of the signal
-    static constexpr int kStuck = 2000;      ///< WaitForEnd: did not end in time and was killed
 
-    /// Starts `argv` (the program by path, or looked up in PATH) with this process's environment and `extra`
-    /// on top of it. Standard input is empty.
+    /// Starts `argv` (the program by path, or looked up in PATH) with `extra` before this process's own
+    /// environment. Standard input is empty.
     explicit ChildProcess(const std::vector<std::string>& argv, const Environment& extra = {});
-    ~ChildProcess();
+    ~ChildProcess() {
+        Signal(SIGKILL);
+        End();
+    }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
@@ -27,8 +31,8 @@ class ChildProcess {
     /// `idleMs`.
     bool WaitForText(const std::string& text, int idleMs = 20000);
 
-    /// Waits until the program has ended and gives its exit status, or one of the values above. A program
-    /// that writes nothing for `idleMs` is killed.
+    /// Waits until the program has ended and gives its exit status, or the signal that ended it; -1 when it
+    /// was not started. A program that writes nothing for `idleMs` is killed.
     int WaitForEnd(int idleMs = 60000);
 
     void Signal(int number);
@@ -38,10 +42,9 @@ class ChildProcess {
 
  private:
     bool ReadMore(int idleMs);
-    int Reap();
+    int End();
 
     pid_t pid_ = -1;
-    int pipe_ = -1;
-    int status_ = kNotStarted;
+    OwnedDescriptor pipe_;
     std::string output_;
 };

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <dirent.h>
 #include <poll.h>
 #include <unistd.h>
 
-#include <memory>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -30,22 +30,23 @@ class OwnedDescriptor {
 
 /// The descriptors that this process has open.
 inline int OpenDescriptors() {
-    int count = -1;  // the directory's own
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc/self/fd"), closedir);
-    while (const dirent* const entry = readdir(directory.get())) count += entry->d_name[0] != '.' ? 1 : 0;
-    return count;
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<int>(std::distance(begin(all), end(all))) - 1;  // the directory's own
+}
+
+/// Reads `count` bytes at most at once; none when nothing comes for `waitMs` or the other side has closed.
+inline std::string ReceiveSome(const OwnedDescriptor& from, std::size_t count, int waitMs) {
+    std::string got(count, '\0');
+    pollfd event{from.Get(), POLLIN, 0};
+    const ssize_t bytes = poll(&event, 1, waitMs) == 1 ? read(from.Get(), got.data(), count) : 0;
+    got.resize(bytes > 0 ? static_cast<std::size_t>(bytes) : 0);
+    return got;
 }
 
 /// Reads `count` bytes, fewer when nothing comes for `waitMs` or the other side has closed.
 inline std::string ReceiveFrom(const OwnedDescriptor& from, std::size_t count, int waitMs) {
-    std::string got(count, '\0');
-    std::size_t used = 0;
-    pollfd event{from.Get(), POLLIN, 0};
-    while (used < count && poll(&event, 1, waitMs) == 1) {
-        const ssize_t bytes = read(from.Get(), got.data() + used, count - used);
-        if (bytes <= 0) break;
-        used += static_cast<std::size_t>(bytes);
-    }
-    got.resize(used);
-    return got;
+    std::string all;
+    for (std::string some = "?"; all.size() < count && !some.empty(); all += some)
+        some = ReceiveSome(from, count - all.size(), waitMs);
+    return all;
 }

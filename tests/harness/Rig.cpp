@@ -70,33 +70,24 @@ std::vector<Bytes> Rig::Modules() const {
 }
 
 bool Rig::HasAll() const {
-    const std::vector<Bytes>& has = model->Modules();
-    for (const Bytes& one : Modules()) {
-        if (std::find(has.begin(), has.end(), one) == has.end()) return false;
-    }
-    return module || model->FlashImage() == Firmware();
-}
-
-void Rig::MakeBootDevice() {
-    if (printer.bootDevice) return;
-    if (printer.mode == "U6") {
-        if (silicon.firmwareSize == 0) silicon.firmwareSize = Firmware().size();
-        printer.bootDevice = [this] { return std::make_unique<simulator::SiliconLabsBootDevice>(silicon); };
-    } else {
-        printer.bootDevice = [this] { return std::make_unique<simulator::RenesasBootDevice>(renesas); };
-    }
+    const std::vector<Bytes> all = Modules(), &has = model->Modules();
+    const auto isThere = [&](const Bytes& one) {
+        return std::find(has.begin(), has.end(), one) != has.end();
+    };
+    return std::all_of(all.begin(), all.end(), isThere) && (module || model->FlashImage() == Firmware());
 }
 
 bool Rig::Run() {
     VirtualClock clock;
-    MakeBootDevice();
+    if (silicon.firmwareSize == 0) silicon.firmwareSize = Firmware().size();
+    printer.bootDevice = [this]() -> std::unique_ptr<simulator::BootChip> {
+        if (printer.mode != "U6") return std::make_unique<simulator::RenesasBootDevice>(renesas);
+        return std::make_unique<simulator::SiliconLabsBootDevice>(silicon);
+    };
     model = std::make_unique<simulator::PrinterModel>(printer);
     PrinterPort port(clock, *model, line, PortOf(printer.line), timem);
     ModelUsb usb(clock, *model, line, port);
-    if (time) time(clock);
-    const std::function<void()> also = clock.onWait;
     clock.onWait = [&] {
-        if (also) also();
         const std::uint64_t us = clock.waits.back();
         if (us >= kNamedUs) namedMs += us / 1000;
         if (us >= kNamedUs && line.bRecord) std::printf("wait %g s\n", static_cast<double>(us) / 1e6);
@@ -116,6 +107,7 @@ bool Rig::Run() {
     bSettingsBack = settings() == before;
     bClosed = !port.IsOpen();
     named = port.named;
+    waits = clock.waits;
     clock.Advance(kSettleMs);
     port.Pass();
     return verdict;
@@ -124,7 +116,6 @@ bool Rig::Run() {
 bool Rig::Play(CComPort& port) {
     Bytes bytes =
         module ? simulator::SampleFiles::MakeModule(*module) : simulator::SampleFiles::MakePackage(package);
-    if (damage) damage(bytes);
     const int size = static_cast<int>(bytes.size());
     PSWFile file;
     file.iFileLength = size;
@@ -162,21 +153,15 @@ namespace {
 std::string Missing(const Lines& log, const Lines& expected) {
     auto at = log.begin();
     for (const std::string& line : expected) {
-        if (line[0] == '!') {
-            if (std::find(log.begin(), log.end(), line.substr(1)) != log.end()) return line;
-            continue;
-        }
-        at = std::find(at, log.end(), line);
-        if (at == log.end()) return line;
-        ++at;
+        const bool absent = line[0] == '!';
+        const auto is = [text = line.substr(absent ? 1 : 0)](const std::string& of) {
+            return of == text || of.substr(of.find(']') + 1) == text;
+        };
+        const auto found = std::find_if(absent ? log.begin() : at, log.end(), is);
+        if ((found == log.end()) != absent) return line;
+        if (!absent) at = found + 1;
     }
     return {};
-}
-
-std::string Shown(const Lines& log) {
-    return Joined(
-        Lines(log.begin(), log.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(log.size(), 150))),
-        "\n");
 }
 
 void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
@@ -184,10 +169,10 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
     Rig rig(mode, row.line, newForm);
     if (row.given) row.given(rig);
     EXPECT_EQ(rig.Run(), row.end.verdict);
-    EXPECT_EQ(Missing(rig.log, row.lines), "") << Shown(rig.log);
+    EXPECT_EQ(Missing(rig.log, row.lines), "") << Joined(rig.log, "\n");
     EXPECT_LT(rig.tookMs, 3600000U);
     const bool clean = row.end.verdict && rig.line.faults.empty();
-    EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Shown(rig.log);
+    EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Joined(rig.log, "\n");
 
     Bytes firmware = rig.module ? Bytes() : rig.Firmware();
     if (row.end.banks != kAll)
@@ -205,7 +190,7 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
 
 void PlayRows(const std::string& mode, const std::vector<RigRow>& rows) {
     for (const RigRow& row : rows) {
-        if (row.forms != RigRow::kNew) PlayRow(mode, row, false);
-        if (row.forms != RigRow::kOld) PlayRow(mode, row, true);
+        if (row.forms != kNew) PlayRow(mode, row, false);
+        if (row.forms != kOld) PlayRow(mode, row, true);
     }
 }

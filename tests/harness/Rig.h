@@ -33,12 +33,10 @@ class Rig {
     // ---- what is tried ----
     simulator::PackageSample package;
     std::optional<simulator::ModuleSample> module;  ///< a module file in the package's place
-    std::function<void(Bytes&)> damage;             ///< of the file's bytes
     PrinterOptions printer;                     ///< its line decides the port; its faults are the printer's
     simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
     simulator::SiliconLabsBootOptions silicon;  ///< and of U6
     LinePlan line;                              ///< what goes wrong on the line
-    std::function<void(VirtualClock&)> time;    ///< what the clock does
     int timem = 1;                              ///< -m
     int components = 3;                         ///< -c
     std::string usbName = "F0F0|0205|SIM0001";  ///< -d of a USB port
@@ -53,10 +51,11 @@ class Rig {
     Lines log;  ///< "[tag]text", and the port's side of the conversation with `line.bRecord`
     int errorCode = 0;
     std::uint64_t tookMs = 0;
-    std::uint64_t namedMs = 0;   ///< of it in waits of a second or more
-    bool bSettingsBack = false;  ///< the port's time-outs and packet size are as they were before
-    bool bClosed = false;        ///< so is the port
-    std::string named;           ///< what the port was told to be
+    std::uint64_t namedMs = 0;         ///< of it in waits of a second or more
+    std::vector<std::uint64_t> waits;  ///< all of them, in microseconds
+    bool bSettingsBack = false;        ///< the port's time-outs and packet size are as they were before
+    bool bClosed = false;              ///< so is the port
+    std::string named;                 ///< what the port was told to be
     std::unique_ptr<simulator::PrinterModel> model;
     /// Firmware and modules as the printer must have them after a whole upgrade.
     Bytes Firmware() const;
@@ -66,7 +65,6 @@ class Rig {
 
  private:
     bool Play(CComPort& port);
-    void MakeBootDevice();
 };
 
 /// What is otherwise than usual in a row: of the printer, of the line, or anything.
@@ -80,13 +78,13 @@ Given Printer(Member simulator::PrinterOptions::*member, const Value& value) {
 }
 
 /// How a row ends: the verdict and what the printer has afterwards.
+constexpr int kAll = -1;
 struct RigEnd {
-    static constexpr int kAll = -1;
     bool verdict;
     int banks;    ///< of the firmware, from its start
     int modules;  ///< of the package (new form) or the module file
 };
-constexpr RigEnd kWhole{true, RigEnd::kAll, RigEnd::kAll};
+constexpr RigEnd kWhole{true, kAll, kAll};
 constexpr RigEnd Ends(bool verdict, int banks, int modules) {
     return {verdict, banks, modules};
 }
@@ -95,27 +93,20 @@ constexpr RigEnd Fails(int banks, int modules) {
 }
 
 /// One row of a procedure's table: what is tried in which forms of package, and how it ends.
+enum Forms { kBoth, kOld, kNew };
 struct RigRow {
-    enum Forms { kBoth, kOld, kNew };
-
     const char* what;
     Line line;
     Forms forms;
     Given given;
     RigEnd end;
-    Lines lines;                           ///< of the log, in this order; "!text" must not be in it
+    Lines lines;  ///< of the log, with or without tag, in this order; "!text" must not be in it
     std::function<void(const Rig&)> then;  ///< looks at what else there is
 };
-inline RigRow Row(const char* what, Line line, RigRow::Forms forms, Given given, RigEnd end, Lines lines,
+inline RigRow Row(const char* what, Line line, Forms forms, Given given, RigEnd end, Lines lines,
                   std::function<void(const Rig&)> then = {}) {
     return {what, line, forms, std::move(given), end, std::move(lines), std::move(then)};
 }
-
-// The words of the tables.
-constexpr int kAll = RigEnd::kAll;
-constexpr auto kBoth = RigRow::kBoth;
-constexpr auto kOld = RigRow::kOld;
-constexpr auto kNew = RigRow::kNew;
 
 /// Plays the rows in the forms of each; what every run shares (nothing that a printer would not have stood in
 /// a run that succeeds, an end within the hour) is looked at too.

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <cstddef>
@@ -14,6 +13,7 @@
 class TcpConnection {
  public:
     explicit TcpConnection(int fd = -1) : fd_(fd) {}
+    int Get() const { return fd_.Get(); }
     bool Accepted() const { return fd_.Get() != -1; }
 
     /// Reads `count` bytes, fewer when the connection ends before.
@@ -32,18 +32,17 @@ class TcpConnection {
     OwnedDescriptor fd_;
 };
 
-/// Listens on a free port of the loopback; `Port` is 0 when that cannot be had.
+/// Listens on a free port; `Port` is 0 when that cannot be had.
 class TcpListener {
  public:
     explicit TcpListener(int backlog = 16) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof(address);
-        sockaddr* const any = reinterpret_cast<sockaddr*>(&address);
-        if (bind(fd_.Get(), any, size) != 0 || listen(fd_.Get(), backlog) != 0) return;
-        if (getsockname(fd_.Get(), any, &size) == 0) port_ = ntohs(address.sin_port);
+        listen(fd_.Get(), backlog);  // takes a port by itself
+        getsockname(fd_.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+        port_ = ntohs(address.sin_port);
     }
+    int Get() const { return fd_.Get(); }
     int Port() const { return port_; }
     TcpConnection Accept(int waitMs = 5000) {
         pollfd event{fd_.Get(), POLLIN, 0};

@@ -49,26 +49,21 @@ std::size_t Before(const Case& run, int place) {
 class Printer {
  public:
     explicit Printer(const Case& run)
-        : run_(run),
-          at_(Before(run, run.place) - (run.place == kProgram ? kWindow + 1000 : 0)),
-          listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        : run_(run), at_(Before(run, run.place) - (run.place == kProgram ? kWindow + 1000 : 0)) {
         const int window = kWindow;
         const int segment = 1000;  // keeps the other end's send buffer small too
         setsockopt(listener_.Get(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
         setsockopt(listener_.Get(), IPPROTO_TCP, TCP_MAXSEG, &segment, sizeof segment);
         if (run.place == kProgram) RefuseProgramCommand();
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        listen(listener_.Get(), 4);
-        getsockname(listener_.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = ntohs(address.sin_port);
         thread_ = std::thread([this] { Serve(); });
     }
     ~Printer() { Stop(); }
 
-    int Port() const { return port_; }
+    int Port() const { return listener_.Port(); }
+    /// Once the caller has left.
     void Stop() {
         over_ = true;
+        shutdown(listener_.Get(), SHUT_RDWR);
         if (thread_.joinable()) thread_.join();
     }
 
@@ -94,94 +89,65 @@ class Printer {
     }
 
     void Serve() {
-        while (!over_) {
-            if (!Readable(listener_)) continue;
+        for (;;) {
             const OwnedDescriptor line(accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-            begun_.clear();
-            inBanks_ = false;
-            while (!over_ && (!Readable(line) || Take(line))) {
+            if (line.Get() == -1) return;
+            if (!AnswersUntilTheGroup(line)) continue;
+            std::size_t got = 1;
+            while (got > 0 && (taken_ != at_ || Meet(line))) {
+                got = ReceiveSome(line, std::min<std::size_t>(at_ - taken_, 4096), -1).size();
+                taken_ += got;
             }
         }
     }
-    static bool Readable(const OwnedDescriptor& from) {
-        pollfd event{from.Get(), POLLIN, 0};
-        return poll(&event, 1, 5) == 1;
+    /// False when the connection is over before.
+    bool AnswersUntilTheGroup(const OwnedDescriptor& line) {
+        std::string text;
+        for (std::string begun; text.compare(0, 2, "\x1C\xFD") != 0; begun += text) {
+            text = ReceiveSome(line, 4, -1);
+            if (text.empty()) return false;
+            if (faultedUs != 0 && begun.empty()) begunAnew.push_back(text);
+            // U5's answer to its first bank alone; so early that a busy machine does not make it too late.
+            if (text.compare(0, 3, "\x1C\xFD\x03") == 0) send(line.Get(), "\xAA", 1, MSG_NOSIGNAL);
+            const std::string asked =
+                (begun + text).substr(std::max<std::size_t>(begun.size() + text.size(), 3) - 3);
+            if (asked == "\x1DI\x01") send(line.Get(), "\0", 1, MSG_NOSIGNAL);
+            if (asked == "\x1DI\x03") send(line.Get(), "1.04", 4, MSG_NOSIGNAL);
+        }
+        taken_ = text.size() + (faultedUs == 0 ? taken_ : 0);
+        return true;
     }
     /// False when the connection is over.
-    bool Take(const OwnedDescriptor& line) {
-        char bytes[4096];
-        const std::size_t most = inBanks_ ? std::min(at_ - taken_, sizeof bytes) : 4;
-        const ssize_t got = recv(line.Get(), bytes, most, 0);
-        if (got <= 0) return false;
-        const std::string text(bytes, static_cast<std::size_t>(got));
-        if (inBanks_) {
-            taken_ += text.size();
-        } else {
-            Listen(line, text);
-        }
-        return taken_ != at_ || Meet(line);
-    }
-    void Listen(const OwnedDescriptor& line, const std::string& text) {
-        if (faultedUs != 0 && begun_.empty()) begunAnew.push_back(text);
-        begun_ += text;
-        const auto asks = [&](const char* what) {
-            return begun_.size() >= 3 && begun_.compare(begun_.size() - 3, 3, what) == 0;
-        };
-        if (asks("\x1DI\x01")) send(line.Get(), "\0", 1, MSG_NOSIGNAL);
-        if (asks("\x1DI\x03")) send(line.Get(), "1.04", 4, MSG_NOSIGNAL);
-        if (text.compare(0, 2, "\x1C\xFD") != 0) return;
-        // U5's answer to its first bank alone; so early that a busy machine does not make it too late.
-        if (text[2] == 3) send(line.Get(), "\xAA", 1, MSG_NOSIGNAL);
-        inBanks_ = true;
-        taken_ = text.size() + (faultedUs == 0 ? taken_ : 0);
-    }
     bool Meet(const OwnedDescriptor& line) {
         if (faultedUs == 0) faultedUs = Clock::Get().MonotonicUs();
         hasAll = taken_ == Before(run_, kEnd);
         const int now = 1;
         setsockopt(line.Get(), IPPROTO_TCP, TCP_QUICKACK, &now, sizeof now);
-        char byte = 0;
-        while (run_.place == kProgram && Readable(line) && recv(line.Get(), &byte, 1, 0) > 0) {
-        }
+        if (run_.place == kProgram) ReceiveFrom(line, kDoesNotFit, 5);
+        const bool pauses = run_.fault == Fault::kPauses || run_.fault == Fault::kUnpluggedFor15s;
+        if (pauses && hasAll) return true;
         const linger reset{1, 0};
-        switch (run_.fault) {
-            case Fault::kResets:
-                setsockopt(line.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-                return false;
-            case Fault::kCloses:
-                shutdown(line.Get(), SHUT_RDWR);
-                while (recv(line.Get(), &byte, 1, 0) > 0) {
-                }
-                return false;
-            case Fault::kPauses:
-                return GoOnAfter(200);
-            case Fault::kUnpluggedFor15s:
-                return hasAll || (Plug("down") && GoOnAfter(15) && Plug("up"));
-            case Fault::kUnplugged:
-                Plug("down");
-                break;
-            case Fault::kStops:
-                break;
+        if (run_.fault == Fault::kResets) setsockopt(line.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        if (run_.fault == Fault::kCloses) {
+            shutdown(line.Get(), SHUT_RDWR);
+            ReceiveFrom(line, kDoesNotFit, 5);
         }
-        while (!over_) poll(nullptr, 0, 5);
-        return false;
+        if (run_.fault == Fault::kUnplugged || run_.fault == Fault::kUnpluggedFor15s) Plug("down");
+        if (pauses) SleepSeconds(run_.fault == Fault::kPauses ? 200 : 15);
+        if (run_.fault == Fault::kUnpluggedFor15s) Plug("up");
+        at_ = pauses ? Before(run_, kEnd) : at_;
+        const bool stops = run_.fault == Fault::kStops || run_.fault == Fault::kUnplugged;
+        while (stops && !over_) poll(nullptr, 0, 5);
+        return pauses;
     }
-    bool GoOnAfter(int seconds) {
-        if (!hasAll) SleepSeconds(seconds);
-        at_ = Before(run_, kEnd);
-        return true;
-    }
-    static bool Plug(const std::string& state) {
-        return std::system(("ip link set plug " + state).c_str()) == 0;
+    static void Plug(const std::string& state) {
+        EXPECT_EQ(std::system(("ip link set plug " + state).c_str()), 0);
     }
 
     const Case run_;
     std::size_t at_;
-    OwnedDescriptor listener_;
-    int port_ = 0;
+    TcpListener listener_{4};
     std::size_t taken_ = 0;  // of banks and their commands, over all connections until the first fault
-    std::string begun_;
-    bool inBanks_ = false;
     std::atomic<bool> over_{false};
     std::thread thread_;
 };

@@ -11,21 +11,19 @@ using Device = simulator::RenesasBootDevice;
 
 constexpr auto kEntry = simulator::Exchange::BootEntry;
 
-const std::string kEnter = "[EnterUSBBootDirectModeOnUSB]";
-const std::string kNoEntry = kEnter + "ERROR : WAIT TIMEOUT! Exit..";
+const std::string kNoEntry = "ERROR : WAIT TIMEOUT! Exit..";
 const std::string kInit = "[InitConnectRenesasDevice]";
 const std::string kBegin = kInit + "Starting connecting operations...";
 const std::string kSend = "[StartUpgradeUsb]";
 const std::string kResetting = "[SendResetCommandUSB]Sending Reset command";
 const std::string kNotOpen = "Open Renesas device Error";
-const std::string kInitError = "[SendFW]Init Renesas connection Error(1)";
+const std::string kInitError = "Init Renesas connection Error(1)";
 const std::string kError = "[SendFW]Upgrade Error";
 const std::string kNotSent = "Error during send command! exit...";
 const std::string kWrong = "ERROR: wrong response! exit...";
-const std::string kNoDevice = "[SendFW]Error waiting renesas device timeout...";
-const std::string kUnasked = "[SendFW]Init Renesas connection Error(10)";
+const std::string kNoDevice = "Error waiting renesas device timeout...";
 const std::string kContact =
-    "[SendFW]Impossible to retrieve bootloader release. Please contact Quorva Technical Service at its web "
+    "Impossible to retrieve bootloader release. Please contact Quorva Technical Service at its web "
     "site or support mail address.";
 
 Given Entry(const std::string& answer) {
@@ -34,8 +32,9 @@ Given Entry(const std::string& answer) {
 Given UnitSize(unsigned char high, unsigned char low) {
     return Chip({BootFault::Says(Device::kUnitSize, {0x37, 2, high, low, 0})});
 }
+
 TEST(UpgradeU2AndU4, Table) {
-    const std::string odd = kEnter + "Wrong response from device! Exit from upgrade procedure...";
+    const std::string odd = "Wrong response from device! Exit from upgrade procedure...";
     const Given unlisted = [](Rig& rig) { rig.line.bLists = false; };
     const Given ofSixteen = [](Rig& rig) { rig.renesas.unitSize = 16; };
     const Given empty = [](Rig& rig) { rig.package.banks = 0; };
@@ -43,26 +42,22 @@ TEST(UpgradeU2AndU4, Table) {
     const Lines noFit{kError, "!" + kSend + "Sending Boot Program Status Inquiry command"};
     const Lines notOpen{kInit + kNotOpen, kInitError, "!" + kResetting};
     for (const auto& [mode, line] : {std::pair{"U2", Line::Usb}, std::pair{"U4", Line::Serial}}) {
-        PlayRows(
-            mode,
-            {BootRow("eight other bytes", line, Entry("BOOT_ERR"), kWhole,
-                     {kEnter + "Answer: BOOT_ERR", odd}),
-             BootRow("seven", line, Entry("BOOT_RS"), kNothing, {kEnter + "Read 7 bytes", kNoEntry}, 15000),
-             BootRow("nine", line, Entry("BOOT_RST!"), kNothing, {kEnter + "Read 9 bytes", kNoEntry}, 5000),
-             BootRow("late", line, PrinterFaults({Fault::Late(kEntry, 9500)}), kWhole, {kBegin}),
-             BootRow("never there", line, Both(NeverThere(), Times(2)), kNothing, {kNoDevice}, 90000),
-             BootRow("not waited for", line, Times(0), kNothing, {kNoDevice}, 1),
-             BootRow("a list that fails", line, unlisted, kNothing, {kNoDevice}, 45000),
-             BootRow("a list with an empty line", line, ListedBefore("\n"), kWhole, {}),
-             BootRow("the first one is taken", line, other, kNothing, notOpen),
-             BootRow("not opened", line, FailsOpen(2), kNothing, notOpen),
-             BootRow("not opened again", line, FailsOpen(3), kNothing, {kSend + kNotOpen, kError}),
-             BootRow("units of 16", line, ofSixteen, kWhole, {kInit + "Programming Size: 16"}),
-             BootRow("units that do not fit", line, UnitSize(0, 48), kNothing, noFit),
-             BootRow("units of nothing", line, UnitSize(0, 0), kNothing, noFit),
-             BootRow("a unit that is too large", line, UnitSize(0x0A, 0), kNothing, noFit),
-             BootRow("no firmware", line, empty, kNothing, {"[SendFW]Upgrade file wrong or incomplete:"},
-                     1)});
+        PlayRows(mode,
+                 {BootRow("eight other bytes", line, Entry("BOOT_ERR"), kWhole, {"Answer: BOOT_ERR", odd}),
+                  BootRow("seven", line, Entry("BOOT_RS"), kNothing, {"Read 7 bytes", kNoEntry}, 15000),
+                  BootRow("nine", line, Entry("BOOT_RST!"), kNothing, {"Read 9 bytes", kNoEntry}, 5000),
+                  BootRow("late", line, PrinterFaults({Fault::Late(kEntry, 9500)}), kWhole, {kBegin}),
+                  BootRow("never there", line, Both(NeverThere(), Times(2)), kNothing, {kNoDevice}, 90000),
+                  BootRow("not waited for", line, Times(0), kNothing, {kNoDevice}, 1),
+                  BootRow("a list that fails", line, unlisted, kNothing, {kNoDevice}, 45000),
+                  BootRow("a list with an empty line", line, ListedBefore("\n"), kWhole, {}),
+                  BootRow("the first one is taken", line, other, kNothing, notOpen),
+                  BootRow("not opened again", line, FailsOpen(3), kNothing, {kSend + kNotOpen, kError}),
+                  BootRow("units of 16", line, ofSixteen, kWhole, {"Programming Size: 16"}),
+                  BootRow("units that do not fit", line, UnitSize(0, 48), kNothing, noFit),
+                  BootRow("units of nothing", line, UnitSize(0, 0), kNothing, noFit),
+                  BootRow("a unit that is too large", line, UnitSize(0x0A, 0), kNothing, noFit),
+                  BootRow("no firmware", line, empty, kNothing, {"Upgrade file wrong or incomplete:"}, 1)});
     }
     PlayRows("U4", {BootRow("its port is kept", Line::Ethernet, {}, kNothing, notOpen)});
     for (const Bytes& answer : {Bytes{0x06}, Bytes{0x52, 0x52}, Bytes{}}) {
@@ -76,25 +71,26 @@ TEST(UpgradeU2AndU4, Table) {
 
 TEST(UpgradeU2AndU4, AUnitIsSentTwiceAtMost) {
     const std::pair<Bytes, std::string> refusals[] = {
-        {{0xD0, 0x11}, kSend + "ERROR: wrong response: CHECKSUM error!"},
-        {{0xD0, 0x2A}, kSend + "ERROR: wrong response: ADDRESS error!"},
-        {{0xD0, 0x53}, kSend + "ERROR: wrong response: PROGRAMMING error!"},
-        {{0xD0, 0x06}, kSend + "ERROR: Unknown response!"},
-        {{0xD0}, kSend + "ERROR: wrong response!"},
-        {{0x11, 0xD0}, kSend + "ERROR: wrong response!"},
+        {{0xD0, 0x11}, "ERROR: wrong response: CHECKSUM error!"},
+        {{0xD0, 0x2A}, "ERROR: wrong response: ADDRESS error!"},
+        {{0xD0, 0x53}, "ERROR: wrong response: PROGRAMMING error!"},
+        {{0xD0, 0x06}, "ERROR: Unknown response!"},
+        {{0xD0}, "ERROR: wrong response!"},
+        {{0x11, 0xD0}, "ERROR: wrong response!"},
     };
     for (const auto& [answer, line] : refusals) {
         for (const int unit : {1, 2, 5}) {
-            const std::string retry = kSend + "Retry to send " + std::to_string(unit) + " bank!";
-            const std::string sent = kSend + "Bank " + std::to_string(unit) + " successfully sent!";
-            const Lines twice{line, retry, line, kSend + "Exit..", kError, "!" + sent};
-            BootFault before = BootFault::Says(Device::kUnit, answer).Between(unit - 1, unit - 1);
-            BootFault refusal = before;
-            const int first = unit == 1 ? 1 : unit + 1;  // the unit before it has a retry of its own
-            const Given one = Chip({before, refusal.Between(first, first)});
-            const Given two = Chip({before, refusal.Between(first, first + 1)});
-            PlayRows("U2", {BootRow("once", Line::Usb, one, kWhole, {line, retry, sent}),
-                            BootRow("twice", Line::Usb, two, kNothing, twice)});
+            const std::string retry = "Retry to send " + std::to_string(unit) + " bank!";
+            const std::string sent = "Bank " + std::to_string(unit) + " successfully sent!";
+            // The unit before it is refused as well: each one has a retry of its own.
+            const BootFault before = BootFault::Says(Device::kUnit, answer).Between(unit - 1, unit - 1);
+            const int first = unit == 1 ? 1 : unit + 1;
+            const auto times = [&](int count) {
+                return Chip({before, BootFault(before).Between(first, first + count - 1)});
+            };
+            PlayRows("U2", {BootRow("once", Line::Usb, times(1), kWhole, {line, retry, sent}),
+                            BootRow("twice", Line::Usb, times(2), kNothing,
+                                    {line, retry, line, "Exit..", kError, "!" + sent})});
         }
     }
 }
@@ -172,29 +168,24 @@ Given Speaks(const Dialect& dialect, const Given& also) {
 /// What is tried with one step, the write of that number. `lines`: its own, what follows when it fails, and
 /// the next one's.
 void PlayStep(const Dialect& dialect, const Step& step, int write, const std::array<std::string, 3>& lines) {
-    const std::string &own = lines[0], &reset = lines[1], &next = lines[2];
+    const auto& [own, reset, next] = lines;
     const bool connects = own.rfind(kInit, 0) == 0;
     const auto play = [&](const Given& given, const RigEnd& end, const Lines& log) {
-        PlayRows(dialect.mode, {BootRow(own.c_str(), dialect.line, Speaks(dialect, given), end, log)});
-    };
-    const auto ends = [&](const Given& given, const std::string& failure) {
-        const std::string& verdict = connects ? kInitError : kError;
-        play(given, kNothing, {own, (connects ? kInit : kSend) + failure, reset, verdict, "!" + next});
+        PlayRows(dialect.mode, {BootRow("step", dialect.line, Speaks(dialect, given), end, log)});
     };
     const auto now = [&](BootFault fault) { return Chip({fault.Between(step.occurrence, step.occurrence)}); };
-    const auto written = [&](LineFault::How how) { return LineFaults({{"Write", how, write}}); };
+    const Lines failed{own, kWrong, reset, connects ? kInitError : kError, "!" + next};
     for (const Bytes& answer : WrongAnswers(step)) {
+        Lines log = failed;
         // Behind the connection, the chip's mode is told from a wrong answer.
-        const bool mode = step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F;
-        const std::string wrongMode = "ERROR: wrong status mode response! exit...";
-        ends(now(BootFault::Says(step.command, answer)), mode ? wrongMode : kWrong);
+        if (step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F)
+            log[1] = "ERROR: wrong status mode response! exit...";
+        play(now(BootFault::Says(step.command, answer)), kNothing, log);
     }
+    Lines notSent{own, kNotSent, reset, failed[3], "!" + next};
     if (step.command == Device::kRelease)
-        play(written(LineFault::kShort), kNothing, {own, kInit + kNotSent, reset, kUnasked, kContact});
-    else
-        ends(written(LineFault::kShort), kNotSent);
-    // The chip takes no command with a wrong byte; a unit is sent once more.
-    play(written(LineFault::kWrongByte), step.command == Device::kUnit ? kWhole : kNothing, {own});
+        notSent = {own, kNotSent, reset, "Init Renesas connection Error(10)", kContact};
+    play(LineFaults({{"Write", LineFault::kShort, write}}), kNothing, notSent);
     // When answers are collected, the clock is looked at between reads of a second each.
     const std::uint64_t inTime = std::max<std::uint64_t>(step.collectMs, 1000) - 50;
     play(now(BootFault::Late(step.command, inTime)), kWhole, {own});
@@ -222,10 +213,10 @@ TEST(UpgradeU2AndU4, EachStepEndsItWhenItFailsOrTakesTooLong) {
         const Given unsent = LineFaults({{"Write", LineFault::kError, first - 1}});
         // 5 s before the firmware, 2.5 s after it, and 100 ms after each step but the five units.
         const std::uint64_t paused = 7500 + 100 * (steps.size() - 4);
-        PlayRows(dialect.mode, {BootRow("not entered", dialect.line, unsent, kNothing,
-                                        {kEnter + "Error USB Boot Direct mode"}),
-                                BootRow("slow", dialect.line, Speaks(dialect, Times(3)), kWhole, {},
-                                        whole.tookMs + 2 * paused)});
+        PlayRows(dialect.mode,
+                 {BootRow("not entered", dialect.line, unsent, kNothing, {"Error USB Boot Direct mode"}),
+                  BootRow("slow", dialect.line, Speaks(dialect, Times(3)), kWhole, {},
+                          whole.tookMs + 2 * paused)});
     }
 }
 
