@@ -131,6 +131,9 @@ const char* const kGoods = R"(
 4 <640x><6x4x2> -> Extract Image size Error
 5 <6> -> Image size Error (6 - 5)
 5 <4294967295> -> Image size Error (-1 - 5)
+<C81><xSBx><2>one~two~#  BtTT#  81,;one;two
+| Number of Answer Lines : 2|01 - one|02 - two|End
+1 <SC> -> Data Type <SC> Unsupported
 <C80><10><4294967295>  II  12,10,4294967295
 | Tools1 : 0x0000000a|Tools1 : 0xffffffff|End
 <C96><5><DATABYTES>^<~x></DATABYTES>#  ID#  13,^<~x>
@@ -177,6 +180,7 @@ const char* const kGoods = R"(
 /// and "t" count fields that begin with a number or with a text, "#" is the answer sum.
 const std::map<char, std::pair<std::string, std::string>> kTypes = {
     {'I', {"<7>", "FTYPE_VINT_VALUE Error"}},
+    {'B', {"<7><x>x~<><DATABYTES>x</DATABYTES>", "Data Type  Unsupported"}},
     {'*', {"<7><x>x~<><DATABYTES>x</DATABYTES>", "FTYPE_VINT_VALUE Error"}},
     {'S', {"<x>", "FTYPE_VSTRING_VALUE Error"}},
     {'T', {"x~", "FTYPE_STRING_VALUE Error"}},
@@ -276,14 +280,11 @@ std::string MembersOf(const ProtocolRecord& record) {
     return "";
 }
 
-std::string ContentOf(const ProtocolRecord& record) {
-    return Show(record.type(), MembersOf(record));
-}
-
 /// What became of an answer.
 struct Decoded {
-    ProtocolRecord record;
-    Lines log;  ///< what the decoding said, from the second line on, each with a tag where that changes
+    std::string content;  ///< kind and members of the record; kind 0 without one
+    bool holds = false;   ///< whether there is a record
+    Lines log;            ///< what was said, from the second line on, each with a tag where that changes
     std::uint64_t dataErrors = 0;
 
     /// The last two lines, each behind a "|".
@@ -296,7 +297,7 @@ struct Decoded {
 };
 
 /// Descriptions of status bits come with delimiters, at which they fail (kept). For the rest of them to be
-/// read the fields lose those unless `delimited`.
+/// read the fields lose those unless `delimited`. A tool's answer is no record but lines.
 Decoded Decode(const std::string& bytes, bool delimited = false) {
     ProtocollFields fields;
     Decoded decoded;
@@ -305,14 +306,27 @@ Decoded Decode(const std::string& bytes, bool delimited = false) {
         if (bytes.find("<C12") == 1 && !delimited && field->iType == FTYPE_VSTRING_VALUE)
             field->strText = field->strText.substr(1, field->strText.size() - 2);
     LogCapture capture;
-    decoded.record = ProtocolRecord::Decode(fields, nullptr, &decoded.dataErrors);
-    std::string before = "[CreateSetupItem_Prot100]";
-    for (const std::string& line : capture.Take()) {
-        const std::string tag = line.substr(0, line.find(']') + 1);
-        decoded.log.push_back(tag == before ? line.substr(tag.size()) : line);
-        before = tag == "[CreateSetupItem]" ? before : tag;
+    const bool tool = bytes.find("<C81>") == 1;
+    if (tool) {
+        char** const lines = fields.CreateToolAnswer(nullptr);
+        decoded.holds = lines != nullptr;
+        decoded.content = decoded.holds ? "81," : "0,";
+        for (char** line = lines; line != nullptr && *line != nullptr; ++line)
+            decoded.content += ";" + Show(*line);
+        ProtocollFields::DeleteToolAnswer(lines);
+    } else {
+        const ProtocolRecord record = ProtocolRecord::Decode(fields, nullptr, &decoded.dataErrors);
+        decoded.holds = static_cast<bool>(record);
+        decoded.content = Show(record.type(), MembersOf(record));
     }
+    std::string before = tool ? "[CreateToolAnswer]" : "[CreateSetupItem_Prot100]";
+    decoded.log = capture.Take();
     decoded.log.erase(decoded.log.begin());
+    for (std::string& line : decoded.log) {
+        const std::string tag = line.substr(0, line.find(']') + 1);
+        if (tag == before) line.erase(0, tag.size());
+        before = tag;
+    }
     return decoded;
 }
 
@@ -323,8 +337,8 @@ Pieces With(Pieces pieces, std::size_t piece, const std::string& instead) {
 
 void ExpectRefused(const std::string& bytes, const std::string& lines) {
     const Decoded decoded = Decode(bytes);
-    EXPECT_FALSE(decoded.record) << bytes;
-    EXPECT_EQ(decoded.record.type(), OBJTYPE_NONE) << bytes;
+    EXPECT_FALSE(decoded.holds) << bytes;
+    EXPECT_EQ(decoded.content, "0,") << bytes;
     EXPECT_THAT(decoded.Last(), testing::EndsWith(lines)) << bytes;
 }
 
@@ -349,7 +363,7 @@ void ExpectBentRefused(const Pieces& good, std::size_t piece, const std::string&
     }
     Pieces twice = good;
     twice.insert(twice.begin() + at, good[piece]);
-    EXPECT_FALSE(Decode(Wire(twice)).record && good.back() == "#" && word != "#") << Wire(twice);
+    EXPECT_FALSE(Decode(Wire(twice)).holds && good.back() == "#" && word != "#") << Wire(twice);
 }
 
 std::string Replaced(const std::string& text, char letter, const std::string& by) {
@@ -361,12 +375,12 @@ void ExpectBend(const std::string& good, std::size_t piece, const std::string& f
     expected = Replaced(expected, '@', std::string(511, 't'));
     for (const std::string& instead : PiecesOf(Replaced(fields, '@', std::string(600, 't')))) {
         const Decoded decoded = Decode(Wire(With(PiecesOf(good), piece, instead)));
-        std::string outcome = decoded.record ? "=" + ContentOf(decoded.record) : decoded.Last();
+        std::string outcome = decoded.holds ? decoded.content : decoded.Last();
         for (const std::string& line : decoded.log)
             if (line.find("DATA Error") != std::string::npos) outcome += "|" + line.substr(line.find("DATA"));
         if (decoded.dataErrors != 0) outcome += "|" + std::to_string(decoded.dataErrors);
         const bool holds = expected[0] == '=';
-        EXPECT_EQ(static_cast<bool>(decoded.record), holds) << instead;
+        EXPECT_EQ(decoded.holds, holds) << instead;
         EXPECT_THAT(outcome + "$", testing::HasSubstr(expected.substr(holds ? 1 : 0))) << instead;
     }
 }
@@ -375,7 +389,7 @@ void ExpectGood(const std::string& answer, const std::string& types, std::string
                 const std::string& log) {
     const Decoded decoded = Decode(Wire(answer));
     std::replace(content.begin(), content.end(), '~', '\0');
-    EXPECT_THAT(ContentOf(decoded.record), testing::StartsWith(content));
+    EXPECT_THAT(decoded.content, testing::StartsWith(content));
     EXPECT_EQ(Joined(decoded.log), log);
     EXPECT_EQ(decoded.dataErrors, 0U);
     const Pieces pieces = PiecesOf(answer);
@@ -419,9 +433,11 @@ TEST(Records, NeedAFramedAnswerOfAKnownKindAndVersion) {
     ExpectRefused("", "|FTYPE_STX Error");
     ExpectRefused("\x06", "|FTYPE_STX Error");
     ExpectRefused("\x02<40><12>", "|FTYPE_VCMDID_VALUE Error");
+    ExpectRefused("\x02<C81>\x06", "|FTYPE_ACK OK (No other data)");
+    ExpectRefused("\x02<C81>\x15", "|FTYPE_NACK OK (No other data)");
     for (const std::string unknown : {"<C5>", "<C139>", "<C012>"})
         EXPECT_TRUE(Decode(Wire(unknown + "<1>")).log.empty());
-    EXPECT_EQ(Decode(Wire("<C1><2.00>")).record.type(), OBJTYPE_PROTOCOLL_VERSION) << "kept";
+    EXPECT_EQ(Decode(Wire("<C1><2.00>")).content, "1,") << "kept";
     for (const std::string status : {"<C128><1><DATABYTES>1234</DATABYTES>", "<C129><1><8>"})
         EXPECT_THAT(Decode(Wire(status + "<1><1|0>"), true).Last(), testing::EndsWith("|Add Byte/Bit Error"));
 
