@@ -65,15 +65,7 @@ TEST_F(LogTest, BothFlagsDecideWhereALineGoes) {
     EXPECT_FALSE(Log::CloseLogFile());
 }
 
-TEST_F(LogTest, WhatOthersSentNeitherSteersATerminalNorBeginsALine) {
-    Log::SetLogEnable(1, true);
-    const char* const sent = "\x01\x1B[2J\n[forged]\x7F\x80\x9F\xA0\xE9\r\n";
-    const std::string line = kStamp + "[A]  [2J [forged]   \xA0\xE9  ";
-    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s", sent); }), line + "\n");
-    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s\n", sent); }), line + "\n\n");
-}
-
-TEST_F(LogTest, CutsLongTextsAndDumpsSixteenBytesARow) {
+TEST_F(LogTest, BlanksWhatSteersATerminalCutsLongTextsAndDumpsSixteenBytesARow) {
     const std::string tabs(10, '\t');
     const auto dump = [](const std::string& data) {
         return Printed([&] {
@@ -83,18 +75,21 @@ TEST_F(LogTest, CutsLongTextsAndDumpsSixteenBytesARow) {
     };
     EXPECT_EQ(dump("AB"), "");
     Log::SetLogEnable(1, true);
-    const std::string text(100000, 'x');
-    EXPECT_EQ(Printed([&] { Log::WriteLogP("Tag", "%s", text.c_str()); }),
-              kStamp + "[Tag]" + std::string(1023, 'x') + "\n");
-    EXPECT_GT(Printed([&] { Log::Write("Tag", text); }).size(), 4096U);
     const std::string stamped = kStamp + "[Tag]data\n";
-    EXPECT_EQ(dump(""), stamped);
     EXPECT_EQ(dump("AB%\r\n"), stamped + tabs + "0000: 41 42 25 0d 0a" + std::string(36, ' ') + "AB...\n");
     EXPECT_EQ(dump({"\0\x1F ~\x7F\x80\xFF"
                     "0123456789",
                     17}),
               stamped + tabs + "0000: 00 1f 20 7e 7f 80 ff 30 31 32 33 34 35 36 37 38   .. ~...012345678\n" +
                   tabs + "0010: 39" + std::string(48, ' ') + "9\n");
+    const std::string text(100000, 'x');
+    const std::string sent = "\x01\x1B[2J\n[forged]\x7F\x80\x9F\xA0\xE9\r\n";
+    const std::string line = kStamp + "[A]  [2J [forged]   \xA0\xE9  \n";
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s", sent.c_str()); }), line);
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("A", "%s\n", sent.c_str()); }), line + "\n");
+    EXPECT_EQ(Printed([&] { Log::WriteLogP("Tag", "%s", text.c_str()); }),
+              kStamp + "[Tag]" + std::string(1023, 'x') + "\n");
+    EXPECT_GT(Printed([&] { Log::Write("Tag", text); }).size(), 4096U);
 }
 
 }  // namespace
