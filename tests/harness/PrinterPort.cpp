@@ -303,35 +303,24 @@ void PrinterPort::Note(const std::string& what) {
 
 // The bus of the boot devices
 
-class ModelUsb::ModelBootPort final : public BootPort {
- public:
-    explicit ModelBootPort(ModelUsb& bus)
-        : bus_(bus), port_(bus.clock_, bus.model_, bus.line_, COMMPORT_USB) {}
-    CComPort& Port() override { return port_; }
-    bool ControlTransfer(unsigned char requestType, unsigned char request, unsigned short value,
-                         unsigned short index, unsigned char* data, unsigned short length,
-                         unsigned int timeout) override {
-        static_cast<void>(timeout);
-        const Bytes bytes(data, data + length);
-        if (bus_.line_.bRecord) std::printf("control > %s\n", Shown(bytes).c_str());
-        return bus_.line_.Call("Control") == LineFault::kNone && !bus_.line_.bGone && port_.IsOpen() &&
-               bus_.model_.Control({requestType, request, value, index, bytes}, bus_.clock_.NowMs());
-    }
-
- private:
-    ModelUsb& bus_;
-    PrinterPort port_;
-};
+bool PrinterPort::ControlTransfer(unsigned char requestType, unsigned char request, unsigned short value,
+                                  unsigned short index, unsigned char* data, unsigned short length,
+                                  unsigned int) {
+    const Bytes bytes(data, data + length);
+    if (line_.bRecord) std::printf("control > %s\n", Shown(bytes).c_str());
+    return line_.Call("Control") == LineFault::kNone && !line_.bGone && open_ &&
+           model_.Control({requestType, request, value, index, bytes}, clock_.NowMs());
+}
 
 std::unique_ptr<BootPort> ModelUsb::MakePort() {
-    return std::make_unique<ModelBootPort>(*this);
+    return std::make_unique<PrinterPort>(port_.clock_, port_.model_, port_.line_, COMMPORT_USB);
 }
 
 bool ModelUsb::ListDevices(const char* vid, std::string& list) {
     port_.Pass();
-    list = line_.listedBefore;
-    const std::optional<simulator::UsbIdentity> usb = model_.OnUsb(clock_.NowMs());
+    list = port_.line_.listedBefore;
+    const std::optional<simulator::UsbIdentity> usb = port_.model_.OnUsb(port_.at_);
     if (usb && Hex(usb->vendor, 4) == vid)
         list += std::string(vid) + "|" + Hex(usb->product, 4) + "|" + usb->serial + "\n";
-    return line_.bLists;
+    return port_.line_.bLists;
 }

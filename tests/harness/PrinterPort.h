@@ -51,12 +51,12 @@ struct LinePlan {
 /// times out ends the connection; a serial read brings up to 1024 bytes whatever was asked; USB finds the
 /// device by its names, reads one answer at a time, and loses one that is larger than the read. Nothing else
 /// is known here of the device.
-class PrinterPort final : public CComPort {
+class PrinterPort final : public CComPort, public BootPort {
  public:
     /// `type` is COMMPORT_SERIAL, COMMPORT_ETHERNET or COMMPORT_USB; `timem` stretches USB time-outs.
     PrinterPort(VirtualClock& clock, simulator::DeviceModel& model, LinePlan& line, COMMPORTTYPE type,
                 int timem = 1);
-    ~PrinterPort() { Disconnect(); }
+    ~PrinterPort() override { Disconnect(); }
 
     bool Init(char* pid, char* addr) override;
     bool Init(char* device, int baudrate, int flowcontrol) override;
@@ -78,15 +78,19 @@ class PrinterPort final : public CComPort {
     bool RestoreportInfo() override;
     bool SaveLocationCurrentDevice() override;
     bool RestoreAddrNumFrmLocatio() override;
+    CComPort& Port() override { return *this; }
+    bool ControlTransfer(unsigned char requestType, unsigned char request, unsigned short value,
+                         unsigned short index, unsigned char* data, unsigned short length,
+                         unsigned int timeout) override;
 
     /// Lets the device live up to now: it is called whenever time has passed.
     void Pass();
-    /// Whether control transfers reach the device.
     bool IsOpen() const { return open_; }
 
     std::string named;  ///< what Init was given, its values joined by "|"
 
  private:
+    friend class ModelUsb;
     struct Names {
         std::string vid, pid, serial;
     };
@@ -116,24 +120,16 @@ class PrinterPort final : public CComPort {
     std::string settings_;
 };
 
-/// The USB bus with one simulated device on it, in force for the boot engines as long as it lives.
+/// The USB bus with one simulated device on it, in force for the boot engines as long as it lives. `port` is
+/// the one that the engine was given: it tells the device how time passes.
 class ModelUsb final : public BootUsb {
  public:
-    /// `port` is the one that the engine was given: it tells the device how time passes.
-    ModelUsb(VirtualClock& clock, simulator::DeviceModel& model, LinePlan& line, PrinterPort& port)
-        : clock_(clock), model_(model), line_(line), port_(port) {
-        Install(this);
-    }
+    explicit ModelUsb(PrinterPort& port) : port_(port) { Install(this); }
     ~ModelUsb() override { Install(nullptr); }
 
     std::unique_ptr<BootPort> MakePort() override;
     bool ListDevices(const char* vid, std::string& list) override;
 
  private:
-    class ModelBootPort;
-
-    VirtualClock& clock_;
-    simulator::DeviceModel& model_;
-    LinePlan& line_;
     PrinterPort& port_;
 };

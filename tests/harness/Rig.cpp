@@ -39,7 +39,8 @@ CommPortSettings SettingsOf(Line line, const std::string& usbName) {
 }  // namespace
 
 Rig::Rig(const std::string& mode, Line onLine, bool newForm) {
-    printer.mode = mode;
+    printer.mode = mode == "module" ? "U3" : mode;
+    if (mode == "module") module = simulator::ModuleSample();
     printer.line = onLine;
     printer.bankSize = package.bankSize = kSmallBank;
     printer.bankCount = package.banks = kBanks;
@@ -86,7 +87,7 @@ bool Rig::Run() {
     };
     model = std::make_unique<simulator::PrinterModel>(printer);
     PrinterPort port(clock, *model, line, PortOf(printer.line), timem);
-    ModelUsb usb(clock, *model, line, port);
+    ModelUsb usb(port);
     clock.onWait = [&] {
         const std::uint64_t us = clock.waits.back();
         if (us >= kNamedUs) namedMs += us / 1000;

@@ -27,7 +27,8 @@ using simulator::PrinterOptions;
 class Rig {
  public:
     /// A printer of procedure `mode` ("U1" to "U6") with a small firmware, and the package for it: 1.06 on a
-    /// printer with 1.05, in the new form with a font before the firmware and a logo after it.
+    /// printer with 1.05, in the new form with a font before the firmware and a logo after it; or, for
+    /// "module", a module file on a printer of U3.
     Rig(const std::string& mode, Line line, bool newForm);
 
     // ---- what is tried ----
@@ -72,6 +73,9 @@ using Given = std::function<void(Rig&)>;
 Given PrinterFaults(std::vector<Fault> faults);
 Given LineFaults(std::vector<LineFault> faults);
 Given Both(Given first, Given second);
+inline Given Times(int timem) {
+    return [=](Rig& rig) { rig.timem = timem; };
+}
 template <class Member, class Value>
 Given Printer(Member simulator::PrinterOptions::*member, const Value& value) {
     return [=](Rig& rig) { rig.printer.*member = value; };
@@ -84,13 +88,7 @@ struct RigEnd {
     int banks;    ///< of the firmware, from its start
     int modules;  ///< of the package (new form) or the module file
 };
-constexpr RigEnd kWhole{true, kAll, kAll};
-constexpr RigEnd Ends(bool verdict, int banks, int modules) {
-    return {verdict, banks, modules};
-}
-constexpr RigEnd Fails(int banks, int modules) {
-    return {false, banks, modules};
-}
+constexpr RigEnd kWhole{true, kAll, kAll}, kNothing{false, 0, 0};
 
 /// One row of a procedure's table: what is tried in which forms of package, and how it ends.
 enum Forms { kBoth, kOld, kNew };
@@ -103,6 +101,7 @@ struct RigRow {
     Lines lines;  ///< of the log, with or without tag, in this order; "!text" must not be in it
     std::function<void(const Rig&)> then;  ///< looks at what else there is
 };
+
 inline RigRow Row(const char* what, Line line, Forms forms, Given given, RigEnd end, Lines lines,
                   std::function<void(const Rig&)> then = {}) {
     return {what, line, forms, std::move(given), end, std::move(lines), std::move(then)};

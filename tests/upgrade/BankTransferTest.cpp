@@ -21,14 +21,14 @@ TEST(BankTransfer, AFirmwareThatIsNotWholeIsRefusedBeforeThePrinterIsTouched) {
     const std::string size = "BankDim Error : 0";
     const std::string start = "[HandshakeCommunication]GSI 0x015d ";
     for (const char* mode : {"U1", "U3", "U5"}) {
-        PlayRows(mode, {Row("no banks", Line::Usb, kBoth, Says(0, 10), Fails(0, 0),
+        PlayRows(mode, {Row("no banks", Line::Usb, kBoth, Says(0, 10), kNothing,
                             {wrong, count, "!" + size, "!" + start}),
-                        Row("no size", Line::Usb, kOld, Says(3, 0), Fails(0, 0),
+                        Row("no size", Line::Usb, kOld, Says(3, 0), kNothing,
                             {wrong, size, "!" + count, "!" + start}),
-                        Row("a byte more than there is", Line::Usb, kBoth, Says(3, 34), Fails(0, 0),
+                        Row("a byte more than there is", Line::Usb, kBoth, Says(3, 34), kNothing,
                             {wrong, "!" + count, "!" + size, "!" + start})});
     }
-    PlayRows("U5", {Row("no code", Line::Usb, kBoth, Says(2, 10), Fails(0, 0), {wrong, "!" + start})});
+    PlayRows("U5", {Row("no code", Line::Usb, kBoth, Says(2, 10), kNothing, {wrong, "!" + start})});
     unsigned char byte = 0;
     for (const auto& [banks, bankSize] : {std::pair{4, std::uint64_t{1} << 62}, {-3, std::uint64_t{1}}})
         EXPECT_FALSE((FirmwareImage{banks, bankSize, &byte, 101}).HoldsItsBanks());
@@ -47,9 +47,9 @@ TEST(BankTransfer, ReopenHandshakeAndRelease) {
         PlayRows(
             mode,
             {Row("back at the ninth", Line::Serial, kOld, reopenFails(8), kWhole, {"!" + tooMany[1]}),
-             Row("not back", Line::Serial, kOld, reopenFails(9), Fails(0, 0), tooMany, took),
+             Row("not back", Line::Serial, kOld, reopenFails(9), kNothing, tooMany, took),
              Row("no release", Line::Ethernet, kOld, PrinterFaults({Fault::Silence(Exchange::Release).At(2)}),
-                 Fails(0, 0), {"[SendFW]Read FW Release Error"})});
+                 kNothing, {"[SendFW]Read FW Release Error"})});
     }
 }
 

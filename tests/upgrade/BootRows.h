@@ -8,16 +8,11 @@ inline RigRow BootRow(const char* what, Line line, Given given, RigEnd end, Line
     const auto took = [tookMs](const Rig& rig) {
         EXPECT_TRUE(tookMs == 0 || (rig.tookMs >= tookMs && rig.tookMs < tookMs + 1500)) << rig.tookMs;
     };
-    return Row(what, line, kOld, std::move(given), end, std::move(lines), took);
+    return {what, line, kOld, std::move(given), end, std::move(lines), took};
 }
-
-constexpr RigEnd kNothing = Fails(0, 0);
 
 inline Given Chip(const std::vector<simulator::BootFault>& faults) {
     return [=](Rig& rig) { rig.renesas.faults = rig.silicon.faults = faults; };
-}
-inline Given Times(int timem) {
-    return [=](Rig& rig) { rig.timem = timem; };
 }
 inline Given NeverThere() {
     return Printer(&PrinterOptions::bootDelayMs, simulator::DeviceModel::kNever);

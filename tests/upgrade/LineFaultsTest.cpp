@@ -9,14 +9,6 @@ struct Kind {
     Line line;
 };
 
-std::unique_ptr<Rig> MakeRig(const Kind& kind, bool newForm) {
-    const bool module = std::string(kind.mode) == "module";
-    auto rig = std::make_unique<Rig>(module ? "U3" : kind.mode, kind.line, newForm);
-    rig->bSilent = true;
-    if (module) rig->module = simulator::ModuleSample();
-    return rig;
-}
-
 bool Applies(LineFault::How how, const std::string& call, Line line) {
     if (how == LineFault::kShort) return call == "Write";
     if (how == LineFault::kSilence) return call == "Read";
@@ -43,19 +35,20 @@ class LineFaults : public testing::TestWithParam<Kind> {};
 void PlayFaults(const Kind& kind, bool newForm) {
     const LineFault::How hows[] = {LineFault::kError,     LineFault::kShort,          LineFault::kSilence,
                                    LineFault::kWrongByte, LineFault::kConnectionGone, LineFault::kDeviceGone};
-    const std::unique_ptr<Rig> whole = MakeRig(kind, newForm);
-    ASSERT_TRUE(whole->Run() && whole->HasAll());
+    Rig whole(kind.mode, kind.line, newForm);
+    ASSERT_TRUE(whole.Run() && whole.HasAll());
     int failures = 0;
-    for (std::size_t n = 0; n < whole->line.calls.size(); ++n) {
-        const std::string& call = whole->line.calls[n];
+    for (std::size_t n = 0; n < whole.line.calls.size(); ++n) {
+        const std::string& call = whole.line.calls[n];
         for (const LineFault::How how : hows) {
             if (!Applies(how, call, kind.line)) continue;
             SCOPED_TRACE((newForm ? "new form, " : "old form, ") + call + ", call " + std::to_string(n + 1) +
                          ", fault " + std::to_string(how));
-            const std::unique_ptr<Rig> rig = MakeRig(kind, newForm);
-            rig->line.faults = {{"", how, static_cast<int>(n) + 1}};
-            const bool success = rig->Run();
-            Judge(kind, *rig, success, how, call);
+            Rig rig(kind.mode, kind.line, newForm);
+            rig.bSilent = true;
+            rig.line.faults = {{"", how, static_cast<int>(n) + 1}};
+            const bool success = rig.Run();
+            Judge(kind, rig, success, how, call);
             failures += success ? 0 : 1;
         }
     }

@@ -33,23 +33,24 @@ TEST(UpgradeEngine, WhatIsEnabledAndWhatFails) {
         const auto deaf = [](int from) {
             return PrinterFaults({Fault::Silence(Exchange::Status).Between(from, Fault::kAlways)});
         };
-        PlayRows(mode, {Row("firmware alone", Line::Usb, kNew, Components(1), Ends(true, kAll, 0),
-                            {(mode == "U2" ? "!" : "") + noBefore, "Send FW:1", noAfter}),
-                        Row("modules alone", Line::Usb, kNew, Components(2), Ends(true, 0, kAll), {noFw}),
-                        Row("the old form has no modules", Line::Usb, kOld, Components(2), Fails(0, 0),
-                            {noFw, "Upgrade Error!"}),
-                        Row("no firmware in the list", Line::Usb, kNew, fontAlone, Ends(true, 0, 1),
-                            {"Skip Fw..."}),
-                        Row("the first module fails", Line::Usb, kNew, Refuses(1),
-                            Fails(before ? 0 : kAll, 0), {failed, "Upgrade Error!"}),
-                        Row("the second one does", Line::Usb, kNew, Refuses(2), Fails(kAll, 1), {failed}),
-                        Row("no handshake", Line::Usb, kOld, deaf(1), Fails(0, 0), {handshake, psw1}),
-                        Row("no handshake", Line::Usb, kNew, deaf(before ? 2 : 1), Fails(0, before ? 1 : 0),
-                            {handshake, "Send FW:0", notOk})});
+        PlayRows(
+            mode,
+            {Row("firmware alone", Line::Usb, kNew, Components(1), RigEnd{true, kAll, 0},
+                 {(mode == "U2" ? "!" : "") + noBefore, "Send FW:1", noAfter}),
+             Row("modules alone", Line::Usb, kNew, Components(2), RigEnd{true, 0, kAll}, {noFw}),
+             Row("the old form has no modules", Line::Usb, kOld, Components(2), kNothing,
+                 {noFw, "Upgrade Error!"}),
+             Row("no firmware in the list", Line::Usb, kNew, fontAlone, RigEnd{true, 0, 1}, {"Skip Fw..."}),
+             Row("the first module fails", Line::Usb, kNew, Refuses(1), RigEnd{false, before ? 0 : kAll, 0},
+                 {failed, "Upgrade Error!"}),
+             Row("the second one does", Line::Usb, kNew, Refuses(2), RigEnd{false, kAll, 1}, {failed}),
+             Row("no handshake", Line::Usb, kOld, deaf(1), kNothing, {handshake, psw1}),
+             Row("no handshake", Line::Usb, kNew, deaf(before ? 2 : 1), RigEnd{false, 0, before ? 1 : 0},
+                 {handshake, "Send FW:0", notOk})});
     }
     const std::string usbOnly = "Upgrade U2 just support USB port error \\n";
-    PlayRows("U2", {Row("no USB", Line::Serial, kNew, Components(2), Fails(0, 0), {usbOnly}),
-                    Row("no USB", Line::Ethernet, kBoth, {}, Fails(0, 0), {usbOnly})});
+    PlayRows("U2", {Row("no USB", Line::Serial, kNew, Components(2), kNothing, {usbOnly}),
+                    Row("no USB", Line::Ethernet, kBoth, {}, kNothing, {usbOnly})});
 }
 
 // Waits of a second or more, in all. 20 s before the modules of U2 and U3 are not multiplied; without a

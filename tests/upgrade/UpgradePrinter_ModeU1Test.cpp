@@ -24,9 +24,6 @@ Fault Answers(Bytes answer, int occurrence) {
 Fault Late(std::uint64_t ms) {
     return Fault::Late(Exchange::BankGroup, ms).At(1);
 }
-Given Timem(int timem) {
-    return [=](Rig& rig) { rig.timem = timem; };
-}
 Given Setting(const char* text) {
     return Printer(&PrinterOptions::configuration, std::string(text));
 }
@@ -56,22 +53,22 @@ TEST(UpgradeU1, AnsweredGroups) {
               "ReOpen Error. Num max Retry found. Throw Error", kAnswered, kDone, "!" + Try(4)},
              back),
          Row("four tries at most; a silent failure keeps the text of the one before", Line::Usb, kBoth,
-             fourTries, Fails(0, 1),
+             fourTries, RigEnd{false, 0, 1},
              {kSomeProblem, Try(1), kRepeat, Try(2), kRepeat, Try(3), kService, Try(4), "!" + kDone}, back),
-         Row("no start command", Line::Serial, kOld, LineFaults({{"Write", LineFault::kError, 12}}),
-             Fails(0, 0), {"ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1)}, back),
+         Row("no start command", Line::Serial, kOld, LineFaults({{"Write", LineFault::kError, 12}}), kNothing,
+             {"ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1)}, back),
          Row("half of the second block", Line::Serial, kOld, LineFaults({{"Write", LineFault::kShort, 14}}),
              kWhole, {"Sending flash block end  ...2/5", kSomeProblem, Try(1)}, back),
          Row("an answer as the time is up", Line::Serial, kOld, PrinterFaults({Late(107900)}), kWhole,
              {kAnswered, "!" + Try(1)}),
          Row("an answer too late", Line::Serial, kOld, PrinterFaults({Late(108600)}), kWhole, {Try(1)}),
-         Row("the time is multiplied", Line::Usb, kOld, Both(Timem(2), PrinterFaults({Late(200000)})), kWhole,
+         Row("the time is multiplied", Line::Usb, kOld, Both(Times(2), PrinterFaults({Late(200000)})), kWhole,
              {kAnswered, "!" + Try(1)}),
-         Row("one read when there is no time", Line::Serial, kOld, Timem(0), kWhole, {kDone, "!" + Try(1)})});
+         Row("one read when there is no time", Line::Serial, kOld, Times(0), kWhole, {kDone, "!" + Try(1)})});
     const std::pair<unsigned char, const char*> ends[] = {
         {0x66, "ERROR_BANK_DAMAGED"}, {0x55, "ERROR_SEND_SIGN"}, {0x00, "ERROR_DEFAULT_CASE"}};
     for (const auto& [answer, text] : ends)
-        PlayRows("U1", {Row(text, Line::Serial, kOld, PrinterFaults({Answers({answer}, 1)}), Fails(0, 0),
+        PlayRows("U1", {Row(text, Line::Serial, kOld, PrinterFaults({Answers({answer}, 1)}), kNothing,
                             {std::string("Answer: ") + text, kFailed, "!" + Try(1)})});
 }
 
@@ -105,12 +102,13 @@ TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
          Row("at last the right one", Line::Ethernet, kOld, Releases({"1.06 ", "106", ""}), kWhole,
              {kNoRelease, kNoRelease, kNoRelease, "New FW Release :1.06", right, kDone}),
          Row("another one after each try", Line::Ethernet, kOld,
-             Printer(&PrinterOptions::releaseAfter, std::string("1.04")), Fails(kAll, 0),
+             Printer(&PrinterOptions::releaseAfter, std::string("1.04")), RigEnd{false, kAll, 0},
              {"New FW Release :1.04", kNotProgrammed, kFailed, kService, Try(1), kFailed, Try(4)}),
          Row("nine silences are a failed try", Line::Ethernet, kOld, Releases(Lines(9)), kWhole, nineTimes),
          Row("eight are not", Line::Ethernet, kOld, Releases(Lines(8)), kWhole, {right, kDone, "!" + Try(1)}),
          Row("no handshake afterwards", Line::Ethernet, kOld,
-             PrinterFaults({Fault::Silence(Exchange::Status).Between(2, Fault::kAlways)}), Fails(kAll, 0),
+             PrinterFaults({Fault::Silence(Exchange::Status).Between(2, Fault::kAlways)}),
+             RigEnd{false, kAll, 0},
              {"Handshake Communication Error", kSomeProblem, Try(1), "!" + kFailed})});
 }
 

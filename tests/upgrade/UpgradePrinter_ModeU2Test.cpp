@@ -165,32 +165,23 @@ Given Speaks(const Dialect& dialect, const Given& also) {
     };
 }
 
-/// What is tried with one step, the write of that number. `lines`: its own, what follows when it fails, and
-/// the next one's.
-void PlayStep(const Dialect& dialect, const Step& step, int write, const std::array<std::string, 3>& lines) {
-    const auto& [own, reset, next] = lines;
-    const bool connects = own.rfind(kInit, 0) == 0;
-    const auto play = [&](const Given& given, const RigEnd& end, const Lines& log) {
+/// What is tried with one step, whose line is `own`; `reset` is the one that follows when it fails.
+void PlayStep(const Dialect& dialect, const Step& step, const std::string& own, const std::string& reset) {
+    const auto play = [&](BootFault fault, const RigEnd& end, const Lines& log) {
+        const Given given = Chip({fault.Between(step.occurrence, step.occurrence)});
         PlayRows(dialect.mode, {BootRow("step", dialect.line, Speaks(dialect, given), end, log)});
     };
-    const auto now = [&](BootFault fault) { return Chip({fault.Between(step.occurrence, step.occurrence)}); };
-    const Lines failed{own, kWrong, reset, connects ? kInitError : kError, "!" + next};
     for (const Bytes& answer : WrongAnswers(step)) {
-        Lines log = failed;
         // Behind the connection, the chip's mode is told from a wrong answer.
-        if (step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F)
-            log[1] = "ERROR: wrong status mode response! exit...";
-        play(now(BootFault::Says(step.command, answer)), kNothing, log);
+        const bool mode = step.occurrence == 2 && answer.size() == 5 && answer[0] == 0x5F;
+        play(BootFault::Says(step.command, answer), kNothing,
+             {own, mode ? "ERROR: wrong status mode response! exit..." : kWrong, reset,
+              own.rfind(kInit, 0) == 0 ? kInitError : kError});
     }
-    Lines notSent{own, kNotSent, reset, failed[3], "!" + next};
-    if (step.command == Device::kRelease)
-        notSent = {own, kNotSent, reset, "Init Renesas connection Error(10)", kContact};
-    play(LineFaults({{"Write", LineFault::kShort, write}}), kNothing, notSent);
     // When answers are collected, the clock is looked at between reads of a second each.
-    const std::uint64_t inTime = std::max<std::uint64_t>(step.collectMs, 1000) - 50;
-    play(now(BootFault::Late(step.command, inTime)), kWhole, {own});
+    play(BootFault::Late(step.command, std::max<std::uint64_t>(step.collectMs, 1000) - 50), kWhole, {own});
     const int locked = step.command == Device::kLock ? kAll : 0;  // the chip is, in spite of that
-    play(now(BootFault::Late(step.command, step.collectMs + 1050)), Fails(locked, 0), {own});
+    play(BootFault::Late(step.command, step.collectMs + 1050), RigEnd{false, locked, 0}, {own});
 }
 
 TEST(UpgradeU2AndU4, EachStepEndsItWhenItFailsOrTakesTooLong) {
@@ -207,9 +198,7 @@ TEST(UpgradeU2AndU4, EachStepEndsItWhenItFailsOrTakesTooLong) {
             lines.push_back("[SendResetCommandUSB]Upgrade Error. Please, restart the printer and retry");
         ASSERT_EQ(lines.size(), steps.size() + 1);
         const int first = CallsOf(whole, "Write") - static_cast<int>(steps.size()) + (resets ? 0 : 1);
-        for (std::size_t i = 0; i < steps.size(); ++i)
-            PlayStep(dialect, steps[i], first + static_cast<int>(i),
-                     {lines[i], lines.back(), i + 1 < steps.size() ? lines[i + 1] : "-"});
+        for (std::size_t i = 0; i < steps.size(); ++i) PlayStep(dialect, steps[i], lines[i], lines.back());
         const Given unsent = LineFaults({{"Write", LineFault::kError, first - 1}});
         // 5 s before the firmware, 2.5 s after it, and 100 ms after each step but the five units.
         const std::uint64_t paused = 7500 + 100 * (steps.size() - 4);

@@ -28,24 +28,24 @@ TEST(UpgradeU3, Table) {
     // A transfer that fails leaves the port's values changed.
     const auto left = [](const Rig& rig) { EXPECT_FALSE(rig.bSettingsBack); };
     const auto slow = Printer(&PrinterOptions::restartMs, std::uint64_t{45000});
-    const auto twice = [](Rig& rig) { rig.timem = 2; };
-    PlayRows(
-        "U3",
-        {Row("another release", Line::Ethernet, kBoth, Has("1.07"), kWhole, {kNotUsb}),
-         Row("the same, on USB", Line::Usb, kBoth, Has("1.06"), kWhole, {kSame, "!" + kAway}),
-         Row("the same and more", Line::Serial, kBoth, Has("1.06b"), kWhole, {kNotUsb}),
-         Row("the same up to its zero", Line::Serial, kBoth, Has({"1.06\0x", 6}), kWhole, {kSame}),
-         Row("away for long", Line::Usb, kOld, slow, kWhole, {kAway, "!" + kBack}),
-         Row("waited for longer", Line::Usb, kOld, Both(slow, twice), kWhole, {kAway, kBack}),
-         Row("no start command", Line::Usb, kOld, LineFaults({{"Write", LineFault::kError, 12}}), Fails(0, 0),
-             Broken("Sending command to start upgrade..."), left),
-         Row("cut in the first bank", Line::Ethernet, kBoth, IsCut(100), Fails(0, 1), Broken(kFirst), left),
-         Row("cut in the last bank", Line::Ethernet, kBoth, IsCut(1279), Fails(0, 1), Broken(kLast), left),
-         Row("cut in the program command", Line::Ethernet, kBoth, IsCut(1287), Fails(0, 1), Broken(kProgram),
-             left),
-         Row("not all has arrived", Line::Serial, kOld, LineFaults({{"Drain"}}), Fails(kAll, 0),
-             Broken(kProgram), left),
-         Row("gone in the third bank", Line::Usb, kBoth, IsCut(700), Fails(0, 1), kError, left)});
+    PlayRows("U3", {Row("another release", Line::Ethernet, kBoth, Has("1.07"), kWhole, {kNotUsb}),
+                    Row("the same, on USB", Line::Usb, kBoth, Has("1.06"), kWhole, {kSame, "!" + kAway}),
+                    Row("the same and more", Line::Serial, kBoth, Has("1.06b"), kWhole, {kNotUsb}),
+                    Row("the same up to its zero", Line::Serial, kBoth, Has({"1.06\0x", 6}), kWhole, {kSame}),
+                    Row("away for long", Line::Usb, kOld, slow, kWhole, {kAway, "!" + kBack}),
+                    Row("waited for longer", Line::Usb, kOld, Both(slow, Times(2)), kWhole, {kAway, kBack}),
+                    Row("no start command", Line::Usb, kOld, LineFaults({{"Write", LineFault::kError, 12}}),
+                        kNothing, Broken("Sending command to start upgrade..."), left),
+                    Row("cut in the first bank", Line::Ethernet, kBoth, IsCut(100), RigEnd{false, 0, 1},
+                        Broken(kFirst), left),
+                    Row("cut in the last bank", Line::Ethernet, kBoth, IsCut(1279), RigEnd{false, 0, 1},
+                        Broken(kLast), left),
+                    Row("cut in the program command", Line::Ethernet, kBoth, IsCut(1287), RigEnd{false, 0, 1},
+                        Broken(kProgram), left),
+                    Row("not all has arrived", Line::Serial, kOld, LineFaults({{"Drain"}}),
+                        RigEnd{false, kAll, 0}, Broken(kProgram), left),
+                    Row("gone in the third bank", Line::Usb, kBoth, IsCut(700), RigEnd{false, 0, 1}, kError,
+                        left)});
 }
 
 }  // namespace

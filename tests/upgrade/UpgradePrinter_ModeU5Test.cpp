@@ -17,10 +17,7 @@ Given Answers(const Bytes& answer) {
     return PrinterFaults({Fault::Says(Exchange::DataBank, answer).At(1)});
 }
 Given Late(std::uint64_t ms, int timem = 1) {
-    return [=](Rig& rig) {
-        rig.printer.faults = {Fault::Late(Exchange::DataBank, ms).At(1)};
-        rig.timem = timem;
-    };
+    return Both(PrinterFaults({Fault::Late(Exchange::DataBank, ms).At(1)}), Times(timem));
 }
 
 TEST(UpgradeU5, Table) {
@@ -47,23 +44,25 @@ TEST(UpgradeU5, Table) {
          Row("0x95 is no answer, what follows one is not looked at", Line::Ethernet, kOld,
              Answers({0x95, 0x00, 0x55, 0xAA, 0x33}), kWhole, {kTag + "Read Answer len: 5"}),
          Row("an answer at the last moment", Line::Ethernet, kOld, Late(60400), kWhole, {"!" + kWaitError}),
-         Row("an answer too late", Line::Ethernet, kOld, Late(61500), Fails(4, 0), {kWaitError, kError}),
+         Row("an answer too late", Line::Ethernet, kOld, Late(61500), RigEnd{false, 4, 0},
+             {kWaitError, kError}),
          Row("the wait is multiplied", Line::Ethernet, kOld, Late(110000, 2), kWhole, {"!" + kWaitError}),
-         Row("an answer as the time is up does not count", Line::Ethernet, kOld, atOnce, Fails(4, 0),
+         Row("an answer as the time is up does not count", Line::Ethernet, kOld, atOnce, RigEnd{false, 4, 0},
              {kTag + "Read Answer len: 1", kWaitError, kError}),
-         Row("a printer that does not come back", Line::Ethernet, kOld, away, Fails(3, 0),
+         Row("a printer that does not come back", Line::Ethernet, kOld, away, RigEnd{false, 3, 0},
              {"ReOpen Error. Num max Retry found. Throw Error", kTag + kLost, kError}),
-         Row("a printer on USB that does not", Line::Usb, kOld, away, Fails(3, 0),
+         Row("a printer on USB that does not", Line::Usb, kOld, away, RigEnd{false, 3, 0},
              {kCode + "Different version: Wait printer reset...", "!" + back, kTag + kLost, kError}),
          Row("cut in the code", Line::Ethernet, kBoth,
-             PrinterFaults({Fault::Cut(Exchange::BankGroup, 300).At(1)}), Fails(0, 0),
-             {kCode + kLost, kError}),
+             PrinterFaults({Fault::Cut(Exchange::BankGroup, 300).At(1)}), kNothing, {kCode + kLost, kError}),
          Row("cut in a data bank", Line::Ethernet, kOld,
-             PrinterFaults({Fault::Cut(Exchange::DataBank, 9).At(1)}), Fails(3, 0), {kTag + kLost, kError})});
+             PrinterFaults({Fault::Cut(Exchange::DataBank, 9).At(1)}), RigEnd{false, 3, 0},
+             {kTag + kLost, kError})});
     for (const unsigned char answer : Bytes{0x33, 0x44, 0x66, 0x77, 0x88, 0x99})
-        PlayRows("U5", {Row("refused", Line::Usb, kOld, Answers({0x95, 0x00, answer, 0xAA}), Fails(4, 0),
-                            {kTag + "Read Answer len: 4",
-                             answer == 0x99 ? "Answer Error(0x99) : Generic Error" : kError})});
+        PlayRows("U5",
+                 {Row("refused", Line::Usb, kOld, Answers({0x95, 0x00, answer, 0xAA}), RigEnd{false, 4, 0},
+                      {kTag + "Read Answer len: 4",
+                       answer == 0x99 ? "Answer Error(0x99) : Generic Error" : kError})});
 }
 
 }  // namespace

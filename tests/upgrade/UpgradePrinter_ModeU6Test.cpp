@@ -65,7 +65,7 @@ TEST(UpgradeU6, AnAnswerThatIsNoAcknowledgementEndsItAtThatRecord) {
     play(BootFault::Late(Device::kRecord, 900), kWhole, {});
     // An answer in place of the chip's own: the chip has not taken that record.
     for (const Bytes& answer : {Bytes{0x40, 0, 0, 0, 0xFF}, Bytes{0x40}})
-        play(says(answer), Ends(true, 0, 0), {Bank(5)});
+        play(says(answer), RigEnd{true, 0, 0}, {Bank(5)});
 }
 
 TEST(UpgradeU6, TheDeviceIsWaitedFor) {
