@@ -1,70 +1,69 @@
 #include "harness/ChildProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <poll.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
 
 namespace {
 
-/// The null-terminated array that exec wants; it points into `texts`.
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
+constexpr int kIdleMs = 40000;
+constexpr std::size_t kMostOutput = std::size_t{64} << 20;
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv, const Environment& extra) {
+ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& extra) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return;
-    pipe_.Reset(ends[0]);
-    const OwnedDescriptor output(ends[1]);
-    std::vector<std::string> arguments = argv;
-    std::vector<std::string> environment;  // of two values of a name the first one counts
-    for (const auto& [name, value] : extra)
-        environment.push_back(std::string(name).append("=").append(value));
-    for (char** entry = environ; *entry != nullptr; ++entry) environment.emplace_back(*entry);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, output.Get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output.Get(), STDERR_FILENO);
-    if (posix_spawnp(&pid_, arguments[0].c_str(), &actions, nullptr, Pointers(arguments).data(),
-                     Pointers(environment).data()) != 0)
-        pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
+    pipe_ = ends[0];
+    std::vector<char*> words;
+    for (std::string& word : argv) words.push_back(word.data());
+    words.push_back(nullptr);
+    pid_ = fork();
+    if (pid_ == 0) {
+        for (const auto& [name, value] : extra) setenv(name.c_str(), value.c_str(), 1);
+        dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(ends[1], stream);
+        execvp(words[0], words.data());
+        _exit(127);
+    }
+    close(ends[1]);
+}
+
+ChildProcess::~ChildProcess() {
+    Signal(SIGKILL);
+    WaitForEnd();
+    close(pipe_);
 }
 
 void ChildProcess::Signal(int number) {
     if (pid_ > 0) kill(pid_, number);
 }
 
-/// False at the end of the output and when nothing comes.
-bool ChildProcess::ReadMore(int idleMs) {
-    const std::string got = ReceiveSome(pipe_, 4096, idleMs);
-    output_ += got;
-    return !got.empty();
+/// False at the end of the output and when nothing comes; the program is killed when that, or no end, comes.
+bool ChildProcess::ReadMore() {
+    pollfd wanted{pipe_, POLLIN, 0};
+    if (output_.size() > kMostOutput || poll(&wanted, 1, kIdleMs) != 1) Signal(SIGKILL);
+    char chunk[4096];
+    const ssize_t got = read(pipe_, chunk, sizeof chunk);
+    if (got > 0) output_.append(chunk, static_cast<std::size_t>(got));
+    return got > 0;
 }
 
-bool ChildProcess::WaitForText(const std::string& text, int idleMs) {
+bool ChildProcess::WaitForText(const std::string& text) {
     while (output_.find(text) == std::string::npos)
-        if (!ReadMore(idleMs)) return false;
+        if (!ReadMore()) return false;
     return true;
 }
 
-int ChildProcess::WaitForEnd(int idleMs) {
-    while (ReadMore(idleMs)) {
+int ChildProcess::WaitForEnd() {
+    while (pid_ > 0 && ReadMore()) {
     }
-    // The output is at its end, or the program is stuck.
-    pollfd ended{pipe_.Get(), POLLIN, 0};
-    if (poll(&ended, 1, 0) != 1) Signal(SIGKILL);
-    return End();
-}
-
-int ChildProcess::End() {
-    int wait = 0;
-    if (pid_ <= 0 || waitpid(std::exchange(pid_, -1), &wait, 0) < 0) return -1;
-    return WIFEXITED(wait) ? WEXITSTATUS(wait) : kSignalled + WTERMSIG(wait);
+    int status = 0;
+    if (pid_ <= 0 || waitpid(pid_, &status, 0) != pid_) return -1;
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
 }
