@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <deque>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "harness/LogCapture.h"
 #include "harness/VirtualClock.h"
+#include "port/ComPortEth.h"
+#include "port/ComPortRs232.h"
+#include "port/ComPortUsb.h"
 #include "port/DescriptorWait.h"
 #include "port/ReadPacer.h"
 #include "port/TextIo.h"
@@ -41,7 +44,7 @@ class QueuePort final : public CComPort {
         std::copy(text.begin(), text.end(), buf);
         return static_cast<unsigned int>(text.size());
     }
-    bool HandshakeCommunication() override { return RunHandshake({5, 1500, false}); }
+    bool HandshakeCommunication() override { return RunHandshake({5, 1500, true}); }
 
     VirtualClock clock;
     std::deque<std::string> answers;
@@ -74,9 +77,48 @@ TEST(ReadPacer, WaitsForTheRestOfAnEmptyTurn) {
     pacer.AfterRead(0);
     pacer.AfterRead(1);
     EXPECT_EQ(clock.waits, std::vector<std::uint64_t>{(ReadPacer::kTurnMs - 5) * 1000});
-    // What select cannot hold is not waited for.
-    EXPECT_FALSE(WaitForDescriptor(FD_SETSIZE, DescriptorEvent::Writable, 0));
-    EXPECT_FALSE(WaitForDescriptor(-1, DescriptorEvent::Writable, 0));
+    EXPECT_FALSE(WaitForDescriptor(FD_SETSIZE, DescriptorEvent::Writable, 0));  // more than select can hold
+}
+
+TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
+    CComPortEth eth;
+    CComPortRs232 serial;
+    CComPortUsb usb(1);
+    const std::string lost = "Open Error (Device Error)";
+    const struct {
+        CComPort& port;
+        int timeout, packetSize, least;
+        std::string writeError, readError;
+        std::size_t pauses;
+        std::uint64_t pauseUs;
+    } rows[] = {{eth, 500, 1000, 0, lost, lost, 14, 3000000},
+                {serial, 1000, 1000, 0, "Write Error", "Read select() timeout! No data read", 4, 1500000},
+                {usb, 1000, 64, 1, "Write Error---> error to reinit device", "Read timeout! No data read", 4,
+                 1500000}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.writeError);
+        VirtualClock clock;
+        EXPECT_EQ(row.port.GetTimeoutTX(), row.timeout);
+        EXPECT_EQ(row.port.GetTimeoutRX(), row.timeout);
+        EXPECT_EQ(static_cast<int>(row.port.GetWPacketSize()), row.packetSize);
+        unsigned int err = 0;
+        EXPECT_EQ(Put(row.port, "x", err), 0U);
+        EXPECT_EQ(err, 1U);
+        EXPECT_EQ(row.port.szLastError, row.writeError);
+        EXPECT_EQ(Get(row.port, 10, err), "");
+        EXPECT_EQ(err, 1U);
+        EXPECT_EQ(row.port.szLastError, row.readError);
+        EXPECT_FALSE(row.port.HandshakeCommunication());
+        EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(row.pauses, row.pauseUs));
+        for (const int ms : {-5, 0, 7}) {
+            row.port.SetTimeoutTX(ms);
+            row.port.SetTimeoutRX(ms);
+            EXPECT_EQ(row.port.GetTimeoutTX(), ms < 0 ? row.least : ms);
+            EXPECT_EQ(row.port.GetTimeoutRX(), ms < 0 ? row.least : ms);
+        }
+        row.port.CleanTX();
+        row.port.CleanRX();
+    }
 }
 
 TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
@@ -84,15 +126,13 @@ TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
         unsigned int length;
         int wait, packetSize;
         unsigned int failure;  // of the third write, short in any case
-        std::vector<std::size_t> packets;
+        std::size_t packets, lastPacket;
         unsigned int err;
         std::uint64_t waited;
-    } rows[] = {{0, 5, 10, 0, {0}, 0, 5},
-                {20, 5, 10, 0, {10, 10}, 0, 10},
-                {11, -1, 10, 0, {10, 1}, 0, 0},
-                {40, 5, 10, 7, {10, 10, 10}, 7, 10},
-                {40, 5, 10, 0, {10, 10, 10}, 1, 10},  // short is a failure, reported or not
-                {40, 5, 0, 0, {}, 1, 0}};             // would never end
+    } rows[] = {
+        {0, 5, 10, 0, 1, 0, 0, 5},    {20, 5, 10, 0, 2, 10, 0, 10}, {11, -1, 10, 0, 2, 1, 0, 0},
+        {40, 5, 10, 7, 3, 10, 7, 10}, {40, 5, 10, 0, 3, 10, 1, 10},  // short is a failure, reported or not
+        {40, 5, 0, 0, 0, 0, 1, 0}};                                  // would never end
     for (const auto& row : rows) {
         QueuePort port;
         port.failingWrite = 3;
@@ -104,14 +144,10 @@ TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
                                     row.packetSize, &err),
                   row.err != 0 ? 0 : row.length);
         EXPECT_EQ(err, row.err);
-        std::vector<std::size_t> packets;
-        std::string written;
-        for (const std::string& packet : port.writes) {
-            packets.push_back(packet.size());
-            written += packet;
-        }
+        const std::string written = Joined(port.writes, "");
         EXPECT_EQ(written, data.substr(0, written.size()));
-        EXPECT_EQ(packets, row.packets);
+        EXPECT_EQ(port.writes.empty() ? 0 : port.writes.back().size(), row.lastPacket);
+        EXPECT_EQ(port.writes.size(), row.packets);
         EXPECT_EQ(port.clock.WaitedUs(), row.waited * 1000);
         EXPECT_EQ(port.uiWPacketSize, 1000U);
     }
@@ -141,16 +177,13 @@ TEST(ReadAll, CollectsExactlyWhatWasAskedUntilItsTimeoutWithoutSpinning) {
 }
 
 /// What ReadProtocollData brings; "null" for nothing.
-std::string ProtocolAnswer(QueuePort& port) {
+std::string AnswerOf(QueuePort&& port) {
     int length = -1;
-    const std::unique_ptr<unsigned char, decltype(&std::free)> answer(port.ReadProtocollData(&length),
-                                                                      &std::free);
-    if (answer == nullptr) return length == 0 ? "null" : "null with a length";
-    return {answer.get(), answer.get() + length};
-}
-std::string AnswerOf(const std::deque<std::string>& reads) {
-    QueuePort port(reads);
-    return ProtocolAnswer(port);
+    unsigned char* const answer = port.ReadProtocollData(&length);
+    std::string text = length == 0 ? "null" : "null with a length";
+    if (answer != nullptr) text.assign(answer, answer + length);
+    std::free(answer);
+    return text;
 }
 
 TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
@@ -158,10 +191,10 @@ TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
          {"\x02<A>1<B>\x03", "\x02<A><DATABYTES>\x03\x03</DATABYTE\x03</DATABYTES>.\x03"}) {
         std::deque<std::string> bytes;
         for (std::size_t i = 0; i < answer.size(); ++i) {
-            EXPECT_EQ(AnswerOf({answer.substr(0, i), answer.substr(i)}), answer) << i;
+            EXPECT_EQ(AnswerOf(QueuePort({answer.substr(0, i), answer.substr(i)})), answer) << i;
             bytes.push_back(answer.substr(i, 1));
         }
-        EXPECT_EQ(AnswerOf(bytes), answer);
+        EXPECT_EQ(AnswerOf(QueuePort(bytes)), answer);
     }
     const std::pair<std::deque<std::string>, const char*> rows[] = {
         // What one read brought is judged as a whole: the marker outweighs the ETX before it.
@@ -169,38 +202,35 @@ TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
         {{"</DATABYTES>\x03 and more"}, "</DATABYTES>\x03 and more"},
         {{"", "", "ab", "\x03"}, "ab\x03"},
         {{"", "<DATABYTES>\x03", "", "</DATABYTES>", "", "\x03"}, "null"}};
-    for (const auto& [reads, answer] : rows) EXPECT_EQ(AnswerOf(reads), answer);
+    for (const auto& [reads, answer] : rows) EXPECT_EQ(AnswerOf(QueuePort(reads)), answer);
     for (const unsigned int ms : {0U, 300U}) {
         QueuePort port;
         port.endless = std::string(1024, 'x');
         port.msPerRead = ms;
-        EXPECT_EQ(ProtocolAnswer(port), "null");
+        EXPECT_EQ(AnswerOf(std::move(port)), "null");
         EXPECT_EQ(port.reads, ms == 0 ? 16 * 1024 : 2000);  // 16 MiB, or ten minutes
     }
 }
 
 TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
-    const struct {
-        std::size_t silences;             // attempts without an answer
-        std::deque<std::string> answers;  // to the questions after them
-        std::string last;                 // of what is logged
-    } rows[] = {{0, {std::string("\0w", 2), "1.00"}, "GSI 0x0100 "},
-                {0, {"\xFF", "\x12\x34", "1.00"}, "GSI 0x1234 "},
-                {0, {"\xFF", "\x12", "1.00"}, "GSI 0x1200 "},
-                {0, {"\xFF", ""}, "Read GSI FF Error"},
-                {0, {"\x12", ""}, "Read FW Release Error"},
-                {4, {"\x12", "1.00"}, "GSI 0x0112 "},
-                {5, {}, "Read GSI Error"}};
-    for (const auto& row : rows) {
-        QueuePort port(row.answers);
+    const std::pair<std::deque<std::string>, std::string> rows[] = {
+        // what comes, the last line that is logged
+        {{std::string("\0w", 2), "1.00"}, "GSI 0x0100 "},
+        {{"\xFF", "\x12\x34", "1.00"}, "GSI 0x1234 "},
+        {{"\xFF", "\x12", "1.00"}, "GSI 0x1200 "},
+        {{"\xFF", ""}, "Read GSI FF Error"},
+        {{"\x12", ""}, "Read FW Release Error"},
+        {{"", "", "", "", "\x12", "1.00"}, "GSI 0x0112 "},
+        {{}, "Read GSI Error"}};
+    for (const auto& [answers, last] : rows) {
+        QueuePort port(answers);
         LogCapture log;
-        for (std::size_t i = 0; i < row.silences; ++i) port.answers.emplace_front();
-        EXPECT_EQ(port.HandshakeCommunication(), row.last[0] == 'G') << row.last;
-        EXPECT_EQ(log.Take("HandshakeCommunication").back(), row.last);
-        const std::size_t pauses = std::min<std::size_t>(row.silences, 4);
-        EXPECT_EQ(port.clock.waits, std::vector<std::uint64_t>(pauses, 1500000));
+        EXPECT_EQ(port.HandshakeCommunication(), last[0] == 'G') << last;
+        const Lines lines = log.Take("HandshakeCommunication");
+        EXPECT_EQ(lines.back(), last);
+        EXPECT_EQ(lines[0] == "Read GSI OK", !answers.empty() && !answers[0].empty());
         EXPECT_EQ(std::count(port.writes.begin(), port.writes.end(), "\x1C<EPOS>"),
-                  static_cast<int>(pauses / 2 + 1));
+                  static_cast<int>(port.clock.waits.size() / 2 + 1));
     }
 }
 
