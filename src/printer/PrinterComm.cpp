@@ -118,8 +118,7 @@ bool MadeForPrinter(const char* tag, const UpgradeDataInfo& printer, const PSWHe
                                    {"Customization", printer.iCustomizationID, package.iIDCustomization}};
     for (const Identity& identity : identities) {
         if (identity.printer == 0 || identity.printer == identity.package) continue;
-        Log::WriteLogP(tag, "%s Compare Error (%d,%d)", identity.name, identity.printer, identity.package);
-        return false;
+        return Log::FailP(tag, "%s Compare Error (%d,%d)", identity.name, identity.printer, identity.package);
     }
     return true;
 }
@@ -138,14 +137,24 @@ void PrintSetupHeader(const Answer& answer) {
 PrinterComm::PrinterComm(int components, int timeMultiplier)
     : iTimeMul(timeMultiplier), iUpgComponents(components) {}
 
-bool PrinterComm::Fail(int code) {
+bool PrinterComm::Fail(int code, const char* tag, const char* line) {
     iErrorCode = code;
-    return false;
+    return Log::Fail(tag, line);
 }
 
 bool PrinterComm::CloseAndFail(CComPort& port, int code) {
     port.Close();
-    return Fail(code);
+    iErrorCode = code;
+    return false;
+}
+
+bool PrinterComm::CloseAndFail(CComPort& port, int code, const char* tag, const char* line) {
+    Log::WriteLog(tag, line);
+    return CloseAndFail(port, code);
+}
+
+bool PrinterComm::OpenOrFail(CComPort* port, CommPortSettings* settings, const char* tag) {
+    return OpenCommunicationPort(port, settings) || Fail(kErrorPortNotOpened, tag, "Open Error");
 }
 
 void PrinterComm::ExtractUsbParamsFromName(const char* name, char* vid, char* pid, char* serial) {
@@ -153,24 +162,24 @@ void PrinterComm::ExtractUsbParamsFromName(const char* name, char* vid, char* pi
 }
 
 bool PrinterComm::OpenCommunicationPort(CComPort* port, CommPortSettings* settings) {
-    const char* const tag = "OpenCommunicationPort";
+    static constexpr char kTag[] = "OpenCommunicationPort";
     bool open = false;
     switch (settings->type) {
         case COMMPORT_SERIAL:
-            Log::WriteLog(tag, "COM Port");
+            Log::WriteLog(kTag, "COM Port");
             // kept: the line always runs with RTS/CTS, whatever flow control was chosen.
             open =
                 port->Init(settings->szSerDevice, settings->iBaudrate, kFlowControlHardware) && port->Open();
             if (open) port->SetTimeoutRX(kSerialReadTimeoutFactor * port->GetTimeoutRX());
             break;
         case COMMPORT_ETHERNET:
-            Log::WriteLog(tag, "ETH Port");
-            Log::WriteLogP(tag, "ETH Port Name: {%s}:{%d}", settings->szEthAddress, settings->iEthPort);
+            Log::WriteLog(kTag, "ETH Port");
+            Log::WriteLogP(kTag, "ETH Port Name: {%s}:{%d}", settings->szEthAddress, settings->iEthPort);
             open = port->Init(settings->szEthAddress, settings->iEthPort) && port->Open();
             break;
         case COMMPORT_USB:
         case COMMPORT_USB_TOO: {
-            Log::WriteLog(tag, "USB PRN Port");
+            Log::WriteLog(kTag, "USB PRN Port");
             // kept: the vendor part is not used, and of the serial number only its last character.
             char vid[kUsbNameSize];
             char pid[kUsbNameSize];
@@ -181,59 +190,40 @@ bool PrinterComm::OpenCommunicationPort(CComPort* port, CommPortSettings* settin
             break;
         }
         default:
-            Log::WriteLog(tag, "Port Invalid");
-            return false;
+            return Log::Fail(kTag, "Port Invalid");
     }
     if (!open) {
-        Log::WriteLog(tag, "Open Port Error");
-        Log::WriteLogP(tag, "Error: %s", port->szLastError);
+        Log::WriteLog(kTag, "Open Port Error");
+        Log::WriteLogP(kTag, "Error: %s", port->szLastError);
     }
     return open;
 }
 
 bool PrinterComm::Test(CComPort* port, CommPortSettings* settings) {
-    const char* const tag = "Test";
-    if (!OpenCommunicationPort(port, settings)) {
-        Log::WriteLog(tag, "Open Error");
-        return Fail(kErrorPortNotOpened);
-    }
+    static constexpr char kTag[] = "Test";
+    if (!OpenOrFail(port, settings, kTag)) return false;
     for (int round = 0; round < 2; ++round) {
         if (round != 0) port->ReOpen();
         port->SendCommand(Commands::Cmd_CommandSetESCPOSforSV);
         port->SendCommand(Commands::Cmd_CommandGetProtVer);
-        if (!ReadAnswer(*port)) {
-            Log::WriteLog(tag, "Get Prot. release Error");
-            return CloseAndFail(*port, kErrorNoAnswer);
-        }
+        if (!ReadAnswer(*port)) return CloseAndFail(*port, kErrorNoAnswer, kTag, "Get Prot. release Error");
     }
     port->Close();
     return true;
 }
 
 bool PrinterComm::PrnCom_ReadSetupData(CComPort* port, CommPortSettings* settings) {
-    const char* const tag = "PrnCom_ReadSetupData";
-    if (!OpenCommunicationPort(port, settings)) {
-        Log::WriteLog(tag, "Open Error");
-        return Fail(kErrorPortNotOpened);
-    }
-    if (!port->HandshakeCommunication()) {
-        Log::WriteLog(tag, "Communication Layer: Handshake Error");
-        return false;
-    }
+    static constexpr char kTag[] = "PrnCom_ReadSetupData";
+    if (!OpenOrFail(port, settings, kTag)) return false;
+    if (!port->HandshakeCommunication()) return Log::Fail(kTag, "Communication Layer: Handshake Error");
     port->SendCommand(Commands::Cmd_CommandCAN);
     port->SendCommand(Commands::Cmd_CommandGetProtVer);
-    if (!ReadAnswer(*port)) {
-        Log::WriteLog(tag, "Get Prot. release Error");
-        return CloseAndFail(*port, kErrorNoAnswer);
-    }
+    if (!ReadAnswer(*port)) return CloseAndFail(*port, kErrorNoAnswer, kTag, "Get Prot. release Error");
     port->ReOpen();
     port->SendCommand(Commands::Cmd_CommandCAN);
     port->SendCommand(Commands::Cmd_CommandGetHeaderSetup);
     const Answer header = ReadAnswer(*port);
-    if (!header) {
-        Log::WriteLog(tag, "Get Cmd_CommandGetHeaderSetup Error");
-        return CloseAndFail(*port, kErrorNoAnswer);
-    }
+    if (!header) return CloseAndFail(*port, kErrorNoAnswer, kTag, "Get Cmd_CommandGetHeaderSetup Error");
     PrintSetupHeader(header);
     return true;
 }
@@ -245,8 +235,7 @@ ProtocolRecord PrinterComm::Ask(CComPort& port, const char* tag, const PrinterQu
     const Answer answer = ReadAnswer(port);
     if (!answer) {
         if (query.cleanOnSilence) port.CleanRX();
-        Log::WriteLog(tag, query.silence);
-        CloseAndFail(port, query.silenceCode);
+        CloseAndFail(port, query.silenceCode, tag, query.silence);
         return {};
     }
     ProtocollFields fields;
@@ -259,101 +248,88 @@ ProtocolRecord PrinterComm::Ask(CComPort& port, const char* tag, const PrinterQu
     }
     ProtocolRecord record = ProtocolRecord::Decode(fields);
     if (!record || record.type() != query.expected) {
-        Log::WriteLog(tag, query.wrongRecord);
-        CloseAndFail(port, kErrorNotAccepted);
+        CloseAndFail(port, kErrorNotAccepted, tag, query.wrongRecord);
         return {};
     }
     if (query.success != nullptr) Log::WriteLog(tag, query.success);
     return record;
 }
 
+/// What every upgrade and module download begins with: the protocol version and what data the printer takes.
+ProtocolRecord PrinterComm::AskWhatItTakes(CComPort& port, const char* tag, bool cleanOnSilence) {
+    port.SendCommand(Commands::Cmd_CommandSetESCPOSforSV);
+    if (!Ask(port, tag, kProtocolVersion)) return {};
+    return Ask(port, tag, DataAvailable(cleanOnSilence));
+}
+
 bool PrinterComm::PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPortSettings* settings,
                                         PSWComponents* components) {
-    const char* const tag = "PrnCom_UpgradePrinter";
-    Log::WriteLog(tag, "Begin");
+    static constexpr char kTag[] = "PrnCom_UpgradePrinter";
+    Log::WriteLog(kTag, "Begin");
     const std::unique_ptr<std::vector<PSWHeader*>> identities(package->GetHeaders(HTYPE_UPGRADE));
     const auto* madeFor =
         identities->empty() ? nullptr : dynamic_cast<const PSWHeaderUpgrade*>(identities->front());
-    if (madeFor == nullptr) {
-        Log::WriteLog(tag, "This PSW isn't for this software");
-        return Fail(kErrorWrongPackage);
-    }
-    if (!OpenCommunicationPort(port, settings)) {
-        Log::WriteLog(tag, "Open Error");
-        return Fail(kErrorPortNotOpened);
-    }
+    if (madeFor == nullptr) return Fail(kErrorWrongPackage, kTag, "This PSW isn't for this software");
+    if (!OpenOrFail(port, settings, kTag)) return false;
 
-    port->SendCommand(Commands::Cmd_CommandSetESCPOSforSV);
-    if (!Ask(*port, tag, kProtocolVersion)) return false;
-    const ProtocolRecord available = Ask(*port, tag, DataAvailable(true));
+    const ProtocolRecord available = AskWhatItTakes(*port, kTag, true);
     if (!available) return false;
-    if (!available.As<ProtocollDataAvailable>()->UpgradePrinterAvailable(true, true)) {
-        Log::WriteLog(tag, "Upgrade printer not supported!");
-        return CloseAndFail(*port, kErrorUpgradeNotSupported);
-    }
-    const ProtocolRecord info = Ask(*port, tag, kUpgradeInfo);
+    if (!available.As<ProtocollDataAvailable>()->UpgradePrinterAvailable(true, true))
+        return CloseAndFail(*port, kErrorUpgradeNotSupported, kTag, "Upgrade printer not supported!");
+    const ProtocolRecord info = Ask(*port, kTag, kUpgradeInfo);
     if (!info) return false;
     auto& printer = *info.As<UpgradeDataInfo>();
-    if (!MadeForPrinter(tag, printer, *madeFor)) return CloseAndFail(*port, kErrorNotAccepted);
+    if (!MadeForPrinter(kTag, printer, *madeFor)) return CloseAndFail(*port, kErrorNotAccepted);
 
     const std::unique_ptr<UpgradePrinter> engine(
         UpgradePrinter::GetUpgradeClass(printer.iUpgradeMode, iUpgComponents, iTimeMul));
     if (engine == nullptr) {
-        Log::WriteLogP(tag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.iUpgradeMode));
+        Log::WriteLogP(kTag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.iUpgradeMode));
         return CloseAndFail(*port, kErrorNotAccepted);
     }
     const bool done =
         package->iPswType != 0
             ? engine->StartUpgrade_PSW2(printer, *port, *package, *settings, nullptr, nullptr, *components)
             : engine->StartUpgrade_PSW1(printer, *port, *package, *settings, nullptr, nullptr, *components);
-    if (!done) {
-        Log::WriteLog(tag, "Upgrade Error!");
-        return CloseAndFail(*port, kErrorNotAccepted);
-    }
-    Log::WriteLog(tag, "End");
+    if (!done) return CloseAndFail(*port, kErrorNotAccepted, kTag, "Upgrade Error!");
+    Log::WriteLog(kTag, "End");
     port->Close();
     return true;
 }
 
 bool PrinterComm::PrnCom_WriteModule(CComPort* port, ModuleData* module, CommPortSettings* settings,
-                                     void* ctx) {
-    const char* const tag = "PrnCom_WriteModule";
+                                     void* /*ctx*/) {
+    static constexpr char kTag[] = "PrnCom_WriteModule";
     constexpr int kLongModule = 2048000;
     constexpr int kExtraTimeStep = 1024000;
     constexpr int kExtraTimeMs = 20000;
-    Log::WriteLog(tag, "Begin");
-    if (!OpenCommunicationPort(port, settings)) {
-        Log::WriteLog(tag, "Open Error");
-        return Fail(kErrorPortNotOpened);
-    }
-    port->SendCommand(Commands::Cmd_CommandSetESCPOSforSV);
-    if (!Ask(*port, tag, kProtocolVersion)) return false;
-    const ProtocolRecord available = Ask(*port, tag, DataAvailable(false));
+    Log::WriteLog(kTag, "Begin");
+    if (!OpenOrFail(port, settings, kTag)) return false;
+    const ProtocolRecord available = AskWhatItTakes(*port, kTag, false);
     if (!available) return false;
-    if (!available.As<ProtocollDataAvailable>()->UpgradeModulesAvailable(true, true)) {
-        Log::WriteLog(tag, "Upgrade module not supported!");
-        return CloseAndFail(*port, kErrorModulesNotSupported);
-    }
-    const ProtocolRecord modules = Ask(*port, tag, kModulesList);
+    if (!available.As<ProtocollDataAvailable>()->UpgradeModulesAvailable(true, true))
+        return CloseAndFail(*port, kErrorModulesNotSupported, kTag, "Upgrade module not supported!");
+    const ProtocolRecord modules = Ask(*port, kTag, kModulesList);
     if (!modules) return false;
 
     const auto& listed = modules.As<ModuleItemPrnModuleList>()->GetTextLines();
     const bool supported =
         std::find(listed.begin(), listed.end(), std::string(module->strCode)) != listed.end();
-    Log::WriteLog(tag, supported ? "Module supported by this printer"
-                                 : "Module not supported by this printer,  proceed anyway!!!");
+    Log::WriteLog(kTag, supported ? "Module supported by this printer"
+                                  : "Module not supported by this printer,  proceed anyway!!!");
     port->SendCommand(Commands::Cmd_CommandCAN);
-    // Said, but applied to no wait (kept).
+    // kept: said, but applied to no wait
     if (module->iModuleLength > kLongModule)
-        Log::WriteLogP(tag, "Add Timeout : %d", module->iModuleLength / kExtraTimeStep * kExtraTimeMs);
+        Log::WriteLogP(kTag, "Add Timeout : %d", module->iModuleLength / kExtraTimeStep * kExtraTimeMs);
 
     if ((iUpgComponents & kModulesEnabled) == 0) {
-        Log::WriteLog(tag, "Upgrade Modules not enabled in command line arguments ");
+        Log::WriteLog(kTag, "Upgrade Modules not enabled in command line arguments ");
     } else {
         UpgradePrinter sender(iUpgComponents, iTimeMul);
         const auto kind = static_cast<ModulesAvailable::ModuleType>(module->GetModuleID());
-        sender.SendModuleToDevice(*port, kind, module->pModuleBuffer.get(), module->iModuleLength, true, ctx);
+        sender.SendModuleToDevice(*port, kind, module->pModuleBuffer.get(), module->iModuleLength, true,
+                                  nullptr);
     }
-    Log::WriteLog(tag, "End");
+    Log::WriteLog(kTag, "End");
     return true;
 }

@@ -46,6 +46,9 @@ class PrinterComm {
 
  private:
     ProtocolRecord Ask(CComPort& port, const char* tag, const PrinterQuery& query);
-    bool Fail(int code);
+    ProtocolRecord AskWhatItTakes(CComPort& port, const char* tag, bool cleanOnSilence);
+    bool OpenOrFail(CComPort* port, CommPortSettings* settings, const char* tag);
+    bool Fail(int code, const char* tag, const char* line);
     bool CloseAndFail(CComPort& port, int code);
+    bool CloseAndFail(CComPort& port, int code, const char* tag, const char* line);
 };
