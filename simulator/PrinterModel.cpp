@@ -120,8 +120,8 @@ void PrinterModel::GiveUpStalled(std::uint64_t now) {
     if (input_ == Input::Deaf && quiet >= kQuietMs) ForgetInput();
     if (quiet < kStallMs) return;
     if (input_ == Input::Banks) {
-        Violation(now, "banks broken off after " + std::to_string(firmware_.Banks().Taken()) + " of " +
-                           std::to_string(firmware_.Banks().Whole()) + " bytes");
+        Violation(now, "banks broken off after " + std::to_string(firmware_.Taken()) + " of " +
+                           std::to_string(firmware_.Whole()) + " bytes");
     } else if (input_ == Input::Module) {
         Violation(now, "module broken off after " + std::to_string(module_.Taken()) + " bytes");
     } else if (!request_.empty()) {
@@ -242,8 +242,8 @@ std::size_t PrinterModel::Consume(const unsigned char* data, std::size_t size, s
             ConsumeRequestByte(*data, now);
             break;
         case Input::Banks:
-            taken = Feed(firmware_.Banks(), data, size, now);
-            if (input_ == Input::Banks && firmware_.Banks().Done()) OnBanksEnd(now);
+            taken = Feed(firmware_, data, size, now);
+            if (input_ == Input::Banks && firmware_.Done()) OnBanksEnd(now);
             break;
         case Input::Module:
             taken = Feed(module_, data, size, now);
@@ -418,7 +418,7 @@ void PrinterModel::OnStartBanks(std::uint64_t now) {
 void PrinterModel::OnBanksEnd(std::uint64_t now) {
     const Fault* fault = std::exchange(transferFault_, nullptr);
     input_ = Input::Requests;
-    const std::string complaint = firmware_.Banks().Complaint();
+    const std::string complaint = firmware_.Complaint();
     if (!complaint.empty()) {
         Violation(now, complaint);
         if (firmware_.IsAnswered()) Say(nullptr, {kBankSumsWrong}, now + options_.answerMs, true);
