@@ -53,11 +53,7 @@ class DeviceModel {
     virtual std::vector<Bytes> Transmit(std::uint64_t now) = 0;
 
     /// A control request (USB only). False stalls it.
-    virtual bool Control(const ControlRequest& request, std::uint64_t now) {
-        static_cast<void>(request);
-        static_cast<void>(now);
-        return false;
-    }
+    virtual bool Control(const ControlRequest& /*request*/, std::uint64_t /*now*/) { return false; }
 
     /// The next time at which the device does something unasked (an answer falls due, a restart ends); kNever
     /// when it only waits for the host. Transports sleep until then at most.

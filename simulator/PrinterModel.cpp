@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulator/InquiryAnswers.h"
 #include "simulator/SampleFiles.h"
 
 namespace simulator {
@@ -20,6 +19,14 @@ constexpr unsigned char kModuleSumsWrong = 0x95;
 constexpr unsigned char kModuleWrong = 0x44;
 const std::string kBootEntered = "BOOT_RST";
 
+/// Whether the bytes so far are those that a request begins with, or begin with them.
+template <class Start>
+bool Agree(const Bytes& bytes, const Start& start) {
+    return std::equal(bytes.begin(),
+                      bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), start.size())),
+                      start.begin());
+}
+
 bool Programs(const Fault* fault) {
     if (fault == nullptr || fault->ownAnswer || fault->cutAfter) return true;
     return std::any_of(fault->answers.begin(), fault->answers.end(), [](const Bytes& answer) {
@@ -30,11 +37,7 @@ bool Programs(const Fault* fault) {
 }  // namespace
 
 PrinterModel::PrinterModel(PrinterOptions options)
-    : options_(std::move(options)),
-      faults_(options_.faults),
-      firmware_(options_),
-      release_(options_.release),
-      serial_(options_.usb.serial) {}
+    : options_(std::move(options)), firmware_(options_), serial_(options_.usb.serial) {}
 
 // Time and presence
 
@@ -80,9 +83,9 @@ void PrinterModel::Return(std::uint64_t now) {
     newSerial_.clear();
     if (newFirmware_) {
         newFirmware_ = false;
-        release_ = newRelease_;
+        options_.release = newRelease_;
     }
-    Event(now, "here with release " + release_);
+    Event(now, "here with release " + options_.release);
 }
 
 void PrinterModel::LeaveBootLoader(std::uint64_t now) {
@@ -117,11 +120,11 @@ void PrinterModel::GiveUpStalled(std::uint64_t now) {
     if (input_ == Input::Deaf && quiet >= kQuietMs) ForgetInput();
     if (quiet < kStallMs) return;
     if (input_ == Input::Banks) {
-        Violation(now, "banks broken off after " + std::to_string(firmware_.Banks().Taken()) + " of " +
-                           std::to_string(firmware_.Banks().Whole()) + " bytes");
+        Violation(now, "banks broken off after " + std::to_string(firmware_.Taken()) + " of " +
+                           std::to_string(firmware_.Whole()) + " bytes");
     } else if (input_ == Input::Module) {
         Violation(now, "module broken off after " + std::to_string(module_.Taken()) + " bytes");
-    } else if (!parser_.Collected().empty()) {
+    } else if (!request_.empty()) {
         Violation(now, "request broken off");
     }
     ForgetInput();
@@ -129,7 +132,7 @@ void PrinterModel::GiveUpStalled(std::uint64_t now) {
 
 void PrinterModel::ForgetInput() {
     input_ = Input::Requests;
-    parser_.Clear();
+    request_.clear();
     transferFault_ = nullptr;
 }
 
@@ -239,8 +242,8 @@ std::size_t PrinterModel::Consume(const unsigned char* data, std::size_t size, s
             ConsumeRequestByte(*data, now);
             break;
         case Input::Banks:
-            taken = Feed(firmware_.Banks(), data, size, now);
-            if (input_ == Input::Banks && firmware_.Banks().Done()) OnBanksEnd(now);
+            taken = Feed(firmware_, data, size, now);
+            if (input_ == Input::Banks && firmware_.Done()) OnBanksEnd(now);
             break;
         case Input::Module:
             taken = Feed(module_, data, size, now);
@@ -262,15 +265,49 @@ std::size_t PrinterModel::Feed(Receiver& receiver, const unsigned char* data, st
     return size;
 }
 
+/// A request that is no inquiry: the bytes that it begins with, how long it is, and what the printer does.
+struct PrinterModel::Command {
+    Bytes start;
+    std::size_t length;
+    void (*obey)(PrinterModel& printer, std::uint64_t now);
+};
+
+const std::vector<PrinterModel::Command>& PrinterModel::Commands() {
+    using Printer = PrinterModel&;
+    static const std::vector<Command> commands{
+        {{0x18}, 1, [](Printer printer, std::uint64_t) { printer.answers_.DropInquiries(); }},
+        {{0x1C, '<', 'E', 'P', 'O', 'S', '>'},
+         7,
+         [](Printer printer, std::uint64_t) { printer.selected_ = true; }},
+        {{0x1C, 0xFD}, 4, [](Printer printer, std::uint64_t now) { printer.OnStartBanks(now); }},
+        // Its place is behind the banks only.
+        {{0x1C, 0xFF},
+         8,
+         [](Printer printer, std::uint64_t now) { printer.Violation(now, "program command without banks"); }},
+        {{0x1C, 0x4C, 0x49}, 3, [](Printer printer, std::uint64_t now) { printer.OnBootEntry(true, now); }},
+        {{0x1C, 0xEE}, 2, [](Printer printer, std::uint64_t now) { printer.OnBootEntry(false, now); }},
+    };
+    return commands;
+}
+
 void PrinterModel::ConsumeRequestByte(unsigned char byte, std::uint64_t now) {
-    const Request request = parser_.Take(byte);
-    if (request == Request::Incomplete) return;
-    if (request == Request::None) {
-        Unrecognised(now);
-    } else {
-        OnRequest(request, now);
+    request_.push_back(byte);
+    for (const ExchangeRow& row : kExchanges) {
+        if (row.content == nullptr || !Agree(request_, row.inquiry)) continue;
+        if (request_.size() < row.inquiry.size()) return;
+        OnInquiry(row, now);
+        request_.clear();
+        return;
     }
-    parser_.Clear();
+    for (const Command& command : Commands()) {
+        if (!Agree(request_, command.start)) continue;
+        if (request_.size() < command.length) return;
+        command.obey(*this, now);
+        request_.clear();
+        return;
+    }
+    Unrecognised(now);
+    request_.clear();
 }
 
 void PrinterModel::Unrecognised(std::uint64_t now) {
@@ -281,9 +318,18 @@ void PrinterModel::Unrecognised(std::uint64_t now) {
     }
     input_ = Input::Module;
     last_ = Exchange::Module;
-    transferFault_ = faults_.Next(Exchange::Module);
+    transferFault_ = NextFault(Exchange::Module);
     module_.Start();
-    module_.Take(parser_.Collected().data(), parser_.Collected().size());
+    module_.Take(request_.data(), request_.size());
+}
+
+/// Counts the exchange. The fault that this occurrence meets, or null.
+const Fault* PrinterModel::NextFault(Exchange exchange) {
+    const int occurrence = ++counts_[exchange];
+    const auto hit = std::find_if(options_.faults.begin(), options_.faults.end(), [&](const Fault& fault) {
+        return fault.exchange == exchange && fault.first <= occurrence && occurrence <= fault.last;
+    });
+    return hit == options_.faults.end() ? nullptr : &*hit;
 }
 
 std::uint64_t PrinterModel::Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result) {
@@ -321,45 +367,15 @@ std::vector<std::string> PrinterModel::Violations() const {
 
 // Requests
 
-void PrinterModel::OnRequest(Request request, std::uint64_t now) {
-    switch (request) {
-        case Request::Inquiry:
-            OnInquiry(parser_.Asked(), now);
-            break;
-        case Request::Cancel:
-            answers_.DropInquiries();
-            break;
-        case Request::Select:
-            selected_ = true;
-            break;
-        case Request::StartBanks:
-            OnStartBanks(now);
-            break;
-        case Request::ProgramBanks:
-            Violation(now, "program command without banks");
-            break;
-        case Request::BootRenesas:
-            OnBootEntry(true, now);
-            break;
-        case Request::BootSiliconLabs:
-            OnBootEntry(false, now);
-            break;
-        default:
-            break;
-    }
-}
-
-void PrinterModel::OnInquiry(Exchange exchange, std::uint64_t now) {
-    const std::string name = ExchangeName(exchange);
-    const bool framed =
-        exchange != Exchange::Status && exchange != Exchange::ExtendedStatus && exchange != Exchange::Release;
-    if (framed && !selected_) {
+void PrinterModel::OnInquiry(const ExchangeRow& row, std::uint64_t now) {
+    const std::string name = row.name;
+    if (row.IsFramed() && !selected_) {
         Violation(now, name + " asked before the command set was selected");
         return;
     }
     Event(now, "asked for " + name);
-    last_ = exchange;
-    Say(faults_.Next(exchange), InquiryAnswer(exchange, options_, release_), now + options_.answerMs, false);
+    last_ = row.exchange;
+    Say(NextFault(row.exchange), row.Answer(options_), now + options_.answerMs, false);
 }
 
 // Modules
@@ -386,16 +402,15 @@ bool PrinterModel::OffersUpgrade() const {
 }
 
 void PrinterModel::OnStartBanks(std::uint64_t now) {
-    const std::string complaint = OffersUpgrade()
-                                      ? firmware_.Start(parser_.Collected()[2], parser_.Collected()[3], last_)
-                                      : "banks for a printer that offers no upgrade";
+    const std::string complaint = OffersUpgrade() ? firmware_.Start(request_[2], request_[3], last_)
+                                                  : "banks for a printer that offers no upgrade";
     if (!complaint.empty()) {
         Violation(now, complaint);
         input_ = Input::Deaf;
         return;
     }
     last_ = firmware_.Kind();
-    transferFault_ = faults_.Next(firmware_.Kind());
+    transferFault_ = NextFault(firmware_.Kind());
     input_ = Input::Banks;
     if (firmware_.Kind() == Exchange::BankGroup) Event(now, "upgrade started, " + firmware_.Name());
 }
@@ -403,7 +418,7 @@ void PrinterModel::OnStartBanks(std::uint64_t now) {
 void PrinterModel::OnBanksEnd(std::uint64_t now) {
     const Fault* fault = std::exchange(transferFault_, nullptr);
     input_ = Input::Requests;
-    const std::string complaint = firmware_.Banks().Complaint();
+    const std::string complaint = firmware_.Complaint();
     if (!complaint.empty()) {
         Violation(now, complaint);
         if (firmware_.IsAnswered()) Say(nullptr, {kBankSumsWrong}, now + options_.answerMs, true);
@@ -425,7 +440,7 @@ void PrinterModel::ProgramBanks(std::uint64_t said, bool answered) {
     if (complete) {
         const std::string named = SampleFiles::ReleaseOf(firmware_.Flash());
         newFirmware_ = true;
-        newRelease_ = options_.releaseAfter.value_or(named.empty() ? release_ : named);
+        newRelease_ = options_.releaseAfter.value_or(named.empty() ? options_.release : named);
         newSerial_ = options_.serialAfterUpgrade.value_or(options_.usb.serial);
     } else {
         newSerial_ = options_.serialInCodePhase.value_or("");
@@ -449,7 +464,7 @@ void PrinterModel::OnBootEntry(bool renesas, std::uint64_t now) {
     }
     last_ = Exchange::BootEntry;
     const Bytes own = renesas ? Bytes(kBootEntered.begin(), kBootEntered.end()) : Bytes{};
-    const std::uint64_t said = Say(faults_.Next(Exchange::BootEntry), own, now + options_.answerMs, false);
+    const std::uint64_t said = Say(NextFault(Exchange::BootEntry), own, now + options_.answerMs, false);
     Event(now, "told to enter the boot loader");
     entersBoot_ = true;
     leaveAt_ = said + kBootLeaveMs;

@@ -1,12 +1,11 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "simulator/AnswerQueue.h"
-#include "simulator/CommandParser.h"
-#include "simulator/FaultPlan.h"
 #include "simulator/FirmwareReceiver.h"
 #include "simulator/ModuleReceiver.h"
 #include "simulator/PrinterOptions.h"
@@ -43,17 +42,16 @@ class PrinterModel final : public DeviceModel {
     const Bytes& FlashImage() const { return firmware_.Flash(); }
     /// The modules programmed, each as it was sent, in order.
     const std::vector<Bytes>& Modules() const { return modules_; }
-    const std::string& Release() const { return release_; }
+    const std::string& Release() const { return options_.release; }
     /// Restarts so far, whatever their reason.
     int Restarts() const { return restarts_; }
     /// How often the exchange took place.
-    int Count(Exchange exchange) const { return faults_.Count(exchange); }
-    /// The boot device while the printer is one, else null.
-    BootDevice* Boot() { return boot_.get(); }
+    int Count(Exchange exchange) const { return counts_.count(exchange) != 0 ? counts_.at(exchange) : 0; }
 
  private:
     enum class Presence { Here, Away, Boot };
     enum class Input { Requests, Banks, Module, Deaf };
+    struct Command;
 
     void Advance(std::uint64_t now);
     bool HasLastWords(std::uint64_t now) const;
@@ -69,8 +67,8 @@ class PrinterModel final : public DeviceModel {
     template <class Receiver>
     std::size_t Feed(Receiver& receiver, const unsigned char* data, std::size_t size, std::uint64_t now);
 
-    void OnRequest(Request request, std::uint64_t now);
-    void OnInquiry(Exchange exchange, std::uint64_t now);
+    static const std::vector<Command>& Commands();
+    void OnInquiry(const ExchangeRow& row, std::uint64_t now);
     bool OffersUpgrade() const;
     void OnStartBanks(std::uint64_t now);
     void OnBanksEnd(std::uint64_t now);
@@ -79,6 +77,7 @@ class PrinterModel final : public DeviceModel {
     std::string BootEntryComplaint(bool renesas) const;
     void OnBootEntry(bool renesas, std::uint64_t now);
 
+    const Fault* NextFault(Exchange exchange);
     std::uint64_t Say(const Fault* fault, const Bytes& own, std::uint64_t due, bool result);
     void Restart(std::uint64_t leaveAt, std::uint64_t backAt);
     void Postpone(std::uint64_t leaveAt);
@@ -87,8 +86,8 @@ class PrinterModel final : public DeviceModel {
     void Event(std::uint64_t now, const std::string& text);
 
     PrinterOptions options_;
-    FaultPlan faults_;
-    CommandParser parser_;
+    std::map<Exchange, int> counts_;
+    Bytes request_;  // as far as it has come
     FirmwareReceiver firmware_;
     ModuleReceiver module_;
     AnswerQueue answers_;
@@ -106,7 +105,6 @@ class PrinterModel final : public DeviceModel {
     std::optional<Exchange> last_;  // the exchange before, since power came on
     const Fault* transferFault_ = nullptr;
 
-    std::string release_;
     std::string newRelease_;
     std::string serial_;
     std::string newSerial_;

@@ -1,74 +1,25 @@
 #include "simulator/PrinterOptions.h"
 
-#include <array>
 #include <utility>
 
 #include "port/PrinterVendorId.h"
-#include "simulator/AnswerBuilder.h"
 
 namespace simulator {
 
-namespace {
-
-struct Name {
-    Exchange exchange;
-    const char* text;
-    int request;  // nn of 1F FF nn; 0 for what is not framed
-};
-
-constexpr std::array<Name, 12> kNames{{
-    {Exchange::Status, "status", 0},
-    {Exchange::ExtendedStatus, "extended-status", 0},
-    {Exchange::Release, "release", 0},
-    {Exchange::ProtocolVersion, "protocol-version", 0x01},
-    {Exchange::SetupHeader, "setup-header", 0x02},
-    {Exchange::DataAvailable, "data-available", 0x28},
-    {Exchange::UpgradeInfo, "upgrade-info", 0x70},
-    {Exchange::ModulesList, "modules-list", 0x40},
-    {Exchange::Module, "module", 0},
-    {Exchange::BankGroup, "bank-group", 0},
-    {Exchange::DataBank, "data-bank", 0},
-    {Exchange::BootEntry, "boot-entry", 0},
-}};
-
-const Name& Row(Exchange exchange) {
-    for (const Name& name : kNames) {
-        if (name.exchange == exchange) return name;
-    }
-    return kNames[0];
-}
-
-Fault Plain(Exchange exchange) {
+Fault Fault::Silence(Exchange exchange) {
     Fault fault;
     fault.exchange = exchange;
     return fault;
 }
 
-}  // namespace
-
-const char* ExchangeName(Exchange exchange) {
-    return Row(exchange).text;
-}
-
-std::optional<Exchange> ExchangeNamed(const std::string& name) {
-    for (const Name& row : kNames) {
-        if (name == row.text) return row.exchange;
-    }
-    return std::nullopt;
-}
-
-Fault Fault::Silence(Exchange exchange) {
-    return Plain(exchange);
-}
-
 Fault Fault::Says(Exchange exchange, Bytes answer) {
-    Fault fault = Plain(exchange);
+    Fault fault = Silence(exchange);
     fault.answers.push_back(std::move(answer));
     return fault;
 }
 
 Fault Fault::Late(Exchange exchange, std::uint64_t ms) {
-    Fault fault = Plain(exchange);
+    Fault fault = Silence(exchange);
     fault.ownAnswer = true;
     fault.delayMs = ms;
     return fault;
@@ -82,11 +33,11 @@ Fault Fault::Endless(Exchange exchange, Bytes portion, std::uint64_t everyMs) {
 }
 
 Fault Fault::Refusal(Exchange exchange, int code) {
-    return Says(exchange, AnswerBuilder::Refusal(Row(exchange).request, code));
+    return Says(exchange, RefusalOf(exchange, code));
 }
 
 Fault Fault::Cut(Exchange exchange, std::size_t afterBytes) {
-    Fault fault = Plain(exchange);
+    Fault fault = Silence(exchange);
     fault.cutAfter = afterBytes;
     return fault;
 }

@@ -8,36 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "simulator/BootDevice.h"
-#include "simulator/DeviceModel.h"
+#include "simulator/Exchange.h"
+#include "simulator/boot/BootDevice.h"
 
 namespace simulator {
 
 /// How the printer is connected. It decides where it can be reached, and that a group of procedure U1 is
 /// answered on a serial line, on USB as the printer's configuration says, and not at all on Ethernet.
 enum class Line { Serial, Ethernet, Usb };
-
-/// One kind of exchange between host and printer, as faults name it and as they are counted.
-enum class Exchange {
-    Status,
-    ExtendedStatus,
-    Release,
-    ProtocolVersion,
-    SetupHeader,
-    DataAvailable,
-    UpgradeInfo,
-    ModulesList,
-    Module,     ///< a whole module
-    BankGroup,  ///< the firmware of U1 and U3, the code group of U5
-    DataBank,   ///< one data bank of U5; the first one is occurrence 1
-    BootEntry,
-};
-
-/// The name of an exchange as events and the command line write it ("status", "data-available", ...).
-const char* ExchangeName(Exchange exchange);
-
-/// The exchange of that name; none when there is no such.
-std::optional<Exchange> ExchangeNamed(const std::string& name);
 
 /// What the printer does otherwise than it should, at some occurrences of an exchange (counted from 1). A
 /// module, group or bank counts as programmed all the same only when the answer is the printer's own or holds

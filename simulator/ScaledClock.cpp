@@ -7,6 +7,7 @@ namespace simulator {
 namespace {
 
 constexpr std::uint64_t kUsPerSecond = 1000000;
+constexpr unsigned int kLongestWaitMs = 20;
 
 }  // namespace
 
@@ -45,6 +46,12 @@ unsigned int ScaledClock::BlockingTimeout(unsigned int ms) {
 
 std::uint64_t NowMs() {
     return Clock::Get().MonotonicUs() / 1000;
+}
+
+unsigned int RealWaitMs(std::uint64_t until) {
+    const std::uint64_t now = NowMs();
+    const std::uint64_t left = until > now ? std::min<std::uint64_t>(until - now, INT32_MAX) : 1;
+    return std::min(Clock::Get().BlockingTimeout(static_cast<unsigned int>(left)), kLongestWaitMs);
 }
 
 }  // namespace simulator

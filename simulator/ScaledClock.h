@@ -32,4 +32,8 @@ class ScaledClock final : public Clock {
 /// Milliseconds of the clock in force, as the transports hand them to a model.
 std::uint64_t NowMs();
 
+/// Real milliseconds that a transport may sleep until that time of the clock in force. A few at most: what
+/// reaches a shared model by another transport may have changed its mind.
+unsigned int RealWaitMs(std::uint64_t until);
+
 }  // namespace simulator

@@ -6,6 +6,7 @@
 #include <array>
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace simulator {
@@ -26,10 +27,6 @@ unsigned long Number(const std::string& text, unsigned long most) {
 }
 
 constexpr unsigned long kMostMs = 3600000;
-
-int Identity(const std::string& text) {
-    return static_cast<int>(Number(text, 65535));
-}
 
 Bytes HexBytes(const std::string& text) {
     if (text.empty() || text.size() % 2 != 0 ||
@@ -71,71 +68,73 @@ void SetMode(PrinterOptions& printer, const std::string& mode) {
     printer.mode = mode;
 }
 
+using Arguments = SimulatorArguments;
+using Options = PrinterOptions;
+
+// What a word does with the text behind it.
+
+template <bool Arguments::*kField>
+void Set(Arguments& arguments, const std::string&) {
+    arguments.*kField = true;
+}
+
+template <auto kField>
+void Text(Arguments& arguments, const std::string& text) {
+    arguments.printer.*kField = text;
+}
+
+template <auto kField, unsigned long kMost>
+void Count(Arguments& arguments, const std::string& text) {
+    auto& field = arguments.printer.*kField;
+    field = static_cast<std::decay_t<decltype(field)>>(Number(text, kMost));
+}
+
 struct Word {
     const char* name;
     const char* value;  // what follows, for the help; null: nothing does
     const char* help;
-    void (*apply)(SimulatorArguments&, const std::string&);
+    void (*apply)(Arguments&, const std::string&);
 };
-
-using Arguments = SimulatorArguments;
 
 const std::array<Word, 23> kWords{{
     {"tcp", "PORT", "listen on 127.0.0.1 (0: any free port); what it does without a word is --tcp 9100",
      [](Arguments& a, const std::string& v) { a.tcpPort = static_cast<std::uint16_t>(Number(v, 65535)); }},
-    {"serial", nullptr, "a pseudo-terminal; its path is printed",
-     [](Arguments& a, const std::string&) { a.serial = true; }},
+    {"serial", nullptr, "a pseudo-terminal; its path is printed", Set<&Arguments::serial>},
     {"usb", nullptr,
      "an emulated USB bus; prints the environment of a program that is to see it. With --tcp or\n"
      "--serial only the boot device is on it",
-     [](Arguments& a, const std::string&) { a.usb = true; }},
+     Set<&Arguments::usb>},
     {"samples", "DIR", "write sample packages and modules, and end",
      [](Arguments& a, const std::string& v) { a.samples = v; }},
     {"mode", "U1..U6", "upgrade procedure (U3)",
      [](Arguments& a, const std::string& v) { SetMode(a.printer, v); }},
     {"configuration", "TEXT", "upgrade configuration settings; \"0;\": U1 is not answered on USB",
-     [](Arguments& a, const std::string& v) { a.printer.configuration = v; }},
-    {"release", "TEXT", "firmware release (1.05)",
-     [](Arguments& a, const std::string& v) { a.printer.release = v; }},
+     Text<&Options::configuration>},
+    {"release", "TEXT", "firmware release (1.05)", Text<&Options::release>},
     {"release-after", "TEXT", "release after an upgrade (what the firmware names)",
-     [](Arguments& a, const std::string& v) { a.printer.releaseAfter = v; }},
-    {"family", "N", "printer family (12), 0: any",
-     [](Arguments& a, const std::string& v) { a.printer.family = Identity(v); }},
-    {"model", "N", "printer model (3)",
-     [](Arguments& a, const std::string& v) { a.printer.model = Identity(v); }},
-    {"customization", "N", "customization (1)",
-     [](Arguments& a, const std::string& v) { a.printer.customization = Identity(v); }},
+     Text<&Options::releaseAfter>},
+    {"family", "N", "printer family (12), 0: any", Count<&Options::family, 65535>},
+    {"model", "N", "printer model (3)", Count<&Options::model, 65535>},
+    {"customization", "N", "customization (1)", Count<&Options::customization, 65535>},
     {"extended-status", "N", "answer the status with its extended form, of this value",
-     [](Arguments& a, const std::string& v) {
-         a.printer.extendedStatus = static_cast<std::uint16_t>(Number(v, 65535));
-     }},
-    {"data-available", "N", "mask of what the printer offers (37)",
-     [](Arguments& a, const std::string& v) {
-         a.printer.dataAvailable = static_cast<unsigned>(Number(v, 255));
-     }},
-    {"bank-size", "BYTES", "of a firmware bank (4096)",
-     [](Arguments& a, const std::string& v) { a.printer.bankSize = Number(v, 0xFFFFFF); }},
-    {"banks", "N", "banks of the printer's flash (8), 0: as told",
-     [](Arguments& a, const std::string& v) {
-         a.printer.bankCount = static_cast<unsigned>(Number(v, 65535));
-     }},
+     Count<&Options::extendedStatus, 65535>},
+    {"data-available", "N", "mask of what the printer offers (37)", Count<&Options::dataAvailable, 255>},
+    {"bank-size", "BYTES", "of a firmware bank (4096)", Count<&Options::bankSize, 0xFFFFFF>},
+    {"banks", "N", "banks of the printer's flash (8), 0: as told", Count<&Options::bankCount, 65535>},
     {"usb-serial", "TEXT", "serial number on USB (SIM0001)",
      [](Arguments& a, const std::string& v) { a.printer.usb.serial = v; }},
-    {"program-ms", "MS", "time to program firmware (1500)",
-     [](Arguments& a, const std::string& v) { a.printer.programMs = Number(v, kMostMs); }},
-    {"module-ms", "MS", "time to program a module (800)",
-     [](Arguments& a, const std::string& v) { a.printer.moduleMs = Number(v, kMostMs); }},
-    {"restart-ms", "MS", "time that a restart takes (8000)",
-     [](Arguments& a, const std::string& v) { a.printer.restartMs = Number(v, kMostMs); }},
+    {"program-ms", "MS", "time to program firmware (1500)", Count<&Options::programMs, kMostMs>},
+    {"module-ms", "MS", "time to program a module (800)", Count<&Options::moduleMs, kMostMs>},
+    {"restart-ms", "MS", "time that a restart takes (8000)", Count<&Options::restartMs, kMostMs>},
     {"boot-delay-ms", "MS", "time until the boot device appears (2000)",
-     [](Arguments& a, const std::string& v) { a.printer.bootDelayMs = Number(v, kMostMs); }},
+     Count<&Options::bootDelayMs, kMostMs>},
     {"fault", "NAME[:N]=WHAT",
      "at exchange NAME (status, release, module, bank-group, ...), each time or the Nth:\n"
      "silence, late:MS, refuse:CODE, cut:BYTES or the bytes to say in hexadecimal",
      [](Arguments& a, const std::string& v) { a.printer.faults.push_back(ParseFault(v)); }},
     {"rate", "N", "time runs N times as fast",
      [](Arguments& a, const std::string& v) { a.rate = static_cast<unsigned>(Number(v, 10000)); }},
-    {"help", nullptr, "this text", [](Arguments& a, const std::string&) { a.help = true; }},
+    {"help", nullptr, "this text", Set<&Arguments::help>},
 }};
 
 }  // namespace

@@ -15,42 +15,34 @@ class SynchronizedModel final : public DeviceModel {
 
     /// Runs `function` while no transport uses the model, and returns what it returns.
     template <class Function>
-    auto Inspect(Function&& function) {
+    auto Inspect(Function&& function) const {
         const std::lock_guard<std::mutex> lock(mutex_);
         return std::forward<Function>(function)();
     }
 
     void Receive(const unsigned char* data, std::size_t size, std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        model_.Receive(data, size, now);
+        Inspect([&] { model_.Receive(data, size, now); });
     }
     std::vector<Bytes> Transmit(std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.Transmit(now);
+        return Inspect([&] { return model_.Transmit(now); });
     }
     bool Control(const ControlRequest& request, std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.Control(request, now);
+        return Inspect([&] { return model_.Control(request, now); });
     }
     std::uint64_t NextEvent(std::uint64_t now) const override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.NextEvent(now);
+        return Inspect([&] { return model_.NextEvent(now); });
     }
     bool OnLine(std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.OnLine(now);
+        return Inspect([&] { return model_.OnLine(now); });
     }
     std::optional<UsbIdentity> OnUsb(std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.OnUsb(now);
+        return Inspect([&] { return model_.OnUsb(now); });
     }
     void ConnectionChanged(bool connected, std::uint64_t now) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        model_.ConnectionChanged(connected, now);
+        Inspect([&] { model_.ConnectionChanged(connected, now); });
     }
     bool TakeCut() override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return model_.TakeCut();
+        return Inspect([&] { return model_.TakeCut(); });
     }
 
  private:

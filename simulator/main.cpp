@@ -6,13 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "simulator/LineTransport.h"
 #include "simulator/PrinterModel.h"
-#include "simulator/PtyTransport.h"
 #include "simulator/SampleFiles.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SimulatorArguments.h"
 #include "simulator/SynchronizedModel.h"
-#include "simulator/TcpTransport.h"
 #include "simulator/boot/RenesasBootDevice.h"
 #include "simulator/boot/SiliconLabsBootDevice.h"
 #include "simulator/usb/UsbBus.h"

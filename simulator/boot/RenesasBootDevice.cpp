@@ -79,7 +79,7 @@ const RenesasBootDevice::Row* RenesasBootDevice::FindRow(int command) {
 }
 
 RenesasBootDevice::RenesasBootDevice(RenesasBootOptions options)
-    : BootChip(options),
+    : BootDevice(options),
       boot_(std::move(options)),
       programmed_(boot_.flashSize / boot_.unitSize),
       flash_(boot_.flashSize, 0xFF) {}

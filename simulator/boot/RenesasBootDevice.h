@@ -1,11 +1,11 @@
 #pragma once
 
-#include "simulator/boot/BootChip.h"
+#include "simulator/boot/BootDevice.h"
 
 namespace simulator {
 
 /// What a Renesas boot loader is.
-struct RenesasBootOptions : BootChipOptions {
+struct RenesasBootOptions : BootOptions {
     RenesasBootOptions() { usb = {0x045B, 0x0025, "BOOT1"}; }
 
     std::string bootRelease = "1.00";      ///< four characters; from "1.00" on it wants to be secured
@@ -18,7 +18,7 @@ struct RenesasBootOptions : BootChipOptions {
 /// The boot loader of a Renesas chip: takes its commands in their order only, checks each byte, address and
 /// sum, and programs its flash unit by unit. A reset after programming and locking starts the new firmware; a
 /// reset before that, like a power cycle, starts the boot loader again with the flash as it is.
-class RenesasBootDevice final : public BootChip {
+class RenesasBootDevice final : public BootDevice {
  public:
     /// The commands as faults and counts name them: their first byte, but for the end of programming, which
     /// shares its first byte with a unit.
@@ -51,9 +51,6 @@ class RenesasBootDevice final : public BootChip {
     /// From the lowest address that was programmed to the top of the flash; erased bytes are FF.
     Bytes FlashImage() const override;
     std::string NewRelease() const override;
-
-    /// Programmed to the top without a hole, and locked.
-    bool IsComplete() const { return locked_; }
 
  private:
     /// Where in its procedure the chip is. A command moves it from one stage to another.
@@ -95,7 +92,7 @@ class RenesasBootDevice final : public BootChip {
     bool securityRefused_ = false;
     std::vector<bool> programmed_;  ///< one a unit of the flash
     Bytes flash_;
-    bool locked_ = false;
+    bool locked_ = false;  ///< and programmed to the top without a hole
 };
 
 }  // namespace simulator

@@ -22,20 +22,7 @@ bool IsOutputReport(const ControlRequest& request) {
 }  // namespace
 
 SiliconLabsBootDevice::SiliconLabsBootDevice(SiliconLabsBootOptions options)
-    : BootChip(options), boot_(std::move(options)) {}
-
-void SiliconLabsBootDevice::Receive(const unsigned char* data, std::size_t size, std::uint64_t now) {
-    static_cast<void>(data);
-    static_cast<void>(size);
-    static_cast<void>(now);
-    Violation("bulk data to a boot loader that takes reports");
-}
-
-void SiliconLabsBootDevice::ConnectionChanged(bool connected, std::uint64_t now) {
-    static_cast<void>(connected);
-    static_cast<void>(now);
-    received_.clear();
-}
+    : BootDevice(options), boot_(std::move(options)) {}
 
 bool SiliconLabsBootDevice::Control(const ControlRequest& request, std::uint64_t now) {
     if (Vanished() || Finished()) return false;
@@ -43,7 +30,6 @@ bool SiliconLabsBootDevice::Control(const ControlRequest& request, std::uint64_t
         Violation("a control request that is no output report of 64 bytes");
         return false;
     }
-    ++reports_;
     IsHostWaiting();
     received_.insert(received_.end(), request.data.begin(), request.data.end());
     if (received_.size() >= received_[1] + kRecordHead) TakeRecord(now);

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "simulator/boot/BootChip.h"
+#include "simulator/boot/BootDevice.h"
 
 namespace simulator {
 
 /// What a Silicon Labs boot loader is.
-struct SiliconLabsBootOptions : BootChipOptions {
+struct SiliconLabsBootOptions : BootOptions {
     SiliconLabsBootOptions() { usb = {0x10C4, 0xEAC9, "BOOT2"}; }
 
     /// Bytes of the whole firmware, after which the chip starts it. 0: it waits for more until it is switched
@@ -15,7 +15,7 @@ struct SiliconLabsBootOptions : BootChipOptions {
 
 /// The boot loader of a Silicon Labs chip: takes the records of its firmware as HID output reports, checks
 /// each request, the padding and the length, and acknowledges each record.
-class SiliconLabsBootDevice final : public BootChip {
+class SiliconLabsBootDevice final : public BootDevice {
  public:
     /// The only command, as faults and counts name it: a whole record.
     static constexpr int kRecord = '$';
@@ -23,14 +23,14 @@ class SiliconLabsBootDevice final : public BootChip {
     explicit SiliconLabsBootDevice(SiliconLabsBootOptions options);
 
     /// Bulk data is no business of this boot loader.
-    void Receive(const unsigned char* data, std::size_t size, std::uint64_t now) override;
+    void Receive(const unsigned char*, std::size_t, std::uint64_t) override {
+        Violation("bulk data to a boot loader that takes reports");
+    }
     bool Control(const ControlRequest& request, std::uint64_t now) override;
-    void ConnectionChanged(bool connected, std::uint64_t now) override;
+    void ConnectionChanged(bool, std::uint64_t) override { received_.clear(); }
     /// All records that were acknowledged, in order.
     Bytes FlashImage() const override { return flash_; }
     std::string NewRelease() const override;
-    /// Reports taken so far.
-    int Reports() const { return reports_; }
 
  private:
     void TakeRecord(std::uint64_t now);
@@ -38,7 +38,6 @@ class SiliconLabsBootDevice final : public BootChip {
     SiliconLabsBootOptions boot_;
     Bytes received_;  ///< reports of the record under way
     Bytes flash_;
-    int reports_ = 0;
     bool complete_ = false;
 };
 

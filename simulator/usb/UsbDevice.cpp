@@ -124,8 +124,7 @@ void UsbDevice::Disconnect() {
     Wake();
 }
 
-// ------------------------------------------------------------------------------------------- the host's
-// clients
+// The host's clients
 
 // The bus's thread may outlive the device, which its calls therefore only look for.
 UMockdevIoctlBase* UsbDevice::Server() {
@@ -230,8 +229,7 @@ UsbDevice::Reply UsbDevice::Capabilities(UMockdevIoctlData* argument) {
     return {};
 }
 
-// ----------------------------------------------------------------------------------- interfaces and their
-// drivers
+// Interfaces and their drivers
 
 UsbInterface* UsbDevice::Interface(unsigned int number) {
     return number < description_.interfaces.size() ? &description_.interfaces[number] : nullptr;
@@ -284,8 +282,7 @@ UsbDevice::Reply UsbDevice::Release(UMockdevIoctlClient* client, UMockdevIoctlDa
     return {};
 }
 
-// -----------------------------------------------------------------------------------------------------
-// transfers
+// Transfers
 
 UsbDevice::Reply UsbDevice::Submit(UMockdevIoctlClient* client, UMockdevIoctlData* argument) {
     Data data = Fetch(argument, sizeof(usbdevfs_urb));

@@ -4,17 +4,12 @@
 #include <chrono>
 
 #include "simulator/ScaledClock.h"
-#include "support/Clock.h"
 
 namespace simulator {
 
 namespace {
 
 using Lock = std::unique_lock<std::recursive_mutex>;
-
-/// Real milliseconds after which a model is looked at again whatever it said: what reaches it by another
-/// transport may have changed its mind.
-constexpr unsigned int kLongestWaitMs = 20;
 
 /// What a host that is slow by the model's clock gets to fetch what a leaving device has said to it.
 constexpr std::uint64_t kGraceMs = 30000;
@@ -44,20 +39,10 @@ void UsbTransport::Stop() {
     if (thread_.joinable()) thread_.join();
 }
 
-int UsbTransport::Plugged() const {
-    const Lock lock(bus_.Mutex());
-    return plugged_;
-}
-
 void UsbTransport::Run() {
     Lock lock(bus_.Mutex());
     while (!stop_) {
-        const std::uint64_t next = Turn();
-        const std::uint64_t now = NowMs();
-        const std::uint64_t ahead = next > now ? std::min<std::uint64_t>(next - now, INT32_MAX) : 1;
-        const unsigned int wait =
-            std::min(Clock::Get().BlockingTimeout(static_cast<unsigned int>(ahead)), kLongestWaitMs);
-        changed_.wait_for(lock, std::chrono::milliseconds(wait));
+        changed_.wait_for(lock, std::chrono::milliseconds(RealWaitMs(Turn())));
     }
 }
 
@@ -96,7 +81,6 @@ void UsbTransport::PlugIn(const UsbIdentity& identity) {
     };
     handlers.claimed = [this](bool claimed) { model_.ConnectionChanged(claimed, NowMs()); };
     device_ = bus_.Plug(look_, std::move(handlers));
-    ++plugged_;
 }
 
 void UsbTransport::Unplug() {

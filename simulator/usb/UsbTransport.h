@@ -27,9 +27,6 @@ class UsbTransport {
     /// Unplugs the device and ends the thread. Any number of times.
     void Stop();
 
-    /// How often the device has been plugged in.
-    int Plugged() const;
-
  private:
     void Run();
     std::uint64_t Turn();
@@ -42,7 +39,6 @@ class UsbTransport {
     UsbDescription look_;
     std::shared_ptr<UsbDevice> device_;
     std::uint64_t leaveAt_ = DeviceModel::kNever;  ///< since when the model wants to leave the bus
-    int plugged_ = 0;
     bool stop_ = true;
     std::condition_variable_any changed_;
     std::thread thread_;

@@ -15,12 +15,11 @@
 
 #include "harness/ChildProcess.h"
 #include "harness/LogCapture.h"
+#include "simulator/LineTransport.h"
 #include "simulator/PrinterModel.h"
-#include "simulator/PtyTransport.h"
 #include "simulator/SampleFiles.h"
 #include "simulator/ScaledClock.h"
 #include "simulator/SynchronizedModel.h"
-#include "simulator/TcpTransport.h"
 #include "simulator/usb/UsbTransport.h"
 
 /// Runs of the built program against the simulated printer, both on clocks that run at the same rate.

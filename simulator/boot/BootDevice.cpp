@@ -1,38 +1,31 @@
-#include "simulator/boot/BootChip.h"
+#include "simulator/boot/BootDevice.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace simulator {
 
-std::vector<Bytes> BootChip::Transmit(std::uint64_t now) {
+std::vector<Bytes> BootDevice::Transmit(std::uint64_t now) {
     finished_ = finished_ || now >= leaveAt_;
     return answers_.Take(now);
 }
 
-std::uint64_t BootChip::NextEvent(std::uint64_t now) const {
-    static_cast<void>(now);
+std::uint64_t BootDevice::NextEvent(std::uint64_t) const {
     return finished_ ? answers_.NextDue() : std::min(answers_.NextDue(), leaveAt_);
 }
 
-std::optional<UsbIdentity> BootChip::OnUsb(std::uint64_t now) {
-    static_cast<void>(now);
+std::optional<UsbIdentity> BootDevice::OnUsb(std::uint64_t) {
     if (vanished_ || finished_) return std::nullopt;
     return options_.usb;
 }
 
-int BootChip::Count(int command) const {
-    const auto found = counts_.find(command);
-    return found == counts_.end() ? 0 : found->second;
-}
-
-bool BootChip::IsHostWaiting() {
+bool BootDevice::IsHostWaiting() {
     if (answers_.NextDue() == kNever) return true;
     Violation("a command before the answer to the one before it");
     return false;
 }
 
-bool BootChip::Obeys(int command, std::uint64_t now) {
+bool BootDevice::Obeys(int command, std::uint64_t now) {
     const int count = ++counts_[command];
     extraMs_ = 0;
     const auto fault =
@@ -53,7 +46,7 @@ bool BootChip::Obeys(int command, std::uint64_t now) {
     return false;
 }
 
-void BootChip::Answer(Bytes answer, std::uint64_t now) {
+void BootDevice::Answer(Bytes answer, std::uint64_t now) {
     const std::uint64_t due = now + options_.answerMs + extraMs_;
     answers_.Add(std::move(answer), due, false);
     if (finishing_) LeaveAfter(due);

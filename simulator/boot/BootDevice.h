@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "simulator/AnswerQueue.h"
-#include "simulator/BootDevice.h"
+#include "simulator/DeviceModel.h"
 
 namespace simulator {
 
@@ -41,28 +41,41 @@ struct BootFault {
 };
 
 /// What every boot loader is told about itself.
-struct BootChipOptions {
+struct BootOptions {
     UsbIdentity usb;
     std::uint64_t answerMs = 1;
     std::uint64_t leaveMs = 3000;   ///< from the last answer until the chip leaves its boot loader
     std::vector<BootFault> faults;  ///< the first one that fits holds
 };
 
-/// What the boot loaders share: their place on the bus, their answers, their faults, and their memory of what
-/// the host did wrong.
-class BootChip : public BootDevice {
+/// The chip of a printer that has left its firmware for its boot loader: a device on USB and nowhere else.
+/// The printer model makes one when it is told to enter its boot loader, hands it all bytes, control requests
+/// and time while it is there, and takes the flash image and the release from it when it is done. The boot
+/// loaders share their place on the bus, their answers, their faults, and their memory of what the host did
+/// wrong.
+class BootDevice : public DeviceModel {
  public:
+    bool OnLine(std::uint64_t) final { return false; }
     std::vector<Bytes> Transmit(std::uint64_t now) final;
     std::uint64_t NextEvent(std::uint64_t now) const final;
     std::optional<UsbIdentity> OnUsb(std::uint64_t now) final;
-    bool Finished() const final { return finished_; }
-    std::vector<std::string> Violations() const final { return violations_; }
 
-    /// How often the command came.
-    int Count(int command) const;
+    /// True once the chip leaves its boot loader of its own accord (after its last record or a reset command)
+    /// and the printer starts. A chip that only a power cycle brings back never says so.
+    bool Finished() const { return finished_; }
+
+    /// What the flash holds, in the order of the package's data.
+    virtual Bytes FlashImage() const = 0;
+
+    /// The release of the firmware that the chip was given; empty while it holds no firmware that would start
+    /// (after a power cycle it is then a boot device again).
+    virtual std::string NewRelease() const = 0;
+
+    /// What the host did that the chip would not have stood, in order. Tests expect none.
+    const std::vector<std::string>& Violations() const { return violations_; }
 
  protected:
-    explicit BootChip(BootChipOptions options) : options_(std::move(options)) {}
+    explicit BootDevice(BootOptions options) : options_(std::move(options)) {}
 
     bool Vanished() const { return vanished_; }
     /// True when no answer to an earlier command is waiting to be fetched; a violation otherwise.
@@ -79,7 +92,7 @@ class BootChip : public BootDevice {
     void Answer(Bytes answer, std::uint64_t now);
 
  private:
-    BootChipOptions options_;
+    BootOptions options_;
     AnswerQueue answers_;
     std::map<int, int> counts_;
     std::vector<std::string> violations_;
