@@ -13,8 +13,7 @@
 
 #include "harness/LogCapture.h"
 #include "harness/VirtualClock.h"
-#include "port/DescriptorWait.h"
-#include "port/ReadPacer.h"
+#include "port/PortWaits.h"
 #include "port/TextIo.h"
 
 namespace {
