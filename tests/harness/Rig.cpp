@@ -81,7 +81,7 @@ bool Rig::HasAll() const {
 bool Rig::Run() {
     VirtualClock clock;
     if (silicon.firmwareSize == 0) silicon.firmwareSize = Firmware().size();
-    printer.bootDevice = [this]() -> std::unique_ptr<simulator::BootChip> {
+    printer.bootDevice = [this]() -> std::unique_ptr<simulator::BootDevice> {
         if (printer.mode != "U6") return std::make_unique<simulator::RenesasBootDevice>(renesas);
         return std::make_unique<simulator::SiliconLabsBootDevice>(silicon);
     };
