@@ -96,7 +96,7 @@ void SerialPlainWrite(benchmark::State& state, bool blocking) {
             const ssize_t taken =
                 write(line.Get(), data.data() + sent, std::min(kSerialPacket, data.size() - sent));
             if (taken > 0) sent += static_cast<std::size_t>(taken);
-            if (taken < 0 && errno == EAGAIN) SleepMs(10);
+            if (taken < 0 && errno == EAGAIN) Sleep({10});
         }
         if (sink.Received() != data.size()) state.SkipWithError("bytes lost");
     }

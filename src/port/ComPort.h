@@ -36,34 +36,34 @@ class CComPort {
     ~CComPort() = default;
 
     /// The operations of the kinds; the base's do nothing and return 0 or false.
-    virtual bool Init(char* device, char* serial);
-    virtual bool Init(char* device, int baudrate, int flowcontrol);
-    virtual bool Init(char* host, int port);
-    virtual bool InitWithVid(char* vid, char* pid, char* serial);
-    virtual bool InitWithVid(char* vid);
-    virtual bool Open();
-    virtual bool Close();
+    virtual bool Init(char* /*device*/, char* /*serial*/) { return false; }
+    virtual bool Init(char* /*device*/, int /*baudrate*/, int /*flowcontrol*/) { return false; }
+    virtual bool Init(char* /*host*/, int /*port*/) { return false; }
+    virtual bool InitWithVid(char* /*vid*/, char* /*pid*/, char* /*serial*/) { return false; }
+    virtual bool InitWithVid(char* /*vid*/) { return false; }
+    virtual bool Open() { return false; }
+    virtual bool Close() { return false; }
     virtual unsigned int Write(unsigned char* buf, unsigned int len, unsigned int* err);
     virtual unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err);
-    virtual void CleanTX();
-    virtual void CleanRX();
-    virtual void SetTimeoutTX(int ms);
-    virtual void SetTimeoutRX(int ms);
-    virtual int GetTimeoutRX();
+    virtual void CleanTX() {}
+    virtual void CleanRX() {}
+    virtual void SetTimeoutTX(int /*ms*/) {}
+    virtual void SetTimeoutRX(int /*ms*/) {}
+    virtual int GetTimeoutRX() { return 0; }
     /// Status handshake: asks for the printer's status until it answers (each kind has its number of attempts
     /// and its pause), then for its release. False when one of the answers did not come.
-    virtual bool HandshakeCommunication();
+    virtual bool HandshakeCommunication() { return false; }
     /// Closes and opens again with the same parameters.
-    virtual bool ReOpen();
-    virtual bool BackupPortInfo();
-    virtual bool RestoreportInfo();
-    virtual bool DumpPortInfo();
-    virtual bool SaveLocationCurrentDevice();
-    virtual bool RestoreAddrNumFrmLocatio();
+    virtual bool ReOpen() { return false; }
+    virtual bool BackupPortInfo() { return false; }
+    virtual bool RestoreportInfo() { return false; }
+    virtual bool DumpPortInfo() { return false; }
+    virtual bool SaveLocationCurrentDevice() { return false; }
+    virtual bool RestoreAddrNumFrmLocatio() { return false; }
     /// Waits until everything written has arrived; false when it never will or cannot be known to, with the
     /// reason in `szLastError`. Does not wait when it has arrived already. The base's answer is true, which
     /// is USB's too: a bulk transfer ends only when the device has taken its bytes.
-    virtual bool Drain();
+    virtual bool Drain() { return true; }
 
     /// Whether the last operation failed because its connection broke under what was written.
     bool ConnectionBroke() const;
@@ -120,8 +120,43 @@ class CComPort {
     /// HandshakeCommunication is one call of it with the kind's record.
     bool RunHandshake(const HandshakeKind& kind);
 
+    /// Logs the text and leaves it in `szLastError`: always false.
+    bool Fail(const char* tag, const char* text);
+
+    /// Leaves the text in `szLastError`, and 1 in `*err`: always 0.
+    unsigned int FailTransfer(const char* text, unsigned int* err);
+};
+
+/// Remembers the time-outs and the write packet size of a port and puts them back at the end of its scope,
+/// for procedures that change them for a while. The port must outlive the guard. Guards may be nested.
+class PortSettingsGuard {
+ public:
+    explicit PortSettingsGuard(CComPort& port)
+        : port_(port),
+          timeoutTX_(port.uiTimeoutTX),
+          timeoutRX_(port.uiTimeoutRX),
+          packetSize_(port.uiWPacketSize) {}
+    PortSettingsGuard(const PortSettingsGuard&) = delete;
+    PortSettingsGuard& operator=(const PortSettingsGuard&) = delete;
+    ~PortSettingsGuard() {
+        if (active_) Restore();
+    }
+
+    /// Puts the remembered values back now; may be called again after further changes. The end of the scope
+    /// puts them back once more unless the guard was dismissed.
+    void Restore() {
+        port_.uiTimeoutTX = timeoutTX_;
+        port_.uiTimeoutRX = timeoutRX_;
+        port_.uiWPacketSize = packetSize_;
+    }
+
+    /// Leaves the port as it is at the end of the scope, where the changed values are to stay.
+    void Dismiss() { active_ = false; }
+
  private:
-    bool AskStatus(const HandshakeKind& kind, unsigned int& status);
-    bool AskExtendedStatus(unsigned int& status);
-    bool AskFirmwareRelease();
+    CComPort& port_;
+    const unsigned int timeoutTX_;
+    const unsigned int timeoutRX_;
+    const unsigned int packetSize_;
+    bool active_ = true;
 };

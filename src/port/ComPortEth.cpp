@@ -19,11 +19,9 @@
 #include <string>
 #include <thread>
 
-#include "port/DescriptorWait.h"
-#include "port/PortText.h"
-#include "port/ReadPacer.h"
+#include "port/PortWaits.h"
 #include "support/Clock.h"
-#include "support/Log.h"
+#include "support/Text.h"
 
 namespace {
 
@@ -53,17 +51,14 @@ CComPortEth::~CComPortEth() {
 }
 
 bool CComPortEth::Init(char* host, int port) {
-    SetPortText(szHost, host);
+    CopyText(szHost, host);
     iPort = port;
     return true;
 }
 
 bool CComPortEth::Open() {
-    SetPortText(szLastError, "");
-    if (OpenPort()) return true;
-    Log::WriteLog("Open", "Open ETH Device Error");
-    SetPortText(szLastError, "Open ETH Device Error");
-    return false;
+    CopyText(szLastError, "");
+    return OpenPort() || Fail("Open", "Open ETH Device Error");
 }
 
 bool CComPortEth::Close() {
@@ -79,26 +74,13 @@ bool CComPortEth::ReOpen() {
     return Init(host.data(), port) && Open();
 }
 
-void CComPortEth::SetTimeoutTX(int ms) {
-    uiTimeoutTX = static_cast<unsigned int>(std::max(ms, 0));
-}
-void CComPortEth::SetTimeoutRX(int ms) {
-    uiTimeoutRX = static_cast<unsigned int>(std::max(ms, 0));
-}
-
-bool CComPortEth::HandshakeCommunication() {
-    return RunHandshake({15, 3000, true});
-}
-
 bool CComPortEth::OpenPort() {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     if (iSocket != -1) return true;
     const char* const failure = Connect();
     if (failure == nullptr) return true;
-    Log::WriteLog("OpenPort", failure);
-    SetPortText(szLastError, failure);
     Close();
-    return false;
+    return Fail("OpenPort", failure);
 }
 
 // Each step of a connection returns what failed, or null. A failed one may leave the socket for OpenPort to
@@ -178,11 +160,8 @@ unsigned int CComPortEth::Read(unsigned char* buf, unsigned int len, unsigned in
 bool CComPortEth::OpenFor(const char* tag, unsigned int* err) {
     *err = 0;
     if (OpenPort()) return true;
-    Log::WriteLog(tag, "Open Error (Device Error)");
-    SetPortText(szLastError, "Open Error (Device Error)");
     *err = 1;
-    Close();
-    return false;
+    return Fail(tag, "Open Error (Device Error)");
 }
 
 unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
@@ -194,15 +173,10 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
     } while (sent == -1 && errno == EINTR);
     if (sent > 0) return static_cast<unsigned int>(sent);
     if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) {
-        FailWrite();
-        *err = 1;
+        Close();
+        return FailTransfer(kConnectionBroke, err);
     }
     return 0;  // without an error: the peer was only slow, and what was not sent is sent again
-}
-
-void CComPortEth::FailWrite() {
-    SetPortText(szLastError, kConnectionBroke);
-    Close();
 }
 
 bool CComPortEth::Drain() {
@@ -214,9 +188,10 @@ bool CComPortEth::Drain() {
         const bool counted = ioctl(iSocket, SIOCOUTQ, &waiting) == 0;
         if (counted && waiting == 0) return true;
         if (!counted || over) break;
-        turn < kDrainYields ? std::this_thread::yield() : SleepMs(kDrainTurnMs);
+        turn < kDrainYields ? std::this_thread::yield() : Sleep({kDrainTurnMs});
     }
-    FailWrite();
+    CopyText(szLastError, kConnectionBroke);
+    Close();
     return false;
 }
 
@@ -228,10 +203,7 @@ unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned
         received = recv(iSocket, buf, len, 0);
     } while (received == -1 && errno == EINTR);
     if (received > 0) return static_cast<unsigned int>(received);
-    if (received == -1) {
-        SetPortText(szLastError, "EthRead Error");
-        *err = 1;
-    }
+    if (received == -1) FailTransfer("EthRead Error", err);
     // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects
     // again.
     if (received == -1 || len != 0) Close();

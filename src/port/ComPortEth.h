@@ -52,10 +52,10 @@ class CComPortEth final : public CComPort {
     void CleanTX() override {}
     void CleanRX() override {}
 
-    void SetTimeoutTX(int ms) override;
-    void SetTimeoutRX(int ms) override;
+    void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms > 0 ? ms : 0); }
+    void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms > 0 ? ms : 0); }
     int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
-    bool HandshakeCommunication() override;
+    bool HandshakeCommunication() override { return RunHandshake({15, 3000, true}); }
     bool ReOpen() override;
 
     // The steps of Open, Write and Read.
@@ -75,7 +75,6 @@ class CComPortEth final : public CComPort {
     const char* ConnectWithinTimeout(const sockaddr_in& peer);
     const char* SetBlocking(bool blocking);
     void ApplyTimeout(int option, unsigned int ms, unsigned int& applied);
-    void FailWrite();
     bool OpenFor(const char* tag, unsigned int* err);
 
     // What the socket's time-outs are now, in real milliseconds.

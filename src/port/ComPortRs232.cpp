@@ -11,11 +11,10 @@
 #include <cstdint>
 #include <string>
 
-#include "port/DescriptorWait.h"
-#include "port/PortText.h"
+#include "port/PortWaits.h"
 #include "support/Clock.h"
-#include "support/Deadline.h"
 #include "support/Log.h"
+#include "support/Text.h"
 
 namespace {
 
@@ -38,7 +37,6 @@ constexpr std::uint64_t kSettleUs = 10;
 constexpr int kFewBytes = 7;         // more than these waiting are the start of an answer ...
 constexpr int kRestOfAnswerMs = 80;  // ... that gets this long to arrive in one read
 constexpr std::size_t kReadSize = CComPort::kReadSlack;
-constexpr const char* kReadFailure = "Read select() timeout! No data read";
 
 }  // namespace
 
@@ -54,15 +52,19 @@ CComPortRs232::~CComPortRs232() {
 }
 
 bool CComPortRs232::Init(char* device, int baudrate, int flowcontrol) {
-    SetPortText(szLastError, "");
-    SetPortText(szDeviceNamed, device);
-    SetPortText(szDevice, szDeviceNamed);
+    static constexpr char kTag[] = "Init";
+    CopyText(szLastError, "");
+    CopyText(szDeviceNamed, device);
+    CopyText(szDevice, szDeviceNamed);
     iBaudrate = baudrate;
     iFlowControl = flowcontrol;
     tty = termios{};
     const auto speed = std::find_if(kLineSpeeds.begin(), kLineSpeeds.end(),
                                     [baudrate](const LineSpeed& row) { return row.iBaudrate == baudrate; });
-    if (speed == kLineSpeeds.end()) return RefuseInit(iBaudrate, "Error invalid Baudrate");
+    if (speed == kLineSpeeds.end()) {
+        iBaudrate = -1;
+        return Fail(kTag, "Error invalid Baudrate");
+    }
     cfsetispeed(&tty, speed->constant);
     cfsetospeed(&tty, speed->constant);
     tty.c_cflag |= CS8;
@@ -71,46 +73,31 @@ bool CComPortRs232::Init(char* device, int baudrate, int flowcontrol) {
     } else if (flowcontrol == 2) {
         tty.c_iflag |= IXON | IXOFF | IXANY;
     } else if (flowcontrol != 0) {
-        return RefuseInit(iFlowControl, "Error invalid Flow control");
+        iFlowControl = -1;
+        return Fail(kTag, "Error invalid Flow control");
     }
     tty.c_cflag |= CREAD | CLOCAL;
     return true;
 }
 
-bool CComPortRs232::RefuseInit(int& parameter, const char* reason) {
-    parameter = -1;
-    Log::WriteLog("Init", reason);
-    SetPortText(szLastError, reason);
-    return false;
-}
-
 bool CComPortRs232::Open() {
-    SetPortText(szLastError, "");
-    if (OpenPort()) return true;
-    Log::WriteLog("Open", "Open RS232 Device Error");
-    SetPortText(szLastError, "Open RS232 Device Error");
-    return false;
+    CopyText(szLastError, "");
+    return OpenPort() || Fail("Open", "Open RS232 Device Error");
 }
 
 bool CComPortRs232::OpenPort() {
-    SetPortText(szLastError, "");
+    static constexpr char kTag[] = "OpenPort";
+    CopyText(szLastError, "");
     if (iFd != -1) close(iFd);
     iFd = open(szDevice, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (iFd == -1) {
-        Log::WriteLog("OpenPort", "Error to open Serial port");
-        SetPortText(szLastError, "Error to open Serial port");
-        return false;
-    }
+    if (iFd == -1) return Fail(kTag, "Error to open Serial port");
     tcflush(iFd, TCOFLUSH);
-    if (tcsetattr(iFd, TCSANOW, &tty) == 0) return true;
-    // kept: the descriptor stays open until the port is closed or opened again
-    Log::WriteLog("OpenPort", "Error to tcsetattr");
-    SetPortText(szLastError, "Error to tcsetattr");
-    return false;
+    // kept: refused, the descriptor stays open until the port is closed or opened again
+    return tcsetattr(iFd, TCSANOW, &tty) == 0 || Fail(kTag, "Error to tcsetattr");
 }
 
 bool CComPortRs232::Close() {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     ClosePort();
     return true;
 }
@@ -118,7 +105,7 @@ bool CComPortRs232::Close() {
 void CComPortRs232::ClosePort() {
     if (iFd != -1) close(iFd);
     iFd = -1;
-    SetPortText(szDevice, "");
+    CopyText(szDevice, "");
 }
 
 bool CComPortRs232::ReOpen() {
@@ -130,7 +117,7 @@ bool CComPortRs232::ReOpen() {
 }
 
 bool CComPortRs232::BackupPortInfo() {
-    SetPortText(szDeviceBak, szDevice);
+    CopyText(szDeviceBak, szDevice);
     iBaudrateBak = iBaudrate;
     iFlowControlBak = iFlowControl;
     bKept = true;
@@ -139,7 +126,7 @@ bool CComPortRs232::BackupPortInfo() {
 
 bool CComPortRs232::RestoreportInfo() {
     if (!bKept) return true;
-    SetPortText(szDevice, szDeviceBak);
+    CopyText(szDevice, szDeviceBak);
     iBaudrate = iBaudrateBak;
     iFlowControl = iFlowControlBak;
     return true;
@@ -153,17 +140,6 @@ void CComPortRs232::CleanRX() {
     if (iFd != -1) tcflush(iFd, TCIFLUSH);
 }
 
-void CComPortRs232::SetTimeoutTX(int ms) {
-    uiTimeoutTX = static_cast<unsigned int>(std::max(ms, 0));
-}
-void CComPortRs232::SetTimeoutRX(int ms) {
-    uiTimeoutRX = static_cast<unsigned int>(std::max(ms, 0));
-}
-
-bool CComPortRs232::HandshakeCommunication() {
-    return RunHandshake({5, 1500, false});
-}
-
 // Half of what the line carries in one write time-out at 10 bits a byte, in whole fives. The product wraps at
 // 32 bits (kept: required).
 void CComPortRs232::CalcMaxPacketSize() {
@@ -171,7 +147,7 @@ void CComPortRs232::CalcMaxPacketSize() {
 }
 
 unsigned int CComPortRs232::Write(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     CalcMaxPacketSize();
     // A time-out too short for five bytes gives a packet size of 0, which cuts nothing.
     if (len < uiWPacketSize || uiWPacketSize == 0) return ComWrite(buf, len, err);
@@ -185,7 +161,7 @@ unsigned int CComPortRs232::Write(unsigned char* buf, unsigned int len, unsigned
 }
 
 unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     *err = 0;
     unsigned int written = 0;
     while (written < len) {
@@ -193,11 +169,10 @@ unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsig
         if (taken > 0) {
             written += static_cast<unsigned int>(taken);
         } else if (taken == 0 || (iFd != -1 && errno == EAGAIN)) {
-            SleepMs(kRefusedPauseMs);  // kept: without limit, a printer may hold the line for minutes
+            Sleep({kRefusedPauseMs});  // kept: without limit, a printer may hold the line for minutes
         } else if (iFd == -1 || errno != EINTR) {
             Log::WriteLog("ComWrite", "Error ComWrite");
-            SetPortText(szLastError, "Write Error");
-            *err = 1;
+            FailTransfer("Write Error", err);
             break;
         }
     }
@@ -205,20 +180,20 @@ unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsig
 }
 
 bool CComPortRs232::Drain() {
-    Deadline progress(kLineStoppedMs);
+    Deadline progress(Wait{kLineStoppedMs});
     int least = INT_MAX;
-    for (int waiting = 0; ioctl(iFd, TIOCOUTQ, &waiting) == 0; SleepMs(kRefusedPauseMs)) {
+    for (int waiting = 0; ioctl(iFd, TIOCOUTQ, &waiting) == 0; Sleep({kRefusedPauseMs})) {
         if (waiting == 0) return true;
-        if (waiting < least) progress = Deadline(kLineStoppedMs);
+        if (waiting < least) progress = Deadline(Wait{kLineStoppedMs});
         if (progress.IsOver()) break;
         least = std::min(least, waiting);
     }
-    SetPortText(szLastError, "Write Error");
+    CopyText(szLastError, "Write Error");
     return false;
 }
 
 unsigned int CComPortRs232::Read(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     return ComRead(buf, len, err);
 }
 
@@ -227,14 +202,12 @@ unsigned int CComPortRs232::ComRead(unsigned char* buf, unsigned int /*len*/, un
     if (WaitForDescriptor(iFd, DescriptorEvent::Readable, uiTimeoutRX)) {
         Clock::Get().SleepMicroseconds(kSettleUs);
         int waiting = 0;
-        if (ioctl(iFd, FIONREAD, &waiting) == 0 && waiting > kFewBytes) SleepMs(kRestOfAnswerMs);
+        if (ioctl(iFd, FIONREAD, &waiting) == 0 && waiting > kFewBytes) Sleep({kRestOfAnswerMs});
         do {
             received = read(iFd, buf, kReadSize);  // kept: whatever was asked
         } while (received == -1 && errno == EINTR);
     }
     *err = 0;
     if (received >= 0) return static_cast<unsigned int>(received);
-    SetPortText(szLastError, kReadFailure);
-    *err = 1;
-    return 0;
+    return FailTransfer("Read select() timeout! No data read", err);
 }

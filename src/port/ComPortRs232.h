@@ -42,10 +42,10 @@ class CComPortRs232 final : public CComPort {
 
     void CleanTX() override;
     void CleanRX() override;
-    void SetTimeoutTX(int ms) override;
-    void SetTimeoutRX(int ms) override;
+    void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms > 0 ? ms : 0); }
+    void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms > 0 ? ms : 0); }
     int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
-    bool HandshakeCommunication() override;
+    bool HandshakeCommunication() override { return RunHandshake({5, 1500, false}); }
 
     /// Closes and opens again with the parameters in force, after a Close with the device that Init last
     /// named.
@@ -76,8 +76,6 @@ class CComPortRs232 final : public CComPort {
     int iFlowControlBak = -1;
 
  private:
-    bool RefuseInit(int& parameter, const char* reason);
-
     bool bKept = false;             ///< the three above hold a copy
     char szDeviceNamed[1024] = {};  ///< as Init last named it: Close does not empty it
 };

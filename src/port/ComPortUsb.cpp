@@ -8,24 +8,15 @@
 #include <cstring>
 #include <utility>
 
-#include "port/PortText.h"
 #include "port/PrinterVendorId.h"
-#include "port/UsbBusWalk.h"
-#include "port/UsbDeviceIds.h"
 #include "port/UsbSearch.h"
 #include "support/Clock.h"
 #include "support/Log.h"
+#include "support/Text.h"
 
 namespace {
 
 constexpr unsigned int kBytesBetweenPauses = 1024;
-
-/// As SetPortText, for a text that may be the field itself.
-template <std::size_t N>
-void KeepText(char (&field)[N], const char* text) {
-    const std::string copy = text != nullptr ? text : "";
-    SetPortText(field, copy.c_str());
-}
 
 /// The number at the start of the text, 0 without one, the nearest int when it is larger.
 int NumberOf(const char* text) {
@@ -72,7 +63,7 @@ std::string LocationText(const std::uint8_t (&ports)[8]) {
 char CComPortUsb::m_strSerial[1024] = {};
 
 CComPortUsb::CComPortUsb(int timeMultiplier) : iTimeMultiplier(timeMultiplier) {
-    SetPortText(m_strSerial, "");
+    CopyText(m_strSerial, "");
     iPortType = COMMPORT_USB;
     uiTimeoutTX = 1000;
     uiTimeoutRX = 1000;
@@ -85,22 +76,22 @@ CComPortUsb::~CComPortUsb() {
 
 bool CComPortUsb::Init(char* pid, char* addrNum) {
     bIdentified = true;
-    KeepText(szPid, pid);
-    KeepText(szAddrNum, addrNum);
-    KeepText(szVid, PRINTER_VENDOR_ID);
+    CopyText(szPid, pid);
+    CopyText(szAddrNum, addrNum);
+    CopyText(szVid, PRINTER_VENDOR_ID);
     return TakeList("Init") && FindDevice(szVid, szPid, NumberOf(szAddrNum)) > 0;
 }
 
 bool CComPortUsb::InitWithVid(char* vid, char* pid, char* serial) {
     bIdentified = true;
-    KeepText(szVid, vid);
-    KeepText(szPid, pid);
-    KeepText(szAddrNum, serial);
+    CopyText(szVid, vid);
+    CopyText(szPid, pid);
+    CopyText(szAddrNum, serial);
     return TakeList("InitWithVid") && FindDeviceWithVid(szVid, szPid, szAddrNum) > 0;
 }
 
 bool CComPortUsb::InitWithVid(char* vid) {
-    KeepText(szVid, vid);
+    CopyText(szVid, vid);
     return TakeList("InitWithVid") && FindDeviceWithVid(szVid) > 0;
 }
 
@@ -108,7 +99,7 @@ bool CComPortUsb::InitWithVid(char* vid) {
 bool CComPortUsb::TakeList(const char* tag) {
     ClosePort();
     pDevList.reset();
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     if (libusb_init(nullptr) != LIBUSB_SUCCESS) return Fail(tag, "libusb_init error");
     bListHeld = true;
     libusb_device** list = nullptr;
@@ -118,42 +109,31 @@ bool CComPortUsb::TakeList(const char* tag) {
 }
 
 int CComPortUsb::FindDevice(const char* vid, const char* pid, int addrNum) {
-    UsbSearch search;
-    search.tag = "FindDevice";
-    search.vid = vid;
+    UsbSearch search("FindDevice", vid);
     search.pid = pid;
     search.serialFits = [addrNum](const std::string& serial) { return serial.back() - '0' == addrNum; };
-    search.serialRequired = true;
-    search.configRequired = true;
-    search.allInterfaces = true;
+    search.strict = true;
     return RunSearch(search);
 }
 
 int CComPortUsb::FindDeviceWithVid(const char* vid, const char* pid, const char* serial) {
-    UsbSearch search;
-    search.tag = "FindDeviceWithVid";
-    search.vid = vid;
+    UsbSearch search("FindDeviceWithVid", vid);
     search.pid = pid;
     search.serialFits = [serial](const std::string& found) { return found == serial; };
     return RunSearch(search);
 }
 
 int CComPortUsb::FindDeviceWithVid(const char* vid) {
-    UsbSearch search;
-    search.tag = "FindDeviceWithVid";
-    search.vid = vid;
+    UsbSearch search("FindDeviceWithVid", vid);
     return RunSearch(search);
 }
 
 int CComPortUsb::RunSearch(UsbSearch& search) {
     ClosePort();
-    SetPortText(szLastError, "");
-    if (pDevList == nullptr) {
-        Fail(search.tag, "libusb_get_device_list error");
-        return 0;
-    }
+    CopyText(szLastError, "");
+    if (pDevList == nullptr) return Fail(search.tag, "libusb_get_device_list error") ? 1 : 0;
     const bool found = search.Run(pDevList.get());
-    SetPortText(szLastError, search.lastError.c_str());
+    CopyText(szLastError, search.lastError.c_str());
     pHandle = std::move(search.handle);
     uiEpIn = search.epIn;
     uiEpOut = search.epOut;
@@ -161,7 +141,7 @@ int CComPortUsb::RunSearch(UsbSearch& search) {
 }
 
 bool CComPortUsb::Open() {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     if (pHandle == nullptr || libusb_claim_interface(pHandle.get(), 0) != LIBUSB_SUCCESS)
         return Fail("Open", "libusb_claim_interface error");
     bClaimed = true;
@@ -183,7 +163,7 @@ bool CComPortUsb::Close() {
 }
 
 unsigned int CComPortUsb::Write(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     if (!bClaimed) {
         if (!InitAgainForWrite()) return FailTransfer("Write Error---> error to reinit device", err);
         if (!Open()) return FailTransfer("Write Error---> error to oen device", err);
@@ -209,7 +189,7 @@ unsigned int CComPortUsb::WritePieces(unsigned char* buf, unsigned int len, unsi
         sincePause += taken;
         if (taken < piece) break;
         if (sincePause >= kBytesBetweenPauses) {
-            SleepMs(iTimeMultiplier);
+            Sleep({1, iTimeMultiplier});
             sincePause = 0;
         }
     }
@@ -217,7 +197,7 @@ unsigned int CComPortUsb::WritePieces(unsigned char* buf, unsigned int len, unsi
 }
 
 unsigned int CComPortUsb::UsbWrite(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     *err = 0;
     // An IN endpoint would turn the transfer into a read.
     if (!bClaimed || uiEpOut == 0 || (uiEpOut & LIBUSB_ENDPOINT_IN) != 0)
@@ -230,7 +210,7 @@ unsigned int CComPortUsb::UsbWrite(unsigned char* buf, unsigned int len, unsigne
 }
 
 unsigned int CComPortUsb::Read(unsigned char* buf, unsigned int len, unsigned int* err) {
-    SetPortText(szLastError, "");
+    CopyText(szLastError, "");
     *err = 0;
     int got = 0;
     // An OUT endpoint would send the buffer to the printer.
@@ -249,49 +229,33 @@ bool CComPortUsb::ControlTransfer(unsigned char requestType, unsigned char reque
         result = libusb_control_transfer(pHandle.get(), requestType, request, value, index, data, length,
                                          Clock::Get().BlockingTimeout(timeout));
     if (result >= 0) return true;
-    const char* line = "libusb_control_transfer  LIBUSB_ERROR";
+    const char* reason = "";
     switch (result) {
         case LIBUSB_ERROR_PIPE:
-            line = "libusb_control_transfer  LIBUSB_ERROR_PIPE";
+            reason = "_PIPE";
             break;
         case LIBUSB_ERROR_TIMEOUT:
-            line = "libusb_control_transfer  LIBUSB_ERROR_TIMEOUT";
+            reason = "_TIMEOUT";
             break;
         case LIBUSB_ERROR_BUSY:
-            line = "libusb_control_transfer  LIBUSB_ERROR_BUSY";
+            reason = "_BUSY";
             break;
         case LIBUSB_ERROR_NO_DEVICE:
-            line = "libusb_control_transfer  LIBUSB_ERROR_NO_DEVICE";
+            reason = "_NO_DEVICE";
             break;
         case LIBUSB_ERROR_INVALID_PARAM:
-            line = "libusb_control_transfer  LIBUSB_ERROR_INVALID_PARAM";
+            reason = "_INVALID_PARAM";
             break;
         default:
             break;
     }
-    Log::WriteLog("ControlTransfer", line);
-    return false;
-}
-
-// 0 is a transfer without time-out: a time-out that is not positive never gets there by arithmetic.
-void CComPortUsb::SetTimeoutTX(int ms) {
-    uiTimeoutTX = static_cast<unsigned int>(ms < 0 ? 1 : ms);
-}
-void CComPortUsb::SetTimeoutRX(int ms) {
-    uiTimeoutRX = static_cast<unsigned int>(ms < 0 ? 1 : ms);
-}
-int CComPortUsb::GetTimeoutRX() {
-    return static_cast<int>(uiTimeoutRX);
+    return Log::FailP("ControlTransfer", "libusb_control_transfer  LIBUSB_ERROR%s", reason);
 }
 
 unsigned int CComPortUsb::TransferTimeout(unsigned int ms) const {
     const unsigned int factor = iTimeMultiplier < 0 ? 1U : static_cast<unsigned int>(iTimeMultiplier);
     const std::uint64_t scaled = std::uint64_t{ms} * factor;
     return Clock::Get().BlockingTimeout(static_cast<unsigned int>(std::min<std::uint64_t>(scaled, UINT_MAX)));
-}
-
-bool CComPortUsb::HandshakeCommunication() {
-    return RunHandshake({5, 1500, false});
 }
 
 bool CComPortUsb::ReOpen() {
@@ -305,16 +269,16 @@ bool CComPortUsb::ReOpen() {
 }
 
 bool CComPortUsb::BackupPortInfo() {
-    KeepText(szPidBak, szPid);
-    KeepText(szVidBak, szVid);
-    KeepText(szAddrNumBak, szAddrNum);
+    CopyText(szPidBak, szPid);
+    CopyText(szVidBak, szVid);
+    CopyText(szAddrNumBak, szAddrNum);
     return true;
 }
 
 bool CComPortUsb::RestoreportInfo() {
-    KeepText(szPid, szPidBak);
-    KeepText(szVid, szVidBak);
-    KeepText(szAddrNum, szAddrNumBak);
+    CopyText(szPid, szPidBak);
+    CopyText(szVid, szVidBak);
+    CopyText(szAddrNum, szAddrNumBak);
     return true;
 }
 
@@ -326,114 +290,69 @@ bool CComPortUsb::DumpPortInfo() {
 }
 
 bool CComPortUsb::SaveLocationCurrentDevice() {
-    const char* const tag = "SaveLocationCurrentDevice";
-    Log::WriteLog(tag, "SaveLocationCurrentDevice Begin");
-    if (szPid[0] == '\0' || szVid[0] == '\0' || szAddrNum[0] == '\0') {
-        Log::WriteLog(tag, "No Pid, Vid or AddrNumber Error ");
-        return false;
-    }
-    const bool walked = VisitLikeDevices(tag, [&](libusb_device* device, const std::string& address) {
+    static constexpr char kTag[] = "SaveLocationCurrentDevice";
+    Log::WriteLog(kTag, "SaveLocationCurrentDevice Begin");
+    if (szPid[0] == '\0' || szVid[0] == '\0' || szAddrNum[0] == '\0')
+        return Log::Fail(kTag, "No Pid, Vid or AddrNumber Error ");
+    const bool walked = VisitLikeDevices(kTag, [&](libusb_device* device, const std::string& address) {
         if (address != szAddrNum) return;
         const Location ports = PortNumbers(device);
         std::copy(ports.begin(), ports.end(), aucLocation);
-        Log::WriteLogP(tag, "Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
+        Log::WriteLogP(kTag, "Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
                        LocationText(aucLocation).c_str());
     });
-    if (walked) Log::WriteLog(tag, "SaveLocationCurrentDevice End");
+    if (walked) Log::WriteLog(kTag, "SaveLocationCurrentDevice End");
     return walked;
 }
 
 bool CComPortUsb::RestoreAddrNumFrmLocatio() {
-    const char* const tag = "RestoreAddrNumFrmLocatio";
-    Log::WriteLog(tag, "RestoreAddrNumFrmLocatio Begin");
-    if (aucLocation[0] == 0) {
-        Log::WriteLog(tag, "No location saved : Error.");
-        return false;
-    }
-    const bool walked = VisitLikeDevices(tag, [&](libusb_device* device, const std::string& address) {
+    static constexpr char kTag[] = "RestoreAddrNumFrmLocatio";
+    Log::WriteLog(kTag, "RestoreAddrNumFrmLocatio Begin");
+    if (aucLocation[0] == 0) return Log::Fail(kTag, "No location saved : Error.");
+    const bool walked = VisitLikeDevices(kTag, [&](libusb_device* device, const std::string& address) {
         const Location ports = PortNumbers(device);
         if (!std::equal(ports.begin(), ports.end(), aucLocation)) return;
-        SetPortText(szAddrNum, address.c_str());
-        Log::WriteLogP(tag, "New info Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
+        CopyText(szAddrNum, address.c_str());
+        Log::WriteLogP(kTag, "New info Vid:%s, Pid:%s, AddrNum:%s, Location: %s", szVid, szPid, szAddrNum,
                        LocationText(aucLocation).c_str());
     });
-    if (walked) Log::WriteLog(tag, "RestoreAddrNumFrmLocatio End");
+    if (walked) Log::WriteLog(kTag, "RestoreAddrNumFrmLocatio End");
     return walked;
 }
 
 /// Visits every device on the bus that has the recorded IDs and an address number, with that one character.
 /// The walk never stops early: of several devices the last counts. False when the bus cannot be listed.
 bool CComPortUsb::VisitLikeDevices(const char* tag, const DeviceVisitor& visit) {
-    const UsbBusWalk walk;
-    if (walk.Failure() != nullptr) return Fail(tag, walk.Failure());
-    for (libusb_device* device : walk) {
-        UsbDeviceIds ids;
-        if (!ids.Read(device)) {
-            Log::WriteLog(tag, "failed to get device descriptor");
-            continue;
-        }
-        if (ids.vendor != szVid || ids.product != szPid || ids.serialIndex == 0) continue;
-        UsbHandle handle = OpenUsbDevice(device);
-        if (handle == nullptr) {
-            Log::WriteLog(tag, "Couldn't open device");
-            continue;
-        }
-        std::string serial;
-        if (!ReadUsbSerial(handle.get(), ids.serialIndex, serial))
-            Log::WriteLog(tag, "Coudn't get serial string");
-        handle.reset();
-        if (!serial.empty()) visit(device, serial.substr(serial.size() - 1));
-    }
-    return true;
+    const char* const failure = VisitUsbDevices(
+        [this](const UsbDevice& each) {
+            return each.vendor == szVid && each.product == szPid && each.serialIndex != 0;
+        },
+        [tag](const char* text) { Log::WriteLog(tag, text); },
+        [&visit](const UsbDevice& each) {
+            if (!each.serial.empty()) visit(each.device, each.serial.substr(each.serial.size() - 1));
+        });
+    return failure == nullptr || Fail(tag, failure);
 }
 
 bool CComPortUsb::GetDeviceList(char* list, std::size_t listSize, char* error, std::size_t errorSize,
                                 const char* vid) {
     const auto report = [error, errorSize](const char* text) {
-        Log::WriteLog("GetDeviceList", text);
-        if (error != nullptr) static_cast<void>(std::snprintf(error, errorSize, "%s", text));
+        if (error != nullptr) std::snprintf(error, errorSize, "%s", text);
+        return Log::Fail("GetDeviceList", text);
     };
     if (error != nullptr && errorSize != 0) error[0] = '\0';
     if (listSize == 0) return false;
     list[0] = '\0';
-    const UsbBusWalk walk;
-    if (walk.Failure() != nullptr) {
-        report(walk.Failure());
-        return false;
-    }
+    const std::string vendor = vid != nullptr ? vid : PRINTER_VENDOR_ID;
     bool result = true;
     std::string lines;
-    for (libusb_device* device : walk) {
-        UsbDeviceIds ids;
-        if (!ids.Read(device)) {
-            report("failed to get device descriptor");
-            continue;
-        }
-        if (ids.vendor != (vid != nullptr ? vid : PRINTER_VENDOR_ID)) continue;
-        const UsbHandle handle = OpenUsbDevice(device);
-        if (handle == nullptr) {
-            report("Couldn't open device");
-            continue;
-        }
-        std::string serial;
-        if (!ReadUsbSerial(handle.get(), ids.serialIndex, serial)) {
-            report("Coudn't get serial string");
-            result = result && vid != nullptr;
-        }
-        lines += ids.vendor + "|" + ids.product + "|" + serial + "\n";
-    }
+    const char* const failure =
+        VisitUsbDevices([&vendor](const UsbDevice& each) { return each.vendor == vendor; }, report,
+                        [&](const UsbDevice& each) {
+                            if (!each.serialRead && vid == nullptr) result = false;
+                            lines += each.vendor + "|" + each.product + "|" + each.serial + "\n";
+                        });
+    if (failure != nullptr) return report(failure);
     CopyLines(lines, list, listSize);
     return result;
-}
-
-bool CComPortUsb::Fail(const char* tag, const char* text) {
-    Log::WriteLog(tag, text);
-    SetPortText(szLastError, text);
-    return false;
-}
-
-unsigned int CComPortUsb::FailTransfer(const char* text, unsigned int* err) {
-    *err = 1;
-    SetPortText(szLastError, text);
-    return 0;
 }

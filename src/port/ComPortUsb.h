@@ -6,7 +6,7 @@
 #include <string>
 
 #include "port/ComPort.h"
-#include "port/LibUsb.h"
+#include "port/UsbDevices.h"
 
 struct UsbSearch;
 
@@ -45,10 +45,11 @@ class CComPortUsb final : public CComPort {
     unsigned int Read(unsigned char* buf, unsigned int len, unsigned int* err) override;
     void CleanTX() override {}
     void CleanRX() override {}
-    void SetTimeoutTX(int ms) override;
-    void SetTimeoutRX(int ms) override;
-    int GetTimeoutRX() override;
-    bool HandshakeCommunication() override;
+    // 0 is a transfer without time-out: a negative number does not become one.
+    void SetTimeoutTX(int ms) override { uiTimeoutTX = static_cast<unsigned int>(ms < 0 ? 1 : ms); }
+    void SetTimeoutRX(int ms) override { uiTimeoutRX = static_cast<unsigned int>(ms < 0 ? 1 : ms); }
+    int GetTimeoutRX() override { return static_cast<int>(uiTimeoutRX); }
+    bool HandshakeCommunication() override { return RunHandshake({5, 1500, false}); }
     /// Closes, finds the device again and opens it. The choice is the reverse of the one in `Write` (kept:
     /// the upgrade procedures rely on it): after Init or InitWithVid(vid, pid, serial) it looks for the
     /// printer vendor ID and an address number.
@@ -122,6 +123,4 @@ class CComPortUsb final : public CComPort {
     bool InitAgainForWrite();
     unsigned int WritePieces(unsigned char* buf, unsigned int len, unsigned int* err);
     unsigned int TransferTimeout(unsigned int ms) const;
-    bool Fail(const char* tag, const char* text);
-    unsigned int FailTransfer(const char* text, unsigned int* err);
 };

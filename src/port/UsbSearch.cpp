@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "port/UsbDeviceIds.h"
 #include "support/Log.h"
 
 bool UsbSearch::Run(libusb_device* const* devices) {
@@ -16,22 +15,17 @@ bool UsbSearch::Run(libusb_device* const* devices) {
 }
 
 UsbSearch::Verdict UsbSearch::Judge(libusb_device* device) {
-    const auto failed = [this](const char* text) {
-        Fail(text);
-        return Verdict::kFailed;
-    };
-    UsbDeviceIds ids;
-    if (!ids.Read(device)) return failed("failed to get device descriptor");
-    if (ids.vendor != vid || (pid && ids.product != *pid)) return Verdict::kPassed;
-    handle = OpenUsbDevice(device);
-    if (handle == nullptr) return failed("Couldn't open device");
+    UsbDevice candidate(device);
+    if (!candidate.ReadIds()) return Fail("failed to get device descriptor");
+    if (candidate.vendor != vid || (pid && candidate.product != *pid)) return Verdict::kPassed;
+    handle = candidate.Open();
+    if (handle == nullptr) return Fail("Couldn't open device");
     if (!serialFits) return Verdict::kTaken;
-    std::string serial;
-    if (!ReadUsbSerial(handle.get(), ids.serialIndex, serial)) {
-        if (serialRequired) return failed("Coudn't get serial string");
+    if (!candidate.ReadSerial(handle)) {
+        if (strict) return Fail("Coudn't get serial string");
         Report("Coudn't get serial string");
     }
-    if (serial.empty() || serialFits(serial)) return Verdict::kTaken;
+    if (candidate.serial.empty() || serialFits(candidate.serial)) return Verdict::kTaken;
     handle.reset();
     return Verdict::kPassed;
 }
@@ -39,11 +33,14 @@ UsbSearch::Verdict UsbSearch::Judge(libusb_device* device) {
 bool UsbSearch::Prepare(libusb_device* device) {
     const UsbConfig config = ReadConfig(device);
     if (config != nullptr) TakeEndpoints(*config);
-    if (!Detach(0)) return Fail("libusb_detach_kernel_driver error");
-    const int interfaces = allInterfaces && config != nullptr ? config->bNumInterfaces : 1;
+    if (!Detach(0)) {
+        Fail("libusb_detach_kernel_driver error");
+        return false;
+    }
+    const int interfaces = strict && config != nullptr ? config->bNumInterfaces : 1;
     for (int interface = 1; interface < interfaces; ++interface) {
         if (Detach(interface)) continue;
-        Report(("libusb_detach_kernel_driver error interface index " + std::to_string(interface)).c_str());
+        Report("libusb_detach_kernel_driver error interface index " + std::to_string(interface));
     }
     return true;
 }
@@ -52,7 +49,7 @@ UsbConfig UsbSearch::ReadConfig(libusb_device* device) const {
     libusb_config_descriptor* config = nullptr;
     const int result = libusb_get_active_config_descriptor(device, &config);
     if (result == LIBUSB_SUCCESS) return UsbConfig(config);
-    if (configRequired) {
+    if (strict) {
         std::printf("Error getting usb config descriptor : %d \n", result);
         std::fflush(stdout);
         std::exit(-1);
@@ -76,13 +73,13 @@ bool UsbSearch::Detach(int interface) {
            libusb_detach_kernel_driver(handle.get(), interface) == LIBUSB_SUCCESS;
 }
 
-void UsbSearch::Report(const char* text) {
-    Log::WriteLog(tag, text);
+void UsbSearch::Report(const std::string& text) {
+    Log::Write(tag, text);
     lastError = text;
 }
 
-bool UsbSearch::Fail(const char* text) {
+UsbSearch::Verdict UsbSearch::Fail(const char* text) {
     Report(text);
     handle.reset();
-    return false;
+    return Verdict::kFailed;
 }

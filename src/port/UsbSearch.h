@@ -4,19 +4,20 @@
 #include <optional>
 #include <string>
 
-#include "port/LibUsb.h"
+#include "port/UsbDevices.h"
 
 /// One of the port's searches: which device is wanted, how strict the search is, and what it found.
 struct UsbSearch {
-    const char* tag = "";  ///< log name
+    UsbSearch(const char* logName, const char* wantedVid) : tag(logName), vid(wantedVid) {}
+
+    const char* tag;
     std::string vid;
     std::optional<std::string> pid;  ///< none: any product
     /// Judges the serial-number text; empty: it is not read.
     std::function<bool(const std::string& serial)> serialFits;
-    bool serialRequired =
-        false;  ///< a serial number that cannot be read ends the search; otherwise it counts as ""
-    bool configRequired = false;  ///< a configuration that cannot be read ends the program
-    bool allInterfaces = false;   ///< kernel drivers leave every interface, not only the first
+    /// A serial number that cannot be read ends the search (otherwise it counts as ""), a configuration that
+    /// cannot be read ends the program, and kernel drivers leave every interface, not only the first.
+    bool strict = false;
 
     UsbHandle handle;  ///< the device, open and without a kernel driver on interface 0
     /// Endpoint addresses, 0 where the device has none. The device decides what they are: check the
@@ -36,6 +37,6 @@ struct UsbSearch {
     UsbConfig ReadConfig(libusb_device* device) const;
     void TakeEndpoints(const libusb_config_descriptor& config);
     bool Detach(int interface);
-    void Report(const char* text);
-    bool Fail(const char* text);
+    void Report(const std::string& text);
+    Verdict Fail(const char* text);
 };

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "package/PSWHeaderUpgrade.h"
-#include "port/UsbDeviceName.h"
+#include "port/UsbDevices.h"
 #include "protocol/Commands.h"
 #include "protocol/ModuleItemPrnModuleList.h"
 #include "protocol/ProtocolRecord.h"

@@ -60,7 +60,6 @@ class Deadline {
             endUs_ = INT64_MAX;
         }
     }
-    explicit Deadline(std::int64_t ms, std::int64_t timem = 1) : Deadline(Wait{ms, timem}) {}
 
     bool IsOver() const { return NowUs() >= endUs_; }
 
@@ -75,10 +74,3 @@ class Deadline {
 
     std::int64_t endUs_;
 };
-
-inline void SleepMs(std::int64_t ms, std::int64_t timem = 1) {
-    Sleep({ms, timem});
-}
-inline void SleepSeconds(std::int64_t seconds, std::int64_t timem = 1) {
-    Sleep({seconds * 1000, timem});
-}

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "port/PortSettingsGuard.h"
+#include "port/ComPort.h"
 #include "support/Clock.h"
 #include "upgrade/UpgradeEngine.h"
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "port/ReadPacer.h"
-#include "port/UsbDeviceName.h"
+#include "port/PortWaits.h"
+#include "port/UsbDevices.h"
 #include "protocol/Commands.h"
 #include "support/Clock.h"
 #include "support/Log.h"

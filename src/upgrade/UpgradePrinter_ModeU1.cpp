@@ -6,7 +6,6 @@
 #include <string>
 
 #include "port/ComPort.h"
-#include "port/PortSettingsGuard.h"
 #include "support/Clock.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"

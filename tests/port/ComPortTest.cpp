@@ -16,8 +16,7 @@
 #include "port/ComPortEth.h"
 #include "port/ComPortRs232.h"
 #include "port/ComPortUsb.h"
-#include "port/DescriptorWait.h"
-#include "port/ReadPacer.h"
+#include "port/PortWaits.h"
 #include "port/TextIo.h"
 
 namespace {

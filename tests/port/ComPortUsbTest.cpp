@@ -15,9 +15,9 @@
 #include "harness/Descriptors.h"
 #include "harness/LogCapture.h"
 #include "harness/VirtualClock.h"
-#include "port/PortText.h"
 #include "port/TextIo.h"
 #include "simulator/usb/UsbBus.h"
+#include "support/Text.h"
 
 using simulator::UsbDescription;
 using simulator::UsbFaults;
@@ -206,7 +206,7 @@ TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) 
     // A whole serial text is nobody's address number: nothing is kept, which is no failure.
     EXPECT_TRUE(port.SaveLocationCurrentDevice());
     EXPECT_FALSE(port.RestoreAddrNumFrmLocatio());
-    SetPortText(port.szAddrNum, "1");
+    CopyText(port.szAddrNum, "1");
     EXPECT_TRUE(port.BackupPortInfo() && port.SaveLocationCurrentDevice());
     bus.Unplug(locked);
     bus.Unplug(printer);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "harness/VirtualClock.h"
-#include "support/Deadline.h"
+#include "support/Clock.h"
 #include "support/ManageBuffers.h"
 
 namespace {
@@ -77,14 +77,15 @@ TEST(Clock, WaitsAreMultipliedAndBounded) {
     VirtualClock clock((1ULL << 32) + 1234);
     EXPECT_EQ(G::GetCurrentTimeMsec(), (1UL << 32) + 1234);
     EXPECT_EQ(G::GetTickCount(), 1234U);
-    const Deadline never(INT64_MAX, 3);
-    const Deadline deadline(20, 3);
+    const Deadline never(Wait{INT64_MAX, 3});
+    const Deadline deadline(Wait{20, 3});
     EXPECT_EQ(deadline.LeftMs(), 60);
-    SleepMs(20, 3);
-    EXPECT_TRUE(deadline.IsOver() && Deadline(20, 0).IsOver() && Deadline(-1).IsOver() && !never.IsOver());
-    SleepMs(20, 0);
-    SleepMs(20, -1);
-    SleepSeconds(5, INT32_MAX);
+    Sleep({20, 3});
+    EXPECT_TRUE(deadline.IsOver() && Deadline(Wait{20, 0}).IsOver() && Deadline(Wait{-1}).IsOver() &&
+                !never.IsOver());
+    Sleep({20, 0});
+    Sleep({20, -1});
+    Sleep({5000, INT32_MAX});
     EXPECT_THAT(clock.waits, ElementsAre(60000, INT32_MAX * 1000ULL));
     clock.readable = false;
     EXPECT_EQ(G::GetCurrentTimeMsec(), 0U);

@@ -133,7 +133,7 @@ class Printer {
             ReceiveFrom(line, kDoesNotFit, 5);
         }
         if (run_.fault == Fault::kUnplugged || run_.fault == Fault::kUnpluggedFor15s) Plug("down");
-        if (pauses) SleepSeconds(run_.fault == Fault::kPauses ? 200 : 15);
+        if (pauses) Sleep({run_.fault == Fault::kPauses ? 200000 : 15000});
         if (run_.fault == Fault::kUnpluggedFor15s) Plug("up");
         at_ = pauses ? Before(run_, kEnd) : at_;
         const bool stops = run_.fault == Fault::kStops || run_.fault == Fault::kUnplugged;

@@ -1,10 +1,8 @@
-#include "port/DescriptorWait.h"
+#include "port/PortWaits.h"
 
 #include <sys/select.h>
 
 #include <cerrno>
-
-#include "support/Clock.h"
 
 bool WaitForDescriptor(int fd, DescriptorEvent event, unsigned int ms) {
     if (fd < 0 || fd >= FD_SETSIZE) return false;

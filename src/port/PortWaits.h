@@ -3,7 +3,14 @@
 #include <cstdint>
 
 #include "support/Clock.h"
-#include "support/Deadline.h"
+
+/// What WaitForDescriptor waits for.
+enum class DescriptorEvent { Readable, Writable };
+
+/// Waits with `select` until the descriptor is ready, at most `ms` milliseconds of the program's clock.
+/// False on time-out, on error and on a descriptor that is closed (-1) or beyond what `select` can hold.
+/// Signals do not end the wait early.
+bool WaitForDescriptor(int fd, DescriptorEvent event, unsigned int ms);
 
 /// Keeps a polling loop from spinning: a read normally waits for the port's read time-out, but on a closed or
 /// refused connection it comes back at once with nothing. Make one before the loop and call `AfterRead` once
@@ -15,10 +22,10 @@ class ReadPacer {
 
     /// `bytes`: what the turn's read (or write) moved. Waits for the rest of the turn when that is nothing.
     void AfterRead(unsigned int bytes) {
-        if (bytes == 0) SleepMs(turn_.LeftMs());
-        turn_ = Deadline(kTurnMs);
+        if (bytes == 0) Sleep({turn_.LeftMs()});
+        turn_ = Deadline(Wait{kTurnMs});
     }
 
  private:
-    Deadline turn_{kTurnMs};
+    Deadline turn_{Wait{kTurnMs}};
 };
