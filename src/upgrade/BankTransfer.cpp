@@ -75,7 +75,7 @@ bool CompareRelease(CComPort& port, PSWFile& package, std::string& text, bool& s
         return false;
     }
     text = ReleaseOf(package);
-    same = text == answer.c_str();  // what the printer reports ends at a zero byte
+    same = text == answer.substr(0, answer.find('\0'));  // what the printer reports ends at a zero byte
     return true;
 }
 

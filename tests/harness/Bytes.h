@@ -6,13 +6,9 @@
 
 using Bytes = std::vector<unsigned char>;
 
-/// Bytes of a text, of an array of the program's tables, or of several joined.
+/// Bytes of a text, or of several joined.
 inline Bytes BytesOf(std::string_view text) {
     return {text.begin(), text.end()};
-}
-template <std::size_t N>
-Bytes BytesOf(const unsigned char (&array)[N]) {
-    return {array, array + N};
 }
 inline Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
