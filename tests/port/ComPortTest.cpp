@@ -2,7 +2,6 @@
 #include "port/ComPort.h"
 
 #include <gtest/gtest.h>
-#include <sys/select.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -43,6 +42,14 @@ class QueuePort final : public CComPort {
         std::copy(text.begin(), text.end(), buf);
         return static_cast<unsigned int>(text.size());
     }
+    /// What ReadProtocollData brings, nothing without an answer.
+    std::string Answer() {
+        int length = -1;
+        unsigned char* const answer = ReadProtocollData(&length);
+        const std::string text(answer, answer + length);
+        std::free(answer);
+        return text;
+    }
     bool HandshakeCommunication() override { return RunHandshake({5, 1500, true}); }
 
     VirtualClock clock;
@@ -55,60 +62,36 @@ class QueuePort final : public CComPort {
     int reads = 0;
 };
 
-TEST(CommPortSettings, IsValidWhenTheDeviceOfItsTypeIsNamed) {
-    constexpr int kDeviceOf[] = {-1, 0, 1, 2, 2, -1};  // of the types -1 to 4
-    for (int row = 0; row < 18; ++row) {
-        CommPortSettings settings;
-        settings.type = static_cast<COMMPORTTYPE>(row / 3 - 1);
-        char* const devices[] = {settings.szSerDevice, settings.szEthAddress, settings.szUsbDevice};
-        devices[row % 3][0] = 'x';
-        EXPECT_EQ(settings.IsValid(), kDeviceOf[row / 3] == row % 3) << row;
-        EXPECT_EQ(settings.bValid, kDeviceOf[row / 3] == row % 3) << row;
-    }
-}
-
-TEST(ReadPacer, WaitsForTheRestOfAnEmptyTurn) {
-    VirtualClock clock;
-    ReadPacer pacer;
-    clock.Advance(5);
-    pacer.AfterRead(0);
-    clock.Advance(ReadPacer::kTurnMs);
-    pacer.AfterRead(0);
-    pacer.AfterRead(1);
-    EXPECT_EQ(clock.waits, std::vector<std::uint64_t>{(ReadPacer::kTurnMs - 5) * 1000});
-    EXPECT_FALSE(WaitForDescriptor(FD_SETSIZE, DescriptorEvent::Writable, 0));  // more than select can hold
-}
-
 TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
     CComPortEth eth;
     CComPortRs232 serial;
     CComPortUsb usb(1);
     const std::string lost = "Open Error (Device Error)";
+    const std::vector<std::uint64_t> fourWaits(4, 1500000);
     const struct {
         CComPort& port;
-        int timeout, packetSize, least;
+        unsigned int packetSize;
+        int timeout, least;
+        std::vector<std::uint64_t> waits;
         std::string writeError, readError;
-        std::size_t pauses;
-        std::uint64_t pauseUs;
-    } rows[] = {{eth, 500, 1000, 0, lost, lost, 14, 3000000},
-                {serial, 1000, 1000, 0, "Write Error", "Read select() timeout! No data read", 4, 1500000},
-                {usb, 1000, 64, 1, "Write Error---> error to reinit device", "Read timeout! No data read", 4,
-                 1500000}};
+    } rows[] = {{eth, 1000, 500, 0, std::vector<std::uint64_t>(14, 3000000), lost, lost},
+                {serial, 1000, 1000, 0, fourWaits, "Write Error", "Read select() timeout! No data read"},
+                {usb, 64, 1000, 1, fourWaits, "Write Error---> error to reinit device",
+                 "Read timeout! No data read"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.writeError);
         VirtualClock clock;
         EXPECT_EQ(row.port.GetTimeoutTX(), row.timeout);
         EXPECT_EQ(row.port.GetTimeoutRX(), row.timeout);
-        EXPECT_EQ(static_cast<int>(row.port.GetWPacketSize()), row.packetSize);
-        unsigned int err = 0;
-        EXPECT_EQ(Put(row.port, "x", err), 0U);
-        EXPECT_EQ(err, 1U);
+        EXPECT_EQ(row.port.GetWPacketSize(), row.packetSize);
+        unsigned int errs[2] = {};
+        EXPECT_EQ(Put(row.port, "x", errs[0]), 0U);
         EXPECT_EQ(row.port.szLastError, row.writeError);
-        EXPECT_EQ(Get(row.port, 10, err), "");
-        EXPECT_EQ(err, 1U);
+        EXPECT_EQ(Get(row.port, 10, errs[1]), "");
         EXPECT_EQ(row.port.szLastError, row.readError);
+        EXPECT_EQ(errs[0] * errs[1], 1U);
         EXPECT_FALSE(row.port.HandshakeCommunication());
-        EXPECT_EQ(clock.waits, std::vector<std::uint64_t>(row.pauses, row.pauseUs));
+        EXPECT_EQ(clock.waits, row.waits);
         for (const int ms : {-5, 0, 7}) {
             row.port.SetTimeoutTX(ms);
             row.port.SetTimeoutRX(ms);
@@ -175,38 +158,28 @@ TEST(ReadAll, CollectsExactlyWhatWasAskedUntilItsTimeoutWithoutSpinning) {
     }
 }
 
-/// What ReadProtocollData brings; "null" for nothing.
-std::string AnswerOf(QueuePort&& port) {
-    int length = -1;
-    unsigned char* const answer = port.ReadProtocollData(&length);
-    std::string text = length == 0 ? "null" : "null with a length";
-    if (answer != nullptr) text.assign(answer, answer + length);
-    std::free(answer);
-    return text;
-}
-
 TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
-    for (const std::string answer :
-         {"\x02<A>1<B>\x03", "\x02<A><DATABYTES>\x03\x03</DATABYTE\x03</DATABYTES>.\x03"}) {
-        std::deque<std::string> bytes;
-        for (std::size_t i = 0; i < answer.size(); ++i) {
-            EXPECT_EQ(AnswerOf(QueuePort({answer.substr(0, i), answer.substr(i)})), answer) << i;
-            bytes.push_back(answer.substr(i, 1));
-        }
-        EXPECT_EQ(AnswerOf(QueuePort(bytes)), answer);
-    }
-    const std::pair<std::deque<std::string>, const char*> rows[] = {
+    std::vector<std::pair<std::deque<std::string>, std::string>> rows{
         // What one read brought is judged as a whole: the marker outweighs the ETX before it.
         {{"\x03<DATABYTES>", "</DATABYTES>", "\x03"}, "\x03<DATABYTES></DATABYTES>\x03"},
         {{"</DATABYTES>\x03 and more"}, "</DATABYTES>\x03 and more"},
         {{"", "", "ab", "\x03"}, "ab\x03"},
-        {{"", "<DATABYTES>\x03", "", "</DATABYTES>", "", "\x03"}, "null"}};
-    for (const auto& [reads, answer] : rows) EXPECT_EQ(AnswerOf(QueuePort(reads)), answer);
+        {{"", "<DATABYTES>\x03", "", "</DATABYTES>", "", "\x03"}, ""}};
+    const std::string answer = "\x02<A><DATABYTES>\x03\x03</DATABYTE\x03</DATABYTES>.\x03";
+    rows.push_back({{}, answer});
+    for (std::size_t i = 0; i < answer.size(); ++i) {
+        rows.push_back({{answer.substr(0, i), answer.substr(i)}, answer});
+        rows[4].first.push_back(answer.substr(i, 1));
+    }
+    for (const auto& [reads, expected] : rows) {
+        QueuePort port(reads);
+        EXPECT_EQ(port.Answer(), expected);
+    }
     for (const unsigned int ms : {0U, 300U}) {
         QueuePort port;
         port.endless = std::string(1024, 'x');
         port.msPerRead = ms;
-        EXPECT_EQ(AnswerOf(std::move(port)), "null");
+        EXPECT_EQ(port.Answer(), "");
         EXPECT_EQ(port.reads, ms == 0 ? 16 * 1024 : 2000);  // 16 MiB, or ten minutes
     }
 }
