@@ -29,30 +29,23 @@ struct Line {
     unsigned int err = 9;
 };
 
-/// Answers no connection: one waits to be accepted, and there is room for no more.
-struct FullListener {
-    FullListener() {
-        for (CComPortEth& port : waiting) {
-            port.Init(std::string("127.0.0.1").data(), listener.Port());
-            port.SetTimeoutTX(20);
-            port.Open();
-        }
-    }
-    TcpListener listener{0};
-    CComPortEth waiting[2];
-};
-
 TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
-    const FullListener full;
+    TcpListener full(0);  // one connection waits to be accepted, and there is room for no more
+    CComPortEth waiting[2];
+    for (CComPortEth& port : waiting) {
+        port.Init(std::string("127.0.0.1").data(), full.Port());
+        port.SetTimeoutTX(20);
+        port.Open();
+    }
     const struct {
         std::string host;
         int port;
         const char* reason;
     } rows[] = {{std::string(5000, 'h'), 9, "Wrong hostname"},
                 {"255.255.255.255", 9, "Error to connect socket"},
-                {"127.0.0.1", 65536 + full.listener.Port(), "Error to connect socket"},
+                {"127.0.0.1", 65536 + full.Port(), "Error to connect socket"},
                 {"127.0.0.1", TcpListener().Port(), "Error in connection()"},
-                {"127.0.0.1", full.listener.Port(), "Timeout or error()"}};
+                {"127.0.0.1", full.Port(), "Timeout or error()"}};
     const int before = OpenDescriptors();
     for (const auto& row : rows) {
         CComPortEth port;
@@ -60,11 +53,7 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
         port.SetTimeoutTX(30);  // bounds the connecting too
         LogCapture log;
         unsigned int err = 0;
-        const auto began = std::chrono::steady_clock::now();
         EXPECT_FALSE(port.Open());
-        if (row.port == full.listener.Port()) {
-            EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(29));
-        }
         EXPECT_STREQ(port.szLastError, "Open ETH Device Error");
         EXPECT_EQ(Put(port, "x", err), 0U);
         EXPECT_EQ(Get(port, 10, err), "");
@@ -135,7 +124,12 @@ TEST(ComPortEth, TheEndOfAConnectionIsNoErrorAndWhatFollowsConnects) {
 TEST(ComPortEth, AWriteThatBreaksFailsAndTheNextConnects) {
     std::signal(SIGPIPE, SIG_DFL);  // would end the test
     Line line;
+    EXPECT_EQ(Put(line.port, "bytes", line.err), 5U);
+    EXPECT_TRUE(line.port.Drain());
+    EXPECT_EQ(line.peer.Receive(5), "bytes");
     line.peer.Close();
+    EXPECT_TRUE(line.port.Drain());  // acknowledged is arrived, whatever the peer does then
+    EXPECT_STREQ(line.port.szLastError, "");
     LogCapture log;
     // The first piece still goes out, the next meets a broken pipe.
     EXPECT_EQ(Put(line.port, Pattern(20000), line.err), 0U);
@@ -146,18 +140,6 @@ TEST(ComPortEth, AWriteThatBreaksFailsAndTheNextConnects) {
     EXPECT_EQ(Put(line.port, "again", line.err), 5U);
     EXPECT_EQ(line.listener.Accept().Receive(5), "again");
     EXPECT_EQ(log.Take(), Lines{});
-}
-
-TEST(ComPortEth, WhatThePeerAcknowledgedHasArrivedWhateverItDoesThen) {
-    for (const std::size_t reads : {5U, 0U}) {  // with bytes unread its close is a reset
-        Line line;
-        EXPECT_EQ(Put(line.port, "bytes", line.err), 5U);
-        EXPECT_TRUE(line.port.Drain());
-        EXPECT_EQ(line.peer.Receive(reads).size(), reads);
-        line.peer.Close();
-        EXPECT_TRUE(line.port.Drain());
-        EXPECT_STREQ(line.port.szLastError, "");
-    }
 }
 
 TEST(ComPortEth, ASlowPeerIsWaitedForBeyondTheWriteTimeout) {

@@ -186,8 +186,7 @@ TEST_F(ComPortUsbTest, ListsThePrintersOfTheVendorAndGoesOnAfterFailures) {
 }
 
 TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) {
-    const std::string place = "1-12";
-    const Device printer = Plug(Printer("ABC1", place));
+    const Device printer = Plug(Printer("ABC1", "1-12"));
     for (const char* const beside : {"1-1", "1-3.1"}) Plug(Printer("ABC5", beside));
     EXPECT_TRUE(Find("F0F0 0205 ABC1"));
     const Device locked = Plug(Faulty(&UsbFaults::cannotOpen, true, "1-2"));
@@ -200,7 +199,7 @@ TEST_F(ComPortUsbTest, APrinterThatCameBackWithAnotherAddressIsFoundAtItsPlace) 
     bus.Unplug(printer);
     EXPECT_TRUE(port.RestoreAddrNumFrmLocatio());
     EXPECT_STREQ(port.szAddrNum, "1");
-    Plug(Printer("NEW7", place));
+    Plug(Printer("NEW7", "1-12"));
     Plug(Printer("NEW9", "1-4"));  // the last of the list is another, whatever its order
     EXPECT_TRUE(port.RestoreAddrNumFrmLocatio() && port.DumpPortInfo());
     EXPECT_TRUE(FindAndOpen("0205 7") && port.RestoreportInfo() && port.DumpPortInfo());
