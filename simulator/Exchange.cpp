@@ -86,7 +86,7 @@ std::optional<Exchange> ExchangeNamed(const std::string& name) {
 
 Bytes RefusalOf(Exchange exchange, int code) {
     const ExchangeRow& row = kExchanges[static_cast<std::size_t>(exchange)];
-    return Frame(row.inquiry[2], "\x15" + Field("ERR" + std::to_string(code)));
+    return Frame(row.IsFramed() ? row.inquiry[2] : 0, "\x15" + Field("ERR" + std::to_string(code)));
 }
 
 }  // namespace simulator
