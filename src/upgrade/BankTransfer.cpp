@@ -41,7 +41,7 @@ bool WriteGroup(CComPort& port, const BankTransfer::Group& group, const char* ta
         if (!BankTransfer::WriteWhole(port, bank, static_cast<std::size_t>(group.bankSize))) return false;
     }
     Log::WriteLog(tag, "Sending command to program Flash...");
-    return BankTransfer::SendProgram(port, group.first, last, group.sum, group.xorSum);
+    return BankTransfer::SendProgram(port, group.first, last, group.sum, group.xorSum) && port.Drain();
 }
 
 }  // namespace
@@ -92,7 +92,7 @@ bool SendStart(CComPort& port, int first, int last) {
 bool SendProgram(CComPort& port, int first, int last, unsigned long sum, unsigned long xorSum) {
     const unsigned char program[] = {0x1C,           0xFF,        LowByte(first),    LowByte(last),
                                      ByteOf(sum, 8), ByteOf(sum), ByteOf(xorSum, 8), ByteOf(xorSum)};
-    return WriteWhole(port, program, sizeof program) && port.Drain();
+    return WriteWhole(port, program, sizeof program);
 }
 
 bool SendGroup(CComPort& port, const Group& group, const char* tag) {

@@ -27,8 +27,8 @@ bool CompareRelease(CComPort& port, PSWFile& package, std::string& text, bool& s
 /// One write. False unless every byte was taken: what follows a short write would be read as its rest.
 bool WriteWhole(CComPort& port, const unsigned char* bytes, std::size_t size);
 
-/// The commands before and after the banks `first` to `last`, of which the low 8 bits are sent. The second
-/// waits until everything has arrived.
+/// The commands before and after the banks `first` to `last`, of which the low 8 bits are sent. The port's
+/// Drain tells after the second whether everything arrives.
 bool SendStart(CComPort& port, int first, int last);
 bool SendProgram(CComPort& port, int first, int last, unsigned long sum, unsigned long xorSum);
 

@@ -161,10 +161,11 @@ bool UpgradePrinter_ModeU1::SendGroupWithRetries(CComPort& port, const FirmwareI
             Sleep({3000, iTimem});
             return true;
         }
-        const bool broke = port.ConnectionBroke();
+        const bool broke = stuck_ || port.ConnectionBroke();
         if (IsFatal(err)) return false;
         ReportFailedTry(err, ++retries, tag);
-        // What was begun over one connection is not sent over another: the printer may have half of it.
+        // What was begun over one connection is not sent over another: the printer may have half of it. Nor
+        // is anything sent behind a group that is stuck on a stopped line: that would wait without limit.
         if (broke) return false;
         Sleep({1000, iTimem});
     }
@@ -184,6 +185,7 @@ bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, unsigned char*
                                                   int firstBank, int& err, const char* releaseText,
                                                   bool sameVersion, int iUSB_PRG_ANSWER, void* /*ctx2*/) {
     static constexpr char kTag[] = "SendBankFlashBanksNew";
+    stuck_ = false;
     const int lastBank = firstBank + bankCount - 1;
     if (!BankTransfer::SendStart(port, firstBank, lastBank)) {
         err = kStartNotSent;
@@ -194,6 +196,8 @@ bool UpgradePrinter_ModeU1::SendBankFlashBanksNew(CComPort& port, unsigned char*
         return false;
     }
     if (!BankTransfer::SendProgram(port, firstBank, lastBank, sum, xorSum)) return false;
+    stuck_ = !port.Drain();
+    if (stuck_) return false;
 
     if (iUSB_PRG_ANSWER == 0 && port.GetPortType() == COMMPORT_USB)
         return WaitWithoutAnswer(port, sameVersion, kTag);

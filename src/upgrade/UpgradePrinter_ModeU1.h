@@ -6,7 +6,8 @@
 
 /// Engine U1: all banks in one group over the printer's own port, judged by one answer byte, by the release
 /// that the printer reports afterwards (Ethernet), or not at all (USB printers that send no answer). A group
-/// is sent up to four times; the reason of the last failure is in szErrorMessage.
+/// is sent up to four times, but not again when it did not arrive; the reason of the last failure is in
+/// szErrorMessage.
 class UpgradePrinter_ModeU1 final : public UpgradeEngine {
  public:
     UpgradePrinter_ModeU1(int upgComponents, int timem) : UpgradeEngine(1, upgComponents, timem) {}
@@ -34,4 +35,6 @@ class UpgradePrinter_ModeU1 final : public UpgradeEngine {
     bool JudgeByRelease(CComPort& port, const char* releaseText, bool sameVersion, int& err,
                         const char* tag) const;
     bool JudgeByAnswer(CComPort& port, int& err, const char* tag) const;
+
+    bool stuck_ = false;  ///< the last group was taken by the port and did not arrive
 };

@@ -233,7 +233,7 @@ bool PrinterPort::Drain() {
     const LineFault::How how = line_.Call("Drain");
     Pass();
     if (how == LineFault::kNone && !line_.bGone && !(IsEthernet() && lost_)) return true;
-    Disconnect();
+    if (IsEthernet()) Disconnect();  // a line that is stopped stays open
     Note("not all has arrived");
     return false;
 }

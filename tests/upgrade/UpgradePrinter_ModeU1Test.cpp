@@ -59,6 +59,8 @@ TEST(UpgradeU1, AnsweredGroups) {
              {"ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1)}, back),
          Row("half of the second block", Line::Serial, kOld, LineFaults({{"Write", LineFault::kShort, 14}}),
              kWhole, {"Sending flash block end  ...2/5", kSomeProblem, Try(1)}, back),
+         Row("not all has arrived: it is not sent again", Line::Serial, kOld, LineFaults({{"Drain"}}),
+             RigEnd{false, kAll, 0}, {kSomeProblem, Try(1), "!" + Try(2), "!" + kDone}),
          Row("an answer as the time is up", Line::Serial, kOld, PrinterFaults({Late(107900)}), kWhole,
              {kAnswered, "!" + Try(1)}),
          Row("an answer too late", Line::Serial, kOld, PrinterFaults({Late(108600)}), kWhole, {Try(1)}),
