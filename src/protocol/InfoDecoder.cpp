@@ -111,7 +111,7 @@ std::unique_ptr<ToolsData> DecodeTools(FieldReader& fields) {
     return tools;
 }
 
-std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields) {
+OwnedBytes DecodeModuleFont(FieldReader& fields) {
     std::int32_t size = 0;
     fields.Int("Module Font Size Expected : ", size);
     const ProtocollFieldInfo& bytes = fields.Data();
@@ -119,7 +119,8 @@ std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields) {
         fields.Say("Buffer Size error: %d - %u", size, bytes.uiRawSize);
         fields.Fail();
     }
-    auto font = std::make_unique<unsigned char[]>(bytes.uiRawSize);
+    OwnedBytes font = AllocateBytes(bytes.uiRawSize);
+    if (font == nullptr) return nullptr;
     std::copy_n(bytes.pRawData.get(), bytes.uiRawSize, font.get());
     fields.Sum();
     if (!fields.Ok()) return nullptr;

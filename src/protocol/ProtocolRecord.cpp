@@ -37,6 +37,11 @@ void Delete(void* record) {
     std::default_delete<T>{}(static_cast<std::remove_extent_t<T>*>(record));
 }
 
+template <>
+void Delete<unsigned char[]>(void* record) {
+    FreeMemory{}(record);
+}
+
 template <class... T, OBJTYPE... Kind>
 void DeleteByKind(const RecordKindList<RecordKind<T, Kind>...>&, void* record, OBJTYPE type) {
     ((type == Kind ? Delete<T>(record) : void()), ...);
@@ -53,6 +58,10 @@ struct Answer {
 template <class Record>
 constexpr OBJTYPE KindOfDecoded(std::unique_ptr<Record> (*)(FieldReader&)) {
     return KindOf<Record>(RecordKinds{});
+}
+
+constexpr OBJTYPE KindOfDecoded(OwnedBytes (*)(FieldReader&)) {
+    return OBJTYPE_MODULE_FONT;
 }
 
 template <auto Decoder>

@@ -22,7 +22,7 @@ enum OBJTYPE : std::uint32_t {
     OBJTYPE_LOGOS_ID_LIST = 10,
     OBJTYPE_MODULE_LIST = 11,
     OBJTYPE_TOOLS = 12,
-    OBJTYPE_MODULE_FONT = 13,  ///< an array of unsigned char, as long as the answer's size field says
+    OBJTYPE_MODULE_FONT = 13,  ///< bytes from `malloc`, as many as the answer's size field says
     OBJTYPE_UPGRADE_INFO = 14,
     OBJTYPE_STATUS_INFO_GEN = 15,
     OBJTYPE_STATUS_INFO_EXT = 16,

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "support/Owned.h"
+
 class FieldReader;
 
 // The decoders of the single records, by what they say. Each takes the fields behind the tag; null after
@@ -16,7 +18,7 @@ std::unique_ptr<class InfoItemPrnHeadInfo> DecodeHeadInfo(FieldReader& fields);
 std::unique_ptr<class ModuleItemPrnModuleList> DecodeModuleList(FieldReader& fields);
 std::unique_ptr<class ProtocollDataAvailable> DecodeDataAvailable(FieldReader& fields);
 std::unique_ptr<class ToolsData> DecodeTools(FieldReader& fields);
-std::unique_ptr<unsigned char[]> DecodeModuleFont(FieldReader& fields);
+OwnedBytes DecodeModuleFont(FieldReader& fields);
 std::unique_ptr<class UpgradeDataInfo> DecodeUpgradeInfo(FieldReader& fields);
 std::unique_ptr<class StatusData> DecodeStatus(FieldReader& fields);
 std::unique_ptr<class StatusInfoGenData> DecodeStatusInfoGen(FieldReader& fields);
