@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include "port/CommPortSettings.h"
 
@@ -68,8 +69,10 @@ class CComPort {
     /// Whether the last operation failed because its connection broke under what was written.
     bool ConnectionBroke() const;
 
-    /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration.
-    unsigned int Write(const unsigned char* buf, unsigned int len, unsigned int* err) {
+    /// The virtual `Write` with bytes that are constant. A kind keeps it visible with a using-declaration. A
+    /// template, so that a null pointer means the virtual one.
+    template <class Constant, std::enable_if_t<std::is_same_v<Constant, const unsigned char>, int> = 0>
+    unsigned int Write(Constant* buf, unsigned int len, unsigned int* err) {
         return Write(const_cast<unsigned char*>(buf), len, err);  // no kind changes what it writes
     }
 
