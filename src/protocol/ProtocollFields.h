@@ -24,9 +24,9 @@ struct PrinterSetError {
 
 /// An answer split into its fields, and the record that the fields describe.
 ///
-/// Answers are not trusted: a list that ends early, a count or a size that promises more than there is, a
-/// number that does not fit 32 bits and a text of any length end in a log line and a null result, in time and
-/// memory that grow with the answer alone. No operation throws.
+/// Answers are not trusted: a list that ends early and a count or a size that promises more than there is end
+/// in a log line and a null result; a number that does not fit 32 bits is converted as ParseInt does, and a
+/// long text is cut where the record's is. Time and memory grow with the answer alone. No operation throws.
 class ProtocollFields {
  public:
     /// The fields that one answer may have. What follows them is not split.
