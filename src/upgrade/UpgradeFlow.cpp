@@ -21,24 +21,23 @@ constexpr char kHandshake[] = "Handshake Communication Error";
 constexpr char kHandshakePoint[] = "Handshake Communication Error.";
 
 // Two lines a procedure:
-//   mode, engine, number, module time-out in ms, preparation, refusal of other ports
-//       modules before, re-open, SendFW must re-open, its handshake line, after firmware, restore, PSW1
-//       number
+//   mode, number, engine, module time-out in ms, preparation, refusal of other ports
+//       re-open, after firmware, handshake line of SendFW, restore, modules before, must re-open, PSW1 number
 // kept: the number of U4 is that of U2, on purpose; nothing reads it.
 // clang-format off
 constexpr UpgradeFlow kFlows[] = {
-    {1, Make<UpgradePrinter_ModeU1>, 1, 10000, F::kUnprepared,        kAnyPort,
-        true,  F::kReopenForFirmware, true,  kHandshake,      F::kWaitOnly,     F::kReOpen,          true},
-    {2, Make<UpgradePrinter_ModeU2>, 2, 20000, F::kConvertThenBackup, kUsbOnly,
-        false, F::kNoReopen,          false, kHandshake,      F::kSettleFixed,  F::kRestorePortInfo, false},
-    {3, Make<UpgradePrinter_ModeU3>, 3, 20000, F::kUnprepared,        kAnyPort,
-        true,  F::kNoReopen,          false, kHandshake,      F::kSettleFixed,  F::kNothing,         false},
-    {4, Make<UpgradePrinter_ModeU4>, 2, 10000, F::kBackupThenConvert, kAnyPort,
-        true,  F::kReopenAlways,      false, kHandshake,      F::kSettleScaled, F::kRestorePortInfo, false},
-    {5, Make<UpgradePrinter_ModeU5>, 5, 10000, F::kConvertThenBackup, kAnyPort,
-        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleScaled, F::kRestorePortInfo, false},
-    {6, Make<UpgradePrinter_ModeU6>, 6, 10000, F::kConvertThenBackup, kAnyPort,
-        true,  F::kNoReopen,          false, kHandshakePoint, F::kSettleScaled, F::kRestorePortInfo, false},
+    {1, 1, Make<UpgradePrinter_ModeU1>, 10000, F::kUnprepared,        kAnyPort,
+        F::kReopenForFirmware, F::kWaitOnly,     kHandshake,      F::kReOpen,          true,  true,  true},
+    {2, 2, Make<UpgradePrinter_ModeU2>, 20000, F::kConvertThenBackup, kUsbOnly,
+        F::kNoReopen,          F::kSettleFixed,  kHandshake,      F::kRestorePortInfo, false, false, false},
+    {3, 3, Make<UpgradePrinter_ModeU3>, 20000, F::kUnprepared,        kAnyPort,
+        F::kNoReopen,          F::kSettleFixed,  kHandshake,      F::kNothing,         true,  false, false},
+    {4, 2, Make<UpgradePrinter_ModeU4>, 10000, F::kBackupThenConvert, kAnyPort,
+        F::kReopenAlways,      F::kSettleScaled, kHandshake,      F::kRestorePortInfo, true,  false, false},
+    {5, 5, Make<UpgradePrinter_ModeU5>, 10000, F::kConvertThenBackup, kAnyPort,
+        F::kNoReopen,          F::kSettleScaled, kHandshakePoint, F::kRestorePortInfo, true,  false, false},
+    {6, 6, Make<UpgradePrinter_ModeU6>, 10000, F::kConvertThenBackup, kAnyPort,
+        F::kNoReopen,          F::kSettleScaled, kHandshakePoint, F::kRestorePortInfo, true,  false, false},
 };
 // clang-format on
 constexpr UpgradeFlow kNoProcedure;

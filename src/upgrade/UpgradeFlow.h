@@ -20,18 +20,18 @@ struct UpgradeFlow {
     /// What is done to the port before the modules that come after the firmware.
     enum Restore { kNothing, kReOpen, kRestorePortInfo };
 
-    int mode = 0;  ///< the printer's UPGRADEMODE
-    std::unique_ptr<UpgradePrinter> (*make)(int upgComponents, int timem) = nullptr;
+    int mode = 0;    ///< the printer's UPGRADEMODE
     int number = 0;  ///< the engine's `iUpgradeMode`
+    std::unique_ptr<UpgradePrinter> (*make)(int upgComponents, int timem) = nullptr;
     int moduleTimeoutMs = 0;
     Preparation preparation = kUnprepared;
     const char* notOnUsbLine = nullptr;  ///< logged, and the upgrade refused, on a port that is not USB
-    bool modulesBefore = false;          ///< the flow has a step for modules before the firmware
     Reopen reopen = kNoReopen;
-    bool mustReopen = false;         ///< SendFW ends when its own re-open loop is exhausted
-    const char* handshakeLine = "";  ///< logged by SendFW when the status handshake fails
     AfterFirmware afterFirmware = kWaitOnly;
+    const char* handshakeLine = "";  ///< logged by SendFW when the status handshake fails
     Restore restore = kNothing;
+    bool modulesBefore = false;       ///< the flow has a step for modules before the firmware
+    bool mustReopen = false;          ///< SendFW ends when its own re-open loop is exhausted
     bool numberInPsw1Result = false;  ///< the result line of StartUpgrade_PSW1 carries the number
 
     /// The row of a mode; one without an engine when there is none.
