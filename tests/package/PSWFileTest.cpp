@@ -294,7 +294,7 @@ TEST(PSWComponents, AnswersWhatTheListHoldsAndChangesSides) {
     list.Add(0x2004);
     EXPECT_TRUE(list.HasBeginModules() && !list.HasAfterModules());
     EXPECT_FALSE(list.HasModuleToChoose()) << "the first entry is not looked at";
-    for (const PSWCOMPONENTS value : {0, 0x3008, 0x1000}) list.Add(value);
+    for (const PSWCOMPONENTS value : {0U, 0x3008U, 0x1000U}) list.Add(value);
     EXPECT_TRUE(list.HasAfterModules() && list.HasModuleToChoose() && list.IsModule(2));
     EXPECT_FALSE(list.IsModule(3) || list.IsModule(1) || list.IsModuleBefore(2) || !list.IsModuleAfter(2));
     EXPECT_EQ(list.GetComponentIndex(0x3008), 2);

@@ -1,19 +1,15 @@
-// What the simulator promises and no upgrade asks for: that it refuses what a printer would refuse, and its
-// command line. That it takes what is right shows in every upgrade.
+// What the simulator promises and no upgrade asks for: that it refuses what a printer would refuse. That it
+// takes what is right shows in every upgrade.
 #include <gmock/gmock.h>
-
-#include <stdexcept>
 
 #include "simulator/PrinterModel.h"
 #include "simulator/SampleFiles.h"
-#include "simulator/SimulatorArguments.h"
 
 namespace {
 
 using simulator::Bytes;
 using simulator::PrinterModel;
 using simulator::PrinterOptions;
-using simulator::SimulatorArguments;
 namespace SampleFiles = simulator::SampleFiles;
 
 constexpr std::size_t kBank = 16;
@@ -98,32 +94,6 @@ TEST(PrinterModel, RefusesWhatIsNotInOrder) {
         EXPECT_EQ(model.FlashImage(), flash);
         EXPECT_EQ(model.Restarts(), restarts);
         EXPECT_TRUE(model.Modules().empty());
-    }
-}
-
-TEST(SimulatorArguments, WrongWordsAreNamed) {
-    using Words = std::vector<std::string>;
-    const std::pair<Words, std::string> rows[] = {
-        {{"--serial", "--usb", "--mode", "U4", "--fault", "module:2=339A"}, ""},
-        {{"--nonsense"}, "unknown or incomplete option: --nonsense"},
-        {{"printer"}, "unknown word: printer"},
-        {{"--tcp", "70000"}, "not a number from 0 to 65535: 70000"},
-        {{"--mode", "U7"}, "a mode is U1 to U6, not U7"},
-        {{"--tcp", "1", "--serial"}, "--tcp or --serial, not both"},
-        {{"--fault", "module"}, "a fault is NAME[:N]=WHAT, not module"},
-        {{"--fault", "modul=33"}, "no such exchange: modul"},
-        {{"--fault", "module=3"}, "not bytes in hexadecimal: 3"}};
-    for (auto [words, reason] : rows) {
-        std::vector<char*> pointers{nullptr};
-        for (std::string& word : words) pointers.push_back(word.data());
-        pointers.push_back(nullptr);
-        std::string refusal;
-        try {
-            SimulatorArguments::Parse(static_cast<int>(words.size() + 1), pointers.data());
-        } catch (const std::invalid_argument& failure) {
-            refusal = failure.what();
-        }
-        EXPECT_EQ(refusal, reason);
     }
 }
 
