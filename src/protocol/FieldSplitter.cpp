@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "protocol/Commands.h"
-#include "protocol/FixedText.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
 #include "support/ManageBuffers.h"

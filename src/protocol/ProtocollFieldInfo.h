@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -36,3 +37,11 @@ class ProtocollFieldInfo {
 
 /// The fields of one answer, in its order.
 using ProtocollFieldList = std::vector<std::unique_ptr<ProtocollFieldInfo>>;
+
+/// A field's text without its delimiters: every "<" and ">" is taken out.
+inline std::string WithoutDelimiters(const char* text) {
+    std::string plain(text == nullptr ? "" : text);
+    plain.erase(std::remove_if(plain.begin(), plain.end(), [](char c) { return c == '<' || c == '>'; }),
+                plain.end());
+    return plain;
+}

@@ -10,7 +10,7 @@
 #include "protocol/Commands.h"
 #include "protocol/FieldReader.h"
 #include "protocol/FieldSplitter.h"
-#include "protocol/FixedText.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
 #include "support/Owned.h"

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "protocol/FieldReader.h"
-#include "protocol/FixedText.h"
 #include "protocol/ProtocolRecord.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "protocol/ProtocollFields.h"
 #include "protocol/SetupItemTypeDateTime.h"
 #include "protocol/SetupItemTypeList.h"
@@ -16,6 +16,7 @@
 #include "protocol/SetupItemTypeString.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
+#include "support/Text.h"
 
 namespace {
 
@@ -64,10 +65,10 @@ std::vector<SetupItemLink> ReadLinks(FieldReader& fields) {
 /// braces is logged as it stands (kept).
 void ReadHead(FieldReader& fields, SetupItemType& item, OBJTYPE kind, OBJTYPE* type, bool logsDescription,
               bool logsAdditional) {
-    CopyFixedText(item.strDescription, fields.Text().strText.c_str());
+    CopyText(item.strDescription, fields.Text().strText.c_str());
     if (fields.Ok() && type != nullptr) *type = kind;
     fields.Say("Description : %s", logsDescription ? item.strDescription : "{0}");
-    if (fields.Int() != 0) CopyFixedText(item.strAdditionalDescription, fields.Text().strText.c_str());
+    if (fields.Int() != 0) CopyText(item.strAdditionalDescription, fields.Text().strText.c_str());
     fields.Say("Additional Description : %s", logsAdditional ? item.strAdditionalDescription : "{0}");
 }
 
@@ -92,7 +93,7 @@ std::int32_t Length(FieldReader& fields, const char* label, const char* wrongTyp
 void FilledText(FieldReader& fields, char (&member)[512], const char* label, const char* wrongType) {
     const ProtocollFieldInfo& text = fields.Take({FTYPE_STRING_VALUE}, wrongType);
     if (text.strText.empty()) fields.Fail(wrongType);
-    CopyFixedText(member, text.strText.c_str());
+    CopyText(member, text.strText.c_str());
     fields.Say("%s%s", label, member);
 }
 
@@ -301,6 +302,6 @@ SetupItemTypeString* ProtocollFields::ExtractIDInfo_TypeString_Prot100(int& inde
     item->uiDataMask = mask;
     FilledText(fields, item->strDefault, "DefValue ", "Extract DefValue Error");
     FilledText(fields, item->strCurrent, "CurValue ", "Extract CurValue Error");
-    CopyFixedText(item->strTextToWrite, item->strCurrent);
+    CopyText(item->strTextToWrite, item->strCurrent);
     return fields.Ok() ? item.release() : nullptr;
 }

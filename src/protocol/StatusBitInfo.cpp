@@ -5,9 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "protocol/FixedText.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "support/GenericFunctions.h"
 #include "support/Log.h"
+#include "support/Text.h"
 
 namespace {
 
@@ -22,8 +23,8 @@ bool ParseOrLog(const char* tag, const char* text, std::int32_t& value) {
 StatusBitInfo::StatusBitInfo(std::int32_t byte, std::int32_t bit, std::int32_t id, const char* description,
                              const char* additionalDescription, SignalFamilyTable signalFamily)
     : iByte(byte), iBit(bit), iID(id), iSignalFamily(signalFamily) {
-    CopyFixedText(strDescription, description);
-    CopyFixedText(strAdditionalDescription, additionalDescription);
+    CopyText(strDescription, description);
+    CopyText(strAdditionalDescription, additionalDescription);
 }
 
 bool StatusBitInfo::AddByteBit(const char* text) {

@@ -3,12 +3,13 @@
 #include <vector>
 
 #include "protocol/FieldReader.h"
-#include "protocol/FixedText.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "protocol/RecordDecoders.h"
 #include "protocol/StatusData.h"
 #include "protocol/StatusInfoExtData.h"
 #include "protocol/StatusInfoGenData.h"
 #include "support/GenericFunctions.h"
+#include "support/Text.h"
 
 namespace {
 
@@ -57,9 +58,9 @@ void ReadBits(FieldReader& fields, bool logsBit, Record& record) {
             fields.Write("Bit : {0}");
         Parse(fields, *bit, &StatusBitInfo::AddId, "Add Bit ID Error");
         fields.Say("Id : %d", bit->iID);
-        CopyFixedText(bit->strDescription, fields.Text().strText.c_str());
+        CopyText(bit->strDescription, fields.Text().strText.c_str());
         fields.Say("Description : %s", bit->strDescription);
-        if (fields.Int() != 0) CopyFixedText(bit->strAdditionalDescription, fields.Text().strText.c_str());
+        if (fields.Int() != 0) CopyText(bit->strAdditionalDescription, fields.Text().strText.c_str());
         fields.Say("Additional Description : %s", bit->strAdditionalDescription);
         Parse(fields, *bit, &StatusBitInfo::AddSignal, "Add Signal Family Error");
         fields.Say("Signal Family : %d", bit->iSignalFamily);

@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "protocol/FixedText.h"
+#include "protocol/ProtocollFieldInfo.h"
 #include "support/GenericFunctions.h"
+#include "support/Text.h"
 
 bool UpgradeDataInfo::SetUpgradeMode(const char* text) {
     // In the order of the modes from UPGRADEMODE_U1 on.
@@ -17,7 +18,7 @@ bool UpgradeDataInfo::SetUpgradeMode(const char* text) {
 
 bool UpgradeDataInfo::SetUpgradeConfigurationSettings(const char* text) {
     const std::string settings = WithoutDelimiters(text);
-    CopyFixedText(strConfigurationSettings, settings == " " ? "" : settings.c_str());
+    CopyText(strConfigurationSettings, settings == " " ? "" : settings.c_str());
     return true;
 }
 
