@@ -94,17 +94,6 @@ TEST(ModuleData, DescramblesByModeAndKey) {
                       simulator::SampleFiles::AsSent(file));
         }
     }
-    // A scrambled body of less than no bytes: the file ends where what follows the body should stand.
-    for (const int mode : {0, 1}) {
-        ModuleSample sample;
-        sample.encodingMode = mode;
-        sample.bodySize = 0;
-        Bytes file = Module(sample, "FILE_SIZE:4108", "FILE_SIZE:4107");
-        file.pop_back();
-        simulator::ModuleImage::StoreSums(file);
-        EXPECT_EQ(Failures(file), std::string("Decryption Buffer, mode ") + (mode == 1 ? "1" : "PSW") +
-                                      ", Error!|File not Correct! Decoding Error!");
-    }
 }
 
 /// A font record: its mark and name, the byte at 26 and the code at 37.
@@ -149,14 +138,6 @@ TEST(ModuleData, IsDescribed) {
             EXPECT_EQ(text.c_str(), all.substr(0, size - 1));
         }
     }
-}
-
-TEST(ModuleData, IsLoadedFromAFile) {
-    ModuleData file;
-    LogCapture log;
-    EXPECT_FALSE(file.LoadModuleFromFile("/no/such/file") || file.LoadModuleFromMemory(nullptr, 5));
-    EXPECT_TRUE(log.Take().empty());
-    EXPECT_TRUE(file.LoadModuleFromFile(TemporaryFile(Module()).Name()));
 }
 
 }  // namespace
