@@ -142,8 +142,6 @@ std::vector<Case> Cases() {
          }},
         {"U6CannotBeClaimed", kEthernet, true, "[Open]libusb_claim_interface error",
          [](Given& given) { given.look.faults.cannotClaim = true; }},
-        {"ModuleNotOffered", kEthernet, false, "[PrnCom_WriteModule]Upgrade module not supported!",
-         [](Given& given) { given.printer.dataAvailable = simulator::PrinterOptions::kOffersUpgrade; }},
         {"ModuleUnderValgrind", kEthernet, false, "", [](Given& given) {
              given.start = {40, 3000, {"valgrind", "-q", "--error-exitcode=99", "--leak-check=full"}};
          }}};

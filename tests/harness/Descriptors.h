@@ -6,27 +6,10 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
-#include <utility>
 
-/// A descriptor that is closed with its owner.
-class OwnedDescriptor {
- public:
-    explicit OwnedDescriptor(int fd = -1) : fd_(fd) {}
-    OwnedDescriptor(OwnedDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept {
-        Reset(std::exchange(other.fd_, -1));
-        return *this;
-    }
-    ~OwnedDescriptor() { Reset(); }
-    void Reset(int fd = -1) {
-        if (fd_ != -1) close(fd_);
-        fd_ = fd;
-    }
-    int Get() const { return fd_; }
+#include "simulator/Descriptor.h"
 
- private:
-    int fd_;
-};
+using OwnedDescriptor = simulator::Descriptor;
 
 /// The descriptors that this process has open.
 inline int OpenDescriptors() {

@@ -13,7 +13,6 @@
 class TcpConnection {
  public:
     explicit TcpConnection(int fd = -1) : fd_(fd) {}
-    int Get() const { return fd_.Get(); }
     bool Accepted() const { return fd_.Get() != -1; }
 
     /// Reads `count` bytes, fewer when the connection ends before.
@@ -48,7 +47,6 @@ class TcpListener {
         pollfd event{fd_.Get(), POLLIN, 0};
         return TcpConnection(poll(&event, 1, waitMs) == 1 ? accept(fd_.Get(), nullptr, nullptr) : -1);
     }
-    void Close() { fd_.Reset(); }
 
  private:
     OwnedDescriptor fd_;

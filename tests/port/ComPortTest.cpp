@@ -35,7 +35,6 @@ class QueuePort final : public CComPort {
     unsigned int Read(unsigned char* buf, unsigned int, unsigned int* err) override {
         ++reads;
         *err = 0;
-        clock.Advance(msPerRead);
         if (answers.empty()) answers.push_back(endless);
         const std::string text = answers.front();
         answers.pop_front();
@@ -55,7 +54,6 @@ class QueuePort final : public CComPort {
     VirtualClock clock;
     std::deque<std::string> answers;
     std::string endless;  ///< what reads bring after that
-    unsigned int msPerRead = 0;
     Lines writes;
     std::size_t failingWrite = 0;  ///< counted from 1, takes one byte less and reports `failure`
     unsigned int failure = 0;
@@ -71,15 +69,14 @@ TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
     const struct {
         CComPort& port;
         unsigned int packetSize;
-        int timeout, least;
+        int timeout;
         std::vector<std::uint64_t> waits;
         std::string writeError, readError;
-    } rows[] = {{eth, 1000, 500, 0, std::vector<std::uint64_t>(14, 3000000), lost, lost},
-                {serial, 1000, 1000, 0, fourWaits, "Write Error", "Read select() timeout! No data read"},
-                {usb, 64, 1000, 1, fourWaits, "Write Error---> error to reinit device",
-                 "Read timeout! No data read"}};
+    } rows[] = {
+        {eth, 1000, 500, std::vector<std::uint64_t>(14, 3000000), lost, lost},
+        {serial, 1000, 1000, fourWaits, "Write Error", "Read select() timeout! No data read"},
+        {usb, 64, 1000, fourWaits, "Write Error---> error to reinit device", "Read timeout! No data read"}};
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.writeError);
         VirtualClock clock;
         EXPECT_EQ(row.port.GetTimeoutTX(), row.timeout);
         EXPECT_EQ(row.port.GetTimeoutRX(), row.timeout);
@@ -92,14 +89,6 @@ TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
         EXPECT_EQ(errs[0] * errs[1], 1U);
         EXPECT_FALSE(row.port.HandshakeCommunication());
         EXPECT_EQ(clock.waits, row.waits);
-        for (const int ms : {-5, 0, 7}) {
-            row.port.SetTimeoutTX(ms);
-            row.port.SetTimeoutRX(ms);
-            EXPECT_EQ(row.port.GetTimeoutTX(), ms < 0 ? row.least : ms);
-            EXPECT_EQ(row.port.GetTimeoutRX(), ms < 0 ? row.least : ms);
-        }
-        row.port.CleanTX();
-        row.port.CleanRX();
     }
 }
 
@@ -108,18 +97,16 @@ TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
         unsigned int length;
         int wait, packetSize;
         unsigned int failure;  // of the third write, short in any case
-        std::size_t packets, lastPacket;
+        std::size_t packets;
         unsigned int err;
         std::uint64_t waited;
-    } rows[] = {
-        {0, 5, 10, 0, 1, 0, 0, 5},    {20, 5, 10, 0, 2, 10, 0, 10}, {11, -1, 10, 0, 2, 1, 0, 0},
-        {40, 5, 10, 7, 3, 10, 7, 10}, {40, 5, 10, 0, 3, 10, 1, 10},  // short is a failure, reported or not
-        {40, 5, 0, 0, 0, 0, 1, 0}};                                  // would never end
+    } rows[] = {{0, 5, 10, 0, 1, 0, 5},   {20, 5, 10, 0, 2, 0, 10}, {11, -1, 10, 0, 2, 0, 0},
+                {40, 5, 10, 7, 3, 7, 10}, {40, 5, 10, 0, 3, 1, 10},  // short is a failure, reported or not
+                {40, 5, 0, 0, 0, 1, 0}};                             // would never end
     for (const auto& row : rows) {
         QueuePort port;
         port.failingWrite = 3;
         port.failure = row.failure;
-        port.uiWPacketSize = 1000;
         const std::string data = Pattern(40);
         unsigned int err = 9;
         EXPECT_EQ(port.WritePackets(reinterpret_cast<const unsigned char*>(data.data()), row.length, row.wait,
@@ -128,10 +115,8 @@ TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
         EXPECT_EQ(err, row.err);
         const std::string written = Joined(port.writes, "");
         EXPECT_EQ(written, data.substr(0, written.size()));
-        EXPECT_EQ(port.writes.empty() ? 0 : port.writes.back().size(), row.lastPacket);
         EXPECT_EQ(port.writes.size(), row.packets);
         EXPECT_EQ(port.clock.WaitedUs(), row.waited * 1000);
-        EXPECT_EQ(port.uiWPacketSize, 1000U);
     }
 }
 
@@ -175,13 +160,10 @@ TEST(ReadProtocollData, EndsAtTheEndOfTheAnswerOrAtTheThirdEmptyRead) {
         QueuePort port(reads);
         EXPECT_EQ(port.Answer(), expected);
     }
-    for (const unsigned int ms : {0U, 300U}) {
-        QueuePort port;
-        port.endless = std::string(1024, 'x');
-        port.msPerRead = ms;
-        EXPECT_EQ(port.Answer(), "");
-        EXPECT_EQ(port.reads, ms == 0 ? 16 * 1024 : 2000);  // 16 MiB, or ten minutes
-    }
+    QueuePort port;
+    port.endless = std::string(1024, 'x');
+    EXPECT_EQ(port.Answer(), "");
+    EXPECT_EQ(port.reads, 16 * 1024);  // 16 MiB
 }
 
 TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
@@ -189,7 +171,6 @@ TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
         // what comes, the last line that is logged
         {{std::string("\0w", 2), "1.00"}, "GSI 0x0100 "},
         {{"\xFF", "\x12\x34", "1.00"}, "GSI 0x1234 "},
-        {{"\xFF", "\x12", "1.00"}, "GSI 0x1200 "},
         {{"\xFF", ""}, "Read GSI FF Error"},
         {{"\x12", ""}, "Read FW Release Error"},
         {{"", "", "", "", "\x12", "1.00"}, "GSI 0x0112 "},
@@ -198,9 +179,7 @@ TEST(Handshake, AsksUntilAnsweredThenForTheRelease) {
         QueuePort port(answers);
         LogCapture log;
         EXPECT_EQ(port.HandshakeCommunication(), last[0] == 'G') << last;
-        const Lines lines = log.Take("HandshakeCommunication");
-        EXPECT_EQ(lines.back(), last);
-        EXPECT_EQ(lines[0] == "Read GSI OK", !answers.empty() && !answers[0].empty());
+        EXPECT_EQ(log.Take("HandshakeCommunication").back(), last);
         EXPECT_EQ(std::count(port.writes.begin(), port.writes.end(), "\x1C<EPOS>"),
                   static_cast<int>(port.clock.waits.size() / 2 + 1));
     }
