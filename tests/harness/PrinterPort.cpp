@@ -322,5 +322,5 @@ bool ModelUsb::ListDevices(const char* vid, std::string& list) {
     const std::optional<simulator::UsbIdentity> usb = port_.model_.OnUsb(port_.at_);
     if (usb && Hex(usb->vendor, 4) == vid)
         list += std::string(vid) + "|" + Hex(usb->product, 4) + "|" + usb->serial + "\n";
-    return port_.line_.bLists;
+    return true;
 }

@@ -36,7 +36,6 @@ struct LinePlan {
     bool bGone = false;                        ///< the device is out of reach for good
     bool bRecord = false;                      ///< the conversation goes to standard output
     std::string listedBefore;                  ///< lines of other boot devices, before this one
-    bool bLists = true;                        ///< whether the bus can be listed
     std::vector<simulator::Bytes> usbAnswers;  ///< what the device on USB has to say, each one transfer
 
     /// Counts a call; what is to go wrong with it.

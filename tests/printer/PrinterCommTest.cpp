@@ -56,22 +56,16 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
         {"UMST", LineFaults({{"Open", LineFault::kError}}), "Open Error", 6},
         {"UMST", Silent(Exchange::ProtocolVersion), "Get Prot. release Error", 7},
         {"UM", Refuses(Exchange::ProtocolVersion), "Return is a Error Answer 40", 40},
-        {"UM", Says(Exchange::ProtocolVersion, "\x15\x03"), "Return is a Error Answer 13", 13},
         {"UM", Says(Exchange::ProtocolVersion, "\x02<C40><255>\x03"),
          "Extract SetupItemProtocollVersion Error", 2},
         {"UM", Silent(Exchange::DataAvailable), "NO Get ProtocollDataAvailable Setup", 2},
-        {"UM", Refuses(Exchange::DataAvailable), "Extract ProtocollDataAvailable Error", 2},
         {"U", Printer(&PrinterOptions::dataAvailable, 0xDFU), data + "Upgrade printer not supported!", 23},
-        {"U", Silent(Exchange::UpgradeInfo), data + "Get Upgrade Info Error", 23},
         {"U", Refuses(Exchange::UpgradeInfo), data + "Return is a Error Answer 40", 40},
         {"U", Printer(&PrinterOptions::mode, std::string("U7")), data + "Extract UpgradeDataInfo Error", 2},
         {"U", Is(5, 9, 9), info + "Family Compare Error (5,12)", 2},
-        {"U", Is(12, 4, 9), info + "Model Compare Error (4,3)", 2},
-        {"U", Is(0, 0, 2), info + "Customization Compare Error (2,1)", 2},
         {"U", PrinterFaults({Fault::Silence(Exchange::Release)}), info + "Upgrade Error!", 2},
         {"M", Printer(&PrinterOptions::dataAvailable, 0xFBU), data + "Upgrade module not supported!", 14},
         {"M", Silent(Exchange::ModulesList), data + "Get Modules List Error", 7},
-        {"M", Refuses(Exchange::ModulesList), data + "Return is a Error Answer 40", 40},
         {"M", Says(Exchange::ModulesList, "\x02<C1><1.00>\x03"),
          data + "Extract ModuleItemPrnModuleList Error", 2},
         {"S", Silent(Exchange::Status), "Communication Layer: Handshake Error", 0, true},
@@ -93,12 +87,6 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
     }
 }
 
-TEST(PrinterComm, AZeroOfThePrinterFitsEverything) {
-    Rig rig("U3", Line::Usb, false);
-    Is(0, 0, 0)(rig);
-    EXPECT_TRUE(rig.Run());
-}
-
 TEST(PrinterComm, OpensThePortThatTheSettingsName) {
     const struct {
         Line line;
@@ -109,8 +97,6 @@ TEST(PrinterComm, OpensThePortThatTheSettingsName) {
         {Line::Ethernet, "", "10.0.0.5|9100", "ETH Port|ETH Port Name: {10.0.0.5}:{9100}", true},
         {Line::Usb, "1234|0205|ABC1", "0205|1", "USB PRN Port", true},
         {Line::Usb, "1234|0205|A|B", "0205|B", "USB PRN Port", false},
-        {Line::Usb, "||x", "|x", "USB PRN Port", false},
-        {Line::Usb, "1234|0205|", "0205|", "USB PRN Port", false},
         {Line::Usb, "1234|0205", "|", "USB PRN Port", false},  // no second bar: no product
     };
     for (const auto& row : rows) {
@@ -123,19 +109,6 @@ TEST(PrinterComm, OpensThePortThatTheSettingsName) {
         EXPECT_EQ(LogOf(rig, "OpenCommunicationPort"),
                   std::string(row.log) + (row.opens ? "" : "|Open Port Error|Error: the reason"));
     }
-    CommPortSettings none;
-    LogCapture log;
-    EXPECT_FALSE(PrinterComm(3, 1).OpenCommunicationPort(nullptr, &none));
-    EXPECT_EQ(log.Take("OpenCommunicationPort"), Lines{"Port Invalid"});
-}
-
-TEST(PrinterComm, PrintsTheSetupHeaderByteByByte) {
-    Rig rig("U3", Line::Ethernet, false);
-    Choose(rig, 'S');
-    Says(Exchange::SetupHeader, {"1234567\0abc\0\x03", 13})(rig);
-    EXPECT_TRUE(rig.Run());
-    EXPECT_NE(Joined(rig.log, "\n").find("1234567\n\nabc\n\x03"), std::string::npos);
-    EXPECT_FALSE(rig.bClosed);
 }
 
 }  // namespace

@@ -57,16 +57,13 @@ TEST(UpgradeU1, AnsweredGroups) {
              {kSomeProblem, Try(1), kRepeat, Try(2), kRepeat, Try(3), kService, Try(4), "!" + kDone}, back),
          Row("no start command", Line::Serial, kOld, LineFaults({{"Write", LineFault::kError, 12}}), kNothing,
              {"ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1)}, back),
-         Row("half of the second block", Line::Serial, kOld, LineFaults({{"Write", LineFault::kShort, 14}}),
-             kWhole, {"Sending flash block end  ...2/5", kSomeProblem, Try(1)}, back),
          Row("not all has arrived: it is not sent again", Line::Serial, kOld, LineFaults({{"Drain"}}),
              RigEnd{false, kAll, 0}, {kSomeProblem, Try(1), "!" + Try(2), "!" + kDone}),
          Row("an answer as the time is up", Line::Serial, kOld, PrinterFaults({Late(107900)}), kWhole,
              {kAnswered, "!" + Try(1)}),
          Row("an answer too late", Line::Serial, kOld, PrinterFaults({Late(108600)}), kWhole, {Try(1)}),
          Row("the time is multiplied", Line::Usb, kOld, Both(Times(2), PrinterFaults({Late(200000)})), kWhole,
-             {kAnswered, "!" + Try(1)}),
-         Row("one read when there is no time", Line::Serial, kOld, Times(0), kWhole, {kDone, "!" + Try(1)})});
+             {kAnswered, "!" + Try(1)})});
     const std::pair<unsigned char, const char*> ends[] = {
         {0x66, "ERROR_BANK_DAMAGED"}, {0x55, "ERROR_SEND_SIGN"}, {0x00, "ERROR_DEFAULT_CASE"}};
     for (const auto& [answer, text] : ends)
@@ -78,19 +75,13 @@ TEST(UpgradeU1, SettingOfAUsbPrinter) {
     const std::string line = "iUSB_PRG_ANSWER:";
     const std::string away = "Different version: Wait printer reset...";
     const auto release = Printer(&PrinterOptions::release, std::string("1.06"));
-    const auto stays = Printer(&PrinterOptions::restartMs, std::uint64_t{60000});
-    const auto takes = [](std::uint64_t ms) { return [=](const Rig& rig) { EXPECT_EQ(rig.namedMs, ms); }; };
-    PlayRows(
-        "U1",
-        {Row("no answer, and it stays away", Line::Usb, kOld, Both(Setting("0"), stays), kWhole,
-             {away, kDone, "!" + kAnswered}, takes(30000 + 3000)),
-         Row("no answer, the same release", Line::Usb, kOld, Both(Setting("0"), release), kWhole,
-             {line + "0", "Same version: Wait then exit...", kDone, "!" + away}, takes(6000 + 3000)),
-         Row("the first piece that is not empty", Line::Usb, kBoth, Setting(";;0;1"), kWhole,
-             {line + "0", away, "Different version: Printer reset..."}),
-         Row("another number", Line::Usb, kOld, Setting("2;0"), kWhole, {line + "2", kAnswered}),
-         Row("no number", Line::Usb, kOld, Setting("x;0"), kWhole, {kAnswered, "!" + line + "0"}),
-         Row("it speaks of USB alone", Line::Serial, kOld, Setting("0"), kWhole, {line + "0", kAnswered})});
+    PlayRows("U1", {Row("no answer, the same release", Line::Usb, kOld, Both(Setting("0"), release), kWhole,
+                        {line + "0", "Same version: Wait then exit...", kDone, "!" + away}),
+                    Row("the first piece that is not empty", Line::Usb, kBoth, Setting(";;0;1"), kWhole,
+                        {line + "0", away, "Different version: Printer reset..."}),
+                    Row("no number", Line::Usb, kOld, Setting("x;0"), kWhole, {kAnswered, "!" + line + "0"}),
+                    Row("it speaks of USB alone", Line::Serial, kOld, Setting("0"), kWhole,
+                        {line + "0", kAnswered})});
 }
 
 TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
@@ -106,12 +97,7 @@ TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
          Row("another one after each try", Line::Ethernet, kOld,
              Printer(&PrinterOptions::releaseAfter, std::string("1.04")), RigEnd{false, kAll, 0},
              {"New FW Release :1.04", kNotProgrammed, kFailed, kService, Try(1), kFailed, Try(4)}),
-         Row("nine silences are a failed try", Line::Ethernet, kOld, Releases(Lines(9)), kWhole, nineTimes),
-         Row("eight are not", Line::Ethernet, kOld, Releases(Lines(8)), kWhole, {right, kDone, "!" + Try(1)}),
-         Row("no handshake afterwards", Line::Ethernet, kOld,
-             PrinterFaults({Fault::Silence(Exchange::Status).Between(2, Fault::kAlways)}),
-             RigEnd{false, kAll, 0},
-             {"Handshake Communication Error", kSomeProblem, Try(1), "!" + kFailed})});
+         Row("nine silences are a failed try", Line::Ethernet, kOld, Releases(Lines(9)), kWhole, nineTimes)});
 }
 
 }  // namespace

@@ -28,15 +28,9 @@ TEST(UpgradeU5, Table) {
         rig.printer.serialAfterUpgrade = "SIM0007";
     };
     const auto away = Printer(&PrinterOptions::restartMs, std::uint64_t{120000});
-    const auto atOnce = [](Rig& rig) {
-        rig.timem = 0;
-        rig.printer.programMs = rig.printer.restartMs = 0;
-    };
     PlayRows(
         "U5",
-        {Row("code alone", Line::Ethernet, kBoth, Banks(3), kWhole,
-             {waits, "!" + kTag + "Waiting Answer..."}),
-         Row("one data bank is the last", Line::Serial, kBoth, Banks(4), kWhole,
+        {Row("one data bank is the last", Line::Serial, kBoth, Banks(4), kWhole,
              {waits, kTag + "Sending bank...4/4 (100%)", kTag + "Wait than exit...",
               "!" + kTag + "Waiting Answer..."}),
          Row("another number on USB meanwhile", Line::Usb, kOld, renamed, kWhole,
@@ -47,17 +41,11 @@ TEST(UpgradeU5, Table) {
          Row("an answer too late", Line::Ethernet, kOld, Late(61500), RigEnd{false, 4, 0},
              {kWaitError, kError}),
          Row("the wait is multiplied", Line::Ethernet, kOld, Late(110000, 2), kWhole, {"!" + kWaitError}),
-         Row("an answer as the time is up does not count", Line::Ethernet, kOld, atOnce, RigEnd{false, 4, 0},
-             {kTag + "Read Answer len: 1", kWaitError, kError}),
-         Row("a printer that does not come back", Line::Ethernet, kOld, away, RigEnd{false, 3, 0},
-             {"ReOpen Error. Num max Retry found. Throw Error", kTag + kLost, kError}),
          Row("a printer on USB that does not", Line::Usb, kOld, away, RigEnd{false, 3, 0},
              {kCode + "Different version: Wait printer reset...", "!" + back, kTag + kLost, kError}),
          Row("cut in the code", Line::Ethernet, kBoth,
-             PrinterFaults({Fault::Cut(Exchange::BankGroup, 300).At(1)}), kNothing, {kCode + kLost, kError}),
-         Row("cut in a data bank", Line::Ethernet, kOld,
-             PrinterFaults({Fault::Cut(Exchange::DataBank, 9).At(1)}), RigEnd{false, 3, 0},
-             {kTag + kLost, kError})});
+             PrinterFaults({Fault::Cut(Exchange::BankGroup, 300).At(1)}), kNothing,
+             {kCode + kLost, kError})});
     for (const unsigned char answer : Bytes{0x33, 0x44, 0x66, 0x77, 0x88, 0x99})
         PlayRows("U5",
                  {Row("refused", Line::Usb, kOld, Answers({0x95, 0x00, answer, 0xAA}), RigEnd{false, 4, 0},
