@@ -1,7 +1,5 @@
 // The flow around the firmware, which the procedures share: what is enabled, what fails, and how long it
 // waits. The order of its steps is held by the recorded conversations.
-#include "upgrade/UpgradeEngine.h"
-
 #include <numeric>
 
 #include "harness/Rig.h"
@@ -17,22 +15,21 @@ TEST(UpgradeEngine, WhatIsEnabledAndWhatFails) {
     const std::string noAfter = "Upgrade After Modules not enabled in command line arguments ";
     const std::string noFw = "Upgrade FW not enabled in command line arguments ";
     const Given refuses = PrinterFaults({Fault::Says(Exchange::Module, {0x77})});
-    const auto fontAlone = [](Rig& rig) {
-        rig.list = [](PSWComponents& list) {
-            list.ResetList();
-            list.Add(0x2002);
-        };
+    const auto tooShort = [](Rig& rig) {
+        rig.package.modules.clear();
+        rig.package.firmware = simulator::SampleFiles::MakeFirmware("106", 5 * rig.package.bankSize - 1);
     };
+    for (const char* mode : {"U1", "U2", "U3", "U4", "U5"})
+        PlayRows(mode, {Row("a byte is missing", Line::Usb, kBoth, tooShort, kNothing,
+                            {"Upgrade file wrong or incomplete:"})});
     for (const std::string mode : {"U1", "U2", "U3", "U4", "U5", "U6"}) {
         const bool before = mode == "U1" || mode == "U3";  // the font goes before the firmware
-        PlayRows(
-            mode,
-            {Row("firmware alone", Line::Usb, kNew, Components(1), RigEnd{true, kAll, 0},
-                 {(mode == "U2" ? "!" : "") + noBefore, "Send FW:1", noAfter}),
-             Row("modules alone", Line::Usb, kNew, Components(2), RigEnd{true, 0, kAll}, {noFw}),
-             Row("no firmware in the list", Line::Usb, kNew, fontAlone, RigEnd{true, 0, 1}, {"Skip Fw..."}),
-             Row("the first module fails", Line::Usb, kNew, refuses, RigEnd{false, before ? 0 : kAll, 0},
-                 {"SendAllModules Failed...", "Upgrade Error!"})});
+        PlayRows(mode,
+                 {Row("firmware alone", Line::Usb, kNew, Components(1), RigEnd{true, kAll, 0},
+                      {(mode == "U2" ? "!" : "") + noBefore, "Send FW:1", noAfter}),
+                  Row("modules alone", Line::Usb, kNew, Components(2), RigEnd{true, 0, kAll}, {noFw}),
+                  Row("the first module fails", Line::Usb, kNew, refuses, RigEnd{false, before ? 0 : kAll, 0},
+                      {"SendAllModules Failed...", "Upgrade Error!"})});
     }
     PlayRows("U2", {Row("no USB", Line::Serial, kNew, {}, kNothing,
                         {"Upgrade U2 just support USB port error \\n"})});
