@@ -24,6 +24,7 @@ Given Entry(const std::string& answer) {
 TEST(UpgradeU2AndU4, Table) {
     const std::string odd = "Wrong response from device! Exit from upgrade procedure...";
     const auto slow = [](std::uint64_t ms) { return Chip({BootFault::Late(Device::kProgrammingState, ms)}); };
+    const Given empty = [](Rig& rig) { rig.package.banks = 0; };
     const Given odd48 = Chip({BootFault::Says(Device::kUnitSize, {0x37, 2, 0, 48, 0})});
     const Lines noFit{kError, "![StartUpgradeUsb]Sending Boot Program Status Inquiry command"};
     const Lines notOpen{kInit + "Open Renesas device Error", kInitError, "!" + kResetting};
@@ -34,6 +35,7 @@ TEST(UpgradeU2AndU4, Table) {
                   BootRow("never there", line, Both(NeverThere(), Times(2)), kNothing, {kNoDevice}, 90000),
                   BootRow("not waited for", line, Times(0), kNothing, {kNoDevice}, 1),
                   BootRow("units that do not fit", line, odd48, kNothing, noFit),
+                  BootRow("no firmware", line, empty, kNothing, {"Upgrade file wrong or incomplete:"}, 1),
                   BootRow("slow to begin", line, slow(29950), kWhole, {}),
                   BootRow("too slow", line, slow(31050), kNothing, {kWrong, kInitError})});
     }
