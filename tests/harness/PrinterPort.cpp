@@ -65,15 +65,12 @@ PrinterPort::PrinterPort(VirtualClock& clock, simulator::DeviceModel& model, Lin
 // Names and presence
 
 bool PrinterPort::Init(char* pid, char* addr) {
-    named = std::string(pid) + "|" + addr;
     return Find({PRINTER_VENDOR_ID, pid, addr}, true);
 }
-bool PrinterPort::Init(char* device, int baudrate, int flowcontrol) {
-    named = std::string(device) + "|" + std::to_string(baudrate) + "|" + std::to_string(flowcontrol);
+bool PrinterPort::Init(char*, int, int) {
     return iPortType == COMMPORT_SERIAL;
 }
-bool PrinterPort::Init(char* host, int port) {
-    named = std::string(host) + "|" + std::to_string(port);
+bool PrinterPort::Init(char*, int) {
     return IsEthernet();
 }
 bool PrinterPort::InitWithVid(char* vid, char* pid, char* serial) {
@@ -318,9 +315,9 @@ std::unique_ptr<BootPort> ModelUsb::MakePort() {
 
 bool ModelUsb::ListDevices(const char* vid, std::string& list) {
     port_.Pass();
-    list = port_.line_.listedBefore;
+    list.clear();
     const std::optional<simulator::UsbIdentity> usb = port_.model_.OnUsb(port_.at_);
     if (usb && Hex(usb->vendor, 4) == vid)
         list += std::string(vid) + "|" + Hex(usb->product, 4) + "|" + usb->serial + "\n";
-    return port_.line_.bLists;
+    return true;
 }

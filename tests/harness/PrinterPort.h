@@ -35,8 +35,6 @@ struct LinePlan {
     std::vector<std::string> calls;            ///< in order
     bool bGone = false;                        ///< the device is out of reach for good
     bool bRecord = false;                      ///< the conversation goes to standard output
-    std::string listedBefore;                  ///< lines of other boot devices, before this one
-    bool bLists = true;                        ///< whether the bus can be listed
     std::vector<simulator::Bytes> usbAnswers;  ///< what the device on USB has to say, each one transfer
 
     /// Counts a call; what is to go wrong with it.
@@ -86,8 +84,6 @@ class PrinterPort final : public CComPort, public BootPort {
     /// Lets the device live up to now: it is called whenever time has passed.
     void Pass();
     bool IsOpen() const { return open_; }
-
-    std::string named;  ///< what Init was given, its values joined by "|"
 
  private:
     friend class ModelUsb;

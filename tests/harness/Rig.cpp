@@ -25,14 +25,14 @@ COMMPORTTYPE PortOf(Line line) {
     return line == Line::Usb ? COMMPORT_USB : COMMPORT_ETHERNET;
 }
 
-CommPortSettings SettingsOf(Line line, const std::string& usbName) {
+CommPortSettings SettingsOf(Line line) {
     CommPortSettings settings;
     settings.type = PortOf(line);
     std::snprintf(settings.szSerDevice, sizeof settings.szSerDevice, "/dev/ttyS7");
     settings.iBaudrate = 9600;
     std::snprintf(settings.szEthAddress, sizeof settings.szEthAddress, "10.0.0.5");
     settings.iEthPort = 9100;
-    std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "%s", usbName.c_str());
+    std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "F0F0|0205|SIM0001");
     return settings;
 }
 
@@ -107,7 +107,6 @@ bool Rig::Run() {
     if (port.uiTimeoutRX == 2 * before[1]) port.uiTimeoutRX /= 2;  // a serial line that was opened
     bSettingsBack = settings() == before;
     bClosed = !port.IsOpen();
-    named = port.named;
     waits = clock.waits;
     clock.Advance(kSettleMs);
     port.Pass();
@@ -125,12 +124,10 @@ bool Rig::Play(CComPort& port) {
                : !file.LoadPSWFromMemory(bytes.data(), size, false)) {
         return false;
     }
-    if (list) list(file.pswComponents);
     PrinterComm comm(components, timem);
-    CommPortSettings settings = SettingsOf(printer.line, usbName);
-    const bool verdict = operation ? operation(comm, &port, &settings)
-                         : module  ? comm.PrnCom_WriteModule(&port, &data, &settings, nullptr)
-                                   : comm.PrnCom_UpgradePrinter(&port, &file, &settings, &file.pswComponents);
+    CommPortSettings settings = SettingsOf(printer.line);
+    const bool verdict = module ? comm.PrnCom_WriteModule(&port, &data, &settings, nullptr)
+                                : comm.PrnCom_UpgradePrinter(&port, &file, &settings, &file.pswComponents);
     errorCode = comm.iErrorCode;
     return verdict;
 }

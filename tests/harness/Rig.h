@@ -8,7 +8,6 @@
 
 #include "harness/LogCapture.h"
 #include "harness/PrinterPort.h"
-#include "package/PSWComponents.h"
 #include "printer/PrinterComm.h"
 #include "simulator/PrinterModel.h"
 #include "simulator/SampleFiles.h"
@@ -40,11 +39,7 @@ class Rig {
     LinePlan line;                              ///< what goes wrong on the line
     int timem = 1;                              ///< -m
     int components = 3;                         ///< -c
-    std::string usbName = "F0F0|0205|SIM0001";  ///< -d of a USB port
-    std::function<void(PSWComponents&)> list;   ///< changes what the package is said to bring
     bool bSilent = false;                       ///< keeps no log, to be quick
-    /// Something else than an upgrade or a module; the port is not open.
-    std::function<bool(PrinterComm&, CComPort*, CommPortSettings*)> operation;
 
     // ---- what came of it ----
     /// The verdict. A rig runs once.
@@ -56,7 +51,6 @@ class Rig {
     std::vector<std::uint64_t> waits;  ///< all of them, in microseconds
     bool bSettingsBack = false;        ///< the port's time-outs and packet size are as they were before
     bool bClosed = false;              ///< so is the port
-    std::string named;                 ///< what the port was told to be
     std::unique_ptr<simulator::PrinterModel> model;
     /// Firmware and modules as the printer must have them after a whole upgrade.
     Bytes Firmware() const;

@@ -17,12 +17,3 @@ inline Given Chip(const std::vector<simulator::BootFault>& faults) {
 inline Given NeverThere() {
     return Printer(&PrinterOptions::bootDelayMs, simulator::DeviceModel::kNever);
 }
-inline Given ListedBefore(const std::string& devices) {
-    return [=](Rig& rig) { rig.line.listedBefore = devices; };
-}
-inline Given FailsOpen(int number) {
-    return LineFaults({{"Open", LineFault::kError, number}});
-}
-inline int CallsOf(const Rig& rig, const std::string& call) {
-    return static_cast<int>(std::count(rig.line.calls.begin(), rig.line.calls.end(), call));
-}

@@ -67,11 +67,6 @@ constexpr Kind kKinds[] = {{"U1", Line::Serial},     {"U1", Line::Ethernet},    
                            {"U6", Line::Serial},     {"U6", Line::Ethernet},     {"U6", Line::Usb},
                            {"module", Line::Serial}, {"module", Line::Ethernet}, {"module", Line::Usb}};
 
-std::string NameOf(const testing::TestParamInfo<Kind>& each) {
-    const char* const lines[] = {"Serial", "Ethernet", "Usb"};
-    return std::string(each.param.mode) + lines[static_cast<int>(each.param.line)];
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, LineFaults, testing::ValuesIn(kKinds), NameOf);
+INSTANTIATE_TEST_SUITE_P(Each, LineFaults, testing::ValuesIn(kKinds));
 
 }  // namespace

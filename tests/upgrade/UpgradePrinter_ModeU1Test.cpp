@@ -12,8 +12,6 @@ const std::string kSomeProblem =
 const std::string kRepeat = "You have problem during the upgrade procedure.  Please repeat the upgrade.";
 const std::string kService =
     "You have a serious problem during upgrade phase. Please send your printer to Quorva Technical Service.";
-const std::string kNoRelease = "Read FW Release Error";
-const std::string kNotProgrammed = "Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED";
 
 std::string Try(int number) {
     return "Error on sending banks. This is the " + std::to_string(number) + "/3 try.";
@@ -27,46 +25,26 @@ Fault Late(std::uint64_t ms) {
 Given Setting(const char* text) {
     return Printer(&PrinterOptions::configuration, std::string(text));
 }
-/// The inquiries after a group on Ethernet: the 4th of the run and each second one from there; "" is silence.
-Given Releases(const std::vector<std::string>& answers) {
-    std::vector<Fault> faults;
-    for (const std::string& answer : answers) {
-        Fault fault = answer.empty() ? Fault::Silence(Exchange::Release)
-                                     : Fault::Says(Exchange::Release, {answer.begin(), answer.end()});
-        faults.push_back(fault.At(4 + 2 * static_cast<int>(faults.size())));
-    }
-    return PrinterFaults(faults);
-}
 
 TEST(UpgradeU1, AnsweredGroups) {
-    const auto back = [](const Rig& rig) { EXPECT_TRUE(rig.bSettingsBack); };
     const Given threeTries = Both(PrinterFaults({Answers({0x99}, 1), Answers({0x77}, 2), Answers({0x88}, 3)}),
                                   LineFaults({{"ReOpen", LineFault::kError, 2, 10}}));
     const Given fourTries = PrinterFaults({Answers({0x33, 0x33}, 1), Answers({0x99}, 2),
                                            Fault::Silence(Exchange::BankGroup).At(3), Answers({0x77}, 4)});
-    PlayRows(
-        "U1",
-        {Row("taken at the fourth try, and the port stays away", Line::Serial, kOld, threeTries, kWhole,
-             {"Programming answer: 0x99", "Answer: ERROR_CECKSUM", kFailed, kRepeat, Try(1),
-              "Answer: ERROR_BANK_NOT_PROGRAMMED", kFailed, kService, Try(2),
-              "Answer: ERROR_BANK_NOT_DELETED", kFailed, kService, Try(3), "ReOpen Error. Retry 9",
-              "ReOpen Error. Num max Retry found. Throw Error", kAnswered, kDone, "!" + Try(4)},
-             back),
-         Row("four tries at most; a silent failure keeps the text of the one before", Line::Usb, kBoth,
-             fourTries, RigEnd{false, 0, 1},
-             {kSomeProblem, Try(1), kRepeat, Try(2), kRepeat, Try(3), kService, Try(4), "!" + kDone}, back),
-         Row("no start command", Line::Serial, kOld, LineFaults({{"Write", LineFault::kError, 12}}), kNothing,
-             {"ERROR_COMMAND_TO_SEND_BANK", "!" + Try(1)}, back),
-         Row("half of the second block", Line::Serial, kOld, LineFaults({{"Write", LineFault::kShort, 14}}),
-             kWhole, {"Sending flash block end  ...2/5", kSomeProblem, Try(1)}, back),
-         Row("not all has arrived: it is not sent again", Line::Serial, kOld, LineFaults({{"Drain"}}),
-             RigEnd{false, kAll, 0}, {kSomeProblem, Try(1), "!" + Try(2), "!" + kDone}),
-         Row("an answer as the time is up", Line::Serial, kOld, PrinterFaults({Late(107900)}), kWhole,
-             {kAnswered, "!" + Try(1)}),
-         Row("an answer too late", Line::Serial, kOld, PrinterFaults({Late(108600)}), kWhole, {Try(1)}),
-         Row("the time is multiplied", Line::Usb, kOld, Both(Times(2), PrinterFaults({Late(200000)})), kWhole,
-             {kAnswered, "!" + Try(1)}),
-         Row("one read when there is no time", Line::Serial, kOld, Times(0), kWhole, {kDone, "!" + Try(1)})});
+    PlayRows("U1",
+             {Row("taken at the fourth try, and the port stays away", Line::Serial, kOld, threeTries, kWhole,
+                  {"Programming answer: 0x99", "Answer: ERROR_CECKSUM", kFailed, kRepeat, Try(1),
+                   "Answer: ERROR_BANK_NOT_PROGRAMMED", kFailed, kService, Try(2),
+                   "Answer: ERROR_BANK_NOT_DELETED", kFailed, kService, Try(3), "ReOpen Error. Retry 9",
+                   "ReOpen Error. Num max Retry found. Throw Error", kAnswered, kDone, "!" + Try(4)}),
+              Row("four tries at most; a silent failure keeps the text of the one before", Line::Usb, kBoth,
+                  fourTries, RigEnd{false, 0, 1},
+                  {kSomeProblem, Try(1), kRepeat, Try(2), kRepeat, Try(3), kService, Try(4), "!" + kDone}),
+              Row("not all has arrived: it is not sent again", Line::Serial, kOld, LineFaults({{"Drain"}}),
+                  RigEnd{false, kAll, 0}, {kSomeProblem, Try(1), "!" + Try(2), "!" + kDone}),
+              Row("an answer too late", Line::Serial, kOld, PrinterFaults({Late(108600)}), kWhole, {Try(1)}),
+              Row("the time is multiplied", Line::Usb, kOld, Both(Times(2), PrinterFaults({Late(200000)})),
+                  kWhole, {kAnswered, "!" + Try(1)})});
     const std::pair<unsigned char, const char*> ends[] = {
         {0x66, "ERROR_BANK_DAMAGED"}, {0x55, "ERROR_SEND_SIGN"}, {0x00, "ERROR_DEFAULT_CASE"}};
     for (const auto& [answer, text] : ends)
@@ -78,40 +56,24 @@ TEST(UpgradeU1, SettingOfAUsbPrinter) {
     const std::string line = "iUSB_PRG_ANSWER:";
     const std::string away = "Different version: Wait printer reset...";
     const auto release = Printer(&PrinterOptions::release, std::string("1.06"));
-    const auto stays = Printer(&PrinterOptions::restartMs, std::uint64_t{60000});
-    const auto takes = [](std::uint64_t ms) { return [=](const Rig& rig) { EXPECT_EQ(rig.namedMs, ms); }; };
-    PlayRows(
-        "U1",
-        {Row("no answer, and it stays away", Line::Usb, kOld, Both(Setting("0"), stays), kWhole,
-             {away, kDone, "!" + kAnswered}, takes(30000 + 3000)),
-         Row("no answer, the same release", Line::Usb, kOld, Both(Setting("0"), release), kWhole,
-             {line + "0", "Same version: Wait then exit...", kDone, "!" + away}, takes(6000 + 3000)),
-         Row("the first piece that is not empty", Line::Usb, kBoth, Setting(";;0;1"), kWhole,
-             {line + "0", away, "Different version: Printer reset..."}),
-         Row("another number", Line::Usb, kOld, Setting("2;0"), kWhole, {line + "2", kAnswered}),
-         Row("no number", Line::Usb, kOld, Setting("x;0"), kWhole, {kAnswered, "!" + line + "0"}),
-         Row("it speaks of USB alone", Line::Serial, kOld, Setting("0"), kWhole, {line + "0", kAnswered})});
+    PlayRows("U1", {Row("no answer, the same release", Line::Usb, kOld, Both(Setting("0"), release), kWhole,
+                        {line + "0", "Same version: Wait then exit...", kDone, "!" + away}),
+                    Row("the first piece that is not empty", Line::Usb, kBoth, Setting(";;0;1"), kWhole,
+                        {line + "0", away, "Different version: Printer reset..."})});
 }
 
 TEST(UpgradeU1, EthernetIsJudgedByTheRelease) {
     const std::string right = "Upgrade succesfully, version correct. Force NO_ERROR_COM";
-    Lines nineTimes(9, kNoRelease);
-    nineTimes.insert(nineTimes.end(), {kNotProgrammed, kFailed, kService, Try(1), right, kDone});
-    PlayRows(
-        "U1",
-        {Row("the same before", Line::Ethernet, kBoth, Printer(&PrinterOptions::release, std::string("1.06")),
-             kWhole, {"Waiting before closing port..", "Same version. Force NO_ERROR_COM", kDone}),
-         Row("at last the right one", Line::Ethernet, kOld, Releases({"1.06 ", "106", ""}), kWhole,
-             {kNoRelease, kNoRelease, kNoRelease, "New FW Release :1.06", right, kDone}),
-         Row("another one after each try", Line::Ethernet, kOld,
-             Printer(&PrinterOptions::releaseAfter, std::string("1.04")), RigEnd{false, kAll, 0},
-             {"New FW Release :1.04", kNotProgrammed, kFailed, kService, Try(1), kFailed, Try(4)}),
-         Row("nine silences are a failed try", Line::Ethernet, kOld, Releases(Lines(9)), kWhole, nineTimes),
-         Row("eight are not", Line::Ethernet, kOld, Releases(Lines(8)), kWhole, {right, kDone, "!" + Try(1)}),
-         Row("no handshake afterwards", Line::Ethernet, kOld,
-             PrinterFaults({Fault::Silence(Exchange::Status).Between(2, Fault::kAlways)}),
-             RigEnd{false, kAll, 0},
-             {"Handshake Communication Error", kSomeProblem, Try(1), "!" + kFailed})});
+    PlayRows("U1", {Row("the same before", Line::Ethernet, kBoth,
+                        Printer(&PrinterOptions::release, std::string("1.06")), kWhole,
+                        {"Waiting before closing port..", "Same version. Force NO_ERROR_COM", kDone}),
+                    Row("at last the right one", Line::Ethernet, kOld,
+                        PrinterFaults({Fault::Silence(Exchange::Release).At(4)}), kWhole,
+                        {"Read FW Release Error", right, kDone}),
+                    Row("another one after each try", Line::Ethernet, kOld,
+                        Printer(&PrinterOptions::releaseAfter, std::string("1.04")), RigEnd{false, kAll, 0},
+                        {"New FW Release :1.04", "Upgrade Error, so force ERROR_BANK_NOT_PROGRAMMED", kFailed,
+                         kService, Try(1), kFailed, Try(4)})});
 }
 
 }  // namespace
