@@ -18,10 +18,8 @@
 #include "port/ComPortUsb.h"
 #include "printer/PrinterComm.h"
 #include "support/GenericFunctions.h"
-#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Text.h"
-#include "terminal/Session.h"
 
 // The operations below are what the tests of the command line call; the program enters through `main` alone.
 void parse_args(int argc, char** argv);
@@ -74,14 +72,8 @@ int NumberOf(const char* word) {
     return value < INT32_MIN ? INT32_MIN : static_cast<int>(value);
 }
 
-/// Prints the last line of a run.
-void PrintLast(const char* line) {
-    Listener::Tell(Listener::Event::LastLine, 0, line);
-    std::puts(line);
-}
-
 [[noreturn]] void EndRun(const char* line) {
-    PrintLast(line);
+    std::puts(line);
     std::exit(kFailure);
 }
 
@@ -96,9 +88,7 @@ void OccupyStandardStreams() {
 [[noreturn]] void ListUsbPrinters() {
     char list[kTextSize] = {};
     char error[kTextSize] = {};
-    const bool listed = CComPortUsb::GetDeviceList(list, sizeof list, error, sizeof error, nullptr);
-    if (!listed || list[0] == '\0') Listener::Tell(Listener::Event::LastLine, 0, "LIST USB DEVICES");
-    if (listed)
+    if (CComPortUsb::GetDeviceList(list, sizeof list, error, sizeof error, nullptr))
         std::printf("LIST USB DEVICES:\n%s\n", list);
     else
         std::puts("LIST USB DEVICES ERROR");
@@ -194,7 +184,6 @@ bool WriteModule(PrinterComm& printer, CComPort* port, CommPortSettings* setting
 bool UpgradeFirmware(PrinterComm& printer, CComPort* port, CommPortSettings* settings) {
     const auto package = std::make_unique<PSWFile>();
     if (!package->LoadPSWFromFile(filename, true)) EndRun("LoadPSWFromFile FAILURE");
-    if (Session* const session = Session::Current()) session->Know(*package);
     if (enable_debug != 0) {
         char text[kTextSize] = {};
         package->GetFileInfo(text, sizeof text);
@@ -213,13 +202,12 @@ int Run() {
     PrinterComm printer(upg_components, timem);
     const std::shared_ptr<CComPort> port = CreatePort(commPortType);
     if (printerversion != 0) {
-        if (!printer.PrnCom_ReadSetupData(port.get(), &settings))
-            Listener::Tell(Listener::Event::LastLine, 0, "--printerversion");
+        printer.PrnCom_ReadSetupData(port.get(), &settings);
         return 0;
     }
     const bool done = isMod == 1 ? WriteModule(printer, port.get(), &settings)
                                  : UpgradeFirmware(printer, port.get(), &settings);
-    PrintLast(done ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
+    std::puts(done ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
     return done ? 0 : kFailure;
 }
 
@@ -312,8 +300,6 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     parse_args(argc, argv);
     if (enable_debug != 0) Log::SetLogEnable(1, true);
-    Session::Begin(
-        {{argv + 1, argv + argc}, filename, type, device, timem, upg_components, enable_debug != 0});
     if (usbdevlist != 0) ListUsbPrinters();
     std::exit(Run());
 }

@@ -21,7 +21,6 @@
 
 #include "port/PortWaits.h"
 #include "support/Clock.h"
-#include "support/Listener.h"
 #include "support/Text.h"
 
 namespace {
@@ -115,17 +114,12 @@ const char* CComPortEth::Connect() {
 
 const char* CComPortEth::ConnectWithinTimeout(const sockaddr_in& peer) {
     if (connect(iSocket, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0) return nullptr;
-    if (errno != EINPROGRESS) {
-        Listener::Tell(Listener::Event::SystemError, errno);
-        return "Error to connect socket";
-    }
+    if (errno != EINPROGRESS) return "Error to connect socket";
     if (!WaitForDescriptor(iSocket, DescriptorEvent::Writable, uiTimeoutTX)) return "Timeout or error()";
     int error = 0;
     socklen_t size = sizeof(error);
-    if (getsockopt(iSocket, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0) {
-        Listener::Tell(Listener::Event::SystemError, error);
+    if (getsockopt(iSocket, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
         return "Error in connection()";
-    }
     return nullptr;
 }
 
@@ -177,15 +171,11 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
     do {
         sent = send(iSocket, buf, len, MSG_NOSIGNAL);  // a connection that is gone must not end the program
     } while (sent == -1 && errno == EINTR);
-    if (sent > 0) {
-        Listener::Wrote(static_cast<unsigned int>(sent));
-        return static_cast<unsigned int>(sent);
-    }
+    if (sent > 0) return static_cast<unsigned int>(sent);
     if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) {
         Close();
         return FailTransfer(kConnectionBroke, err);
     }
-    Listener::Wrote(0);
     return 0;  // without an error: the peer was only slow, and what was not sent is sent again
 }
 
@@ -208,13 +198,10 @@ bool CComPortEth::Drain() {
 unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned int* err) {
     if (!OpenFor("EthRead", err)) return 0;
     ApplyTimeout(SO_RCVTIMEO, uiTimeoutRX, uiAppliedRX);
-    ssize_t received = -1;
-    // Somebody who watches sees that a read of seconds goes on.
-    if (Listener::Get() == nullptr || WaitForDescriptor(iSocket, DescriptorEvent::Readable, uiTimeoutRX)) {
-        do {
-            received = recv(iSocket, buf, len, 0);
-        } while (received == -1 && errno == EINTR);
-    }
+    ssize_t received = 0;
+    do {
+        received = recv(iSocket, buf, len, 0);
+    } while (received == -1 && errno == EINTR);
     if (received > 0) return static_cast<unsigned int>(received);
     if (received == -1) FailTransfer("EthRead Error", err);
     // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects

@@ -11,7 +11,6 @@
 #include "port/PrinterVendorId.h"
 #include "port/UsbSearch.h"
 #include "support/Clock.h"
-#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Text.h"
 
@@ -207,7 +206,6 @@ unsigned int CComPortUsb::UsbWrite(unsigned char* buf, unsigned int len, unsigne
     if (libusb_bulk_transfer(pHandle.get(), static_cast<unsigned char>(uiEpOut), buf, TransferLength(len),
                              &taken, TransferTimeout(uiTimeoutTX)) != LIBUSB_SUCCESS)
         return FailTransfer("Write Error", err);
-    Listener::Wrote(static_cast<unsigned int>(taken));
     return static_cast<unsigned int>(taken);
 }
 
@@ -230,10 +228,7 @@ bool CComPortUsb::ControlTransfer(unsigned char requestType, unsigned char reque
     if (pHandle != nullptr)
         result = libusb_control_transfer(pHandle.get(), requestType, request, value, index, data, length,
                                          Clock::Get().BlockingTimeout(timeout));
-    if (result >= 0) {
-        Listener::Wrote(length);
-        return true;
-    }
+    if (result >= 0) return true;
     const char* reason = "";
     switch (result) {
         case LIBUSB_ERROR_PIPE:

@@ -4,8 +4,6 @@
 
 #include <cstdint>
 
-#include "support/Listener.h"
-
 /// The one place of the program that reads a clock or waits. Tests install a clock of their own, so that
 /// hours of protocol pass in seconds; the program runs on the system's.
 class Clock {
@@ -61,8 +59,6 @@ class Deadline {
         if (__builtin_mul_overflow(wait.Ms(), 1000, &us) || __builtin_add_overflow(endUs_, us, &endUs_)) {
             endUs_ = INT64_MAX;
         }
-        if (us >= kToldUs && Listener::Get() != nullptr)
-            Listener::Get()->OnLimit(static_cast<std::uint64_t>(us));
     }
 
     bool IsOver() const { return NowUs() >= endUs_; }
@@ -74,8 +70,6 @@ class Deadline {
     }
 
  private:
-    static constexpr std::int64_t kToldUs = 1000000;  // what a person would notice
-
     static std::int64_t NowUs() { return static_cast<std::int64_t>(Clock::Get().MonotonicUs()); }
 
     std::int64_t endUs_;

@@ -10,7 +10,6 @@
 #include "package/PSWFile.h"
 #include "port/ComPort.h"
 #include "support/Clock.h"
-#include "support/Listener.h"
 #include "support/Log.h"
 #include "upgrade/ModuleAnswer.h"
 
@@ -180,7 +179,6 @@ bool UpgradePrinter::SendModuleToDevice(CComPort& port, ModulesAvailable::Module
     }
     const int writeTimeout = port.GetTimeoutTX();
     port.SetTimeoutTX(WriteTimeoutOf(type, kTag));
-    if (Listener* const listener = Listener::Get()) listener->OnModule(data, size);
     unsigned int err = 0;  // not looked at: the printer's answer decides
     port.WritePackets(data, size > 0 ? static_cast<unsigned int>(size) : 0, 20, 4096, &err);
     Log::WriteLog(kTag, "Waiting Answer...");
