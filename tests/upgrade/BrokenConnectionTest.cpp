@@ -28,7 +28,7 @@ constexpr int kWindow = 2304;
 constexpr std::size_t kFits = 6000;
 constexpr std::size_t kDoesNotFit = 40000;  // five of them into the send buffer
 
-enum class Fault { kResets, kCloses, kStops, kPauses, kUnplugged };
+enum class Fault { kResets, kCloses, kStops, kPauses, kUnplugged, kUnpluggedFor15s };
 
 struct Case {
     int mode;  // of the engine
@@ -107,7 +107,8 @@ class Printer {
         hasAll = taken_ == Before(run_, kEnd);
         const int now = 1;
         setsockopt(line.Get(), IPPROTO_TCP, TCP_QUICKACK, &now, sizeof now);
-        const bool pauses = run_.fault == Fault::kPauses;
+        const bool returns = run_.fault == Fault::kUnpluggedFor15s;
+        const bool pauses = returns || run_.fault == Fault::kPauses;
         if (pauses && hasAll) return true;
         const linger reset{1, 0};
         if (run_.fault == Fault::kResets) setsockopt(line.Get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
@@ -115,8 +116,13 @@ class Printer {
             shutdown(line.Get(), SHUT_RDWR);
             if (run_.place != kProgram) ReceiveFrom(line, kDoesNotFit, 5);
         }
-        if (run_.fault == Fault::kUnplugged) EXPECT_EQ(std::system("ip link set plug down"), 0);
-        if (pauses) Sleep({200000});
+        if (returns || run_.fault == Fault::kUnplugged) {
+            EXPECT_EQ(std::system("ip link set plug down"), 0);
+        }
+        if (pauses) Sleep({returns ? 15000 : 200000});
+        if (returns) {
+            EXPECT_EQ(std::system("ip link set plug up"), 0);
+        }
         at_ = pauses ? Before(run_, kEnd) : at_;
         const bool stops = run_.fault == Fault::kStops || run_.fault == Fault::kUnplugged;
         while (stops && !over_) poll(nullptr, 0, 5);
@@ -203,20 +209,24 @@ bool LayCable(std::unique_ptr<Printer>& printer, const Case& run) {
     return setns(own.Get(), CLONE_NEWNET) == 0 && laid;
 }
 
-TEST(BrokenCable, IsAFailureAfter300Seconds) {
-    const simulator::ScaledClock clock(100, 200);
-    const Case run{3, kDoesNotFit, 3, Fault::kUnplugged};
-    std::unique_ptr<Printer> printer;
-    bool laid = false;
-    std::thread([&] {
-        laid = LayCable(printer, run);
-        EXPECT_FALSE(laid && Upgrade(run, "198.51.100.2", printer->Port()));
-    }).join();
-    if (!laid) GTEST_SKIP() << "needs root and iproute2";
-    // A second of real time for what does not follow the clock: TCP's shortest timer, and this machine.
-    EXPECT_LT(Clock::Get().MonotonicUs() - printer->faultedUs, (310U + 100U) * 1000000);
-    printer->Stop();
-    EXPECT_FALSE(printer->hasAll);
+TEST(BrokenCable, IsAFailureAfter300SecondsAndNoneAfter15) {
+    for (const Fault fault : {Fault::kUnplugged, Fault::kUnpluggedFor15s}) {
+        const simulator::ScaledClock clock(100, 200);
+        const Case run{3, kDoesNotFit, 3, fault};
+        const bool returns = fault == Fault::kUnpluggedFor15s;
+        std::unique_ptr<Printer> printer;
+        bool laid = false;
+        std::thread([&] {
+            laid = LayCable(printer, run);
+            EXPECT_EQ(laid && Upgrade(run, "198.51.100.2", printer->Port()), laid && returns);
+        }).join();
+        if (!laid) GTEST_SKIP() << "needs root and iproute2";
+        // A second of real time for what does not follow the clock: TCP's shortest timer, and this machine.
+        EXPECT_LT(Clock::Get().MonotonicUs() - printer->faultedUs, (310U + 100U) * 1000000);
+        printer->Stop();
+        EXPECT_EQ(printer->hasAll, returns);
+        EXPECT_EQ(printer->begunAnew, Lines{});
+    }
 }
 
 }  // namespace
