@@ -84,29 +84,21 @@ TEST(Front, WhatCannotBeLoadedOrOpenedIsAFailureThatTouchesNoPrinter) {
     module[5000] ^= 1;
     const TemporaryFile cut("cut.pfw", package);
     const TemporaryFile wrong("wrong.mod", module);
-    const std::string open = "[OpenCommunicationPort]";
     const struct {
         std::string file;
-        Lines port, shown;
+        Lines port;
         std::string last = "UPGRADE FAILURE";
-    } rows[] = {{cut.path, printer.device, {}, "LoadPSWFromFile FAILURE"},
-                {wrong.path, printer.device, {}, "LoadModuleFromFile FAILURE"},
-                {PackageFile().path, {"-t", "usb", "-d", "ANY"}, {}, "device argument not valid"},
-                {PackageFile().path,
-                 {"-t", "usb", "-d", "F0F0|0205|ABC1"},
-                 {open + "USB PRN Port", open + "Error: "}},
-                {PackageFile().path,
-                 {"-t", "eth", "-d", "127.0.0.1:1"},
-                 {open + "ETH Port", open + "Error: Open ETH Device Error"}},
-                {PackageFile().path,
-                 {"-t", "ser", "-d", cut.path + ":9600:HW"},
-                 {open + "COM Port", open + "Error: Open RS232 Device Error"}}};
+    } rows[] = {{cut.path, printer.device, "LoadPSWFromFile FAILURE"},
+                {wrong.path, printer.device, "LoadModuleFromFile FAILURE"},
+                {PackageFile().path, {"-t", "usb", "-d", "ANY"}, "device argument not valid"},
+                {PackageFile().path, {"-t", "usb", "-d", "F0F0|0205|ABC1"}},
+                {PackageFile().path, {"-t", "eth", "-d", "127.0.0.1:1"}},
+                {PackageFile().path, {"-t", "ser", "-d", cut.path + ":9600:HW"}}};
     for (const auto& row : rows) {
         Lines words{"-v", "-f", row.file};
         words.insert(words.end(), row.port.begin(), row.port.end());
         const RunResult run = Program(words, bus.ChildEnvironment()).End();
         EXPECT_EQ(run.status, kFailure);
-        for (const std::string& line : row.shown) EXPECT_TRUE(run.Has(line)) << run;
         EXPECT_EQ(run.lines.back(), row.last);
     }
     EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::ProtocolVersion); }), 0);
@@ -142,7 +134,7 @@ TEST(Front, PrintersOnUsbAreListedAndFoundByProductAndTheLastCharacterOfTheirSer
     int asked = 0;
     const auto count = [](const auto& model) { return model.Count(Exchange::SetupHeader); };
     for (const auto& [name, found] : {std::pair{"ANY", first},
-                                      {"F0F0|0205|OTHER-1", true},
+                                      {"1234|0205|OTHER-1", true},
                                       {"F0F0|0205|ABC2", false},
                                       {"F0F0|0206|ABC1", false}}) {
         const RunResult run = printer.Run({"--printerversion", "-v", "-t", "usb", "-d", name});

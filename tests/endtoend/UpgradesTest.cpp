@@ -1,6 +1,4 @@
-// One upgrade that goes well and one that does not for each procedure and port that it has, module files, and
-// one upgrade under valgrind, which ends a program that reads what was never written, touches what is not
-// its own, or leaves memory behind that nothing points to.
+// One upgrade that goes well and one that does not for each procedure and port that it has, and module files.
 #include <functional>
 
 #include "endtoend/EndToEnd.h"
@@ -48,7 +46,6 @@ struct Given {
     simulator::PackageSample package;
     simulator::RenesasBootOptions renesas;      ///< the boot device of U2 and U4
     simulator::SiliconLabsBootOptions silicon;  ///< and of U6
-    endtoend::Start start;
 };
 
 struct Case {
@@ -75,10 +72,7 @@ TEST_P(Upgrades, EndAsTheyShould) {
         given.printer.bootDevice = [&] { return std::make_unique<RenesasBootDevice>(given.renesas); };
     if (mode == "U6")
         given.printer.bootDevice = [&] { return std::make_unique<SiliconLabsBootDevice>(given.silicon); };
-#if defined(__SANITIZE_ADDRESS__)
-    if (!given.start.by.empty()) GTEST_SKIP() << "the sanitizers see to it";
-#endif
-    endtoend::Printer printer{given.printer, given.look, given.start};
+    endtoend::Printer printer{given.printer, given.look};
     const simulator::Bytes module = SampleFiles::MakeModule({});
     const endtoend::TemporaryFile file(isModule ? "font.mod" : "sample.pfw",
                                        isModule ? module : SampleFiles::MakePackage(given.package));
@@ -141,10 +135,7 @@ std::vector<Case> Cases() {
              given.silicon.faults = {BootFault::Vanishes(SiliconLabsBootDevice::kRecord).Between(7, 7)};
          }},
         {"U6CannotBeClaimed", kEthernet, true, "[Open]libusb_claim_interface error",
-         [](Given& given) { given.look.faults.cannotClaim = true; }},
-        {"ModuleUnderValgrind", kEthernet, false, "", [](Given& given) {
-             given.start = {40, 3000, {"valgrind", "-q", "--error-exitcode=99", "--leak-check=full"}};
-         }}};
+         [](Given& given) { given.look.faults.cannotClaim = true; }}};
     bool newForm = false;
     for (const std::string mode : {"U1", "U2", "U3", "U4", "U5", "U6", "Module"})
         for (const auto line : {kSerial, kEthernet, kUsb})

@@ -24,7 +24,7 @@ class ChildProcess {
     /// Waits until `text` is in the output. False when the output ends without it or brings nothing for long.
     bool WaitForText(const std::string& text);
     /// Waits until the program has ended and gives its exit status, or kSignalled and more. A program that
-    /// writes nothing for long, or without end, is killed.
+    /// writes nothing for long is killed.
     int WaitForEnd();
     void Signal(int number);
     /// What the program has written so far, as far as the waits have read it.

@@ -3,19 +3,11 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <iterator>
 #include <string>
 
 #include "simulator/Descriptor.h"
 
 using OwnedDescriptor = simulator::Descriptor;
-
-/// The descriptors that this process has open.
-inline int OpenDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<int>(std::distance(begin(all), end(all))) - 1;  // the directory's own
-}
 
 /// Reads `count` bytes at most at once; none when nothing comes for `waitMs` or the other side has closed.
 inline std::string ReceiveSome(const OwnedDescriptor& from, std::size_t count, int waitMs) {

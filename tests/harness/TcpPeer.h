@@ -13,7 +13,6 @@
 class TcpConnection {
  public:
     explicit TcpConnection(int fd = -1) : fd_(fd) {}
-    bool Accepted() const { return fd_.Get() != -1; }
 
     /// Reads `count` bytes, fewer when the connection ends before.
     std::string Receive(std::size_t count) { return ReceiveFrom(fd_, count, kWaitMs); }
@@ -43,9 +42,9 @@ class TcpListener {
     }
     int Get() const { return fd_.Get(); }
     int Port() const { return port_; }
-    TcpConnection Accept(int waitMs = 5000) {
+    TcpConnection Accept() {
         pollfd event{fd_.Get(), POLLIN, 0};
-        return TcpConnection(poll(&event, 1, waitMs) == 1 ? accept(fd_.Get(), nullptr, nullptr) : -1);
+        return TcpConnection(poll(&event, 1, 5000) == 1 ? accept(fd_.Get(), nullptr, nullptr) : -1);
     }
 
  private:

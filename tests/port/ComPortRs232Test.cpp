@@ -79,20 +79,6 @@ TEST(ComPortRs232, WhatCannotBeOpenedOrSetIsAFailure) {
     }
 }
 
-TEST(ComPortRs232, CloseForgetsTheDeviceAndReOpenDoesNot) {
-    Line line;
-    PtyPair other;
-    EXPECT_TRUE(line.port.BackupPortInfo());
-    ASSERT_TRUE(line.port.Init(other.Path(), 19200, 1));
-    EXPECT_TRUE(line.port.Close());
-    EXPECT_FALSE(line.port.Open());
-    EXPECT_TRUE(line.port.ReOpen());
-    EXPECT_EQ(other.Settings().c_cflag & (CBAUD | CRTSCTS), B19200 | CRTSCTS);
-    EXPECT_TRUE(line.port.RestoreportInfo());
-    EXPECT_TRUE(line.port.ReOpen());
-    EXPECT_EQ(line.pty.Settings().c_cflag & (CBAUD | CRTSCTS), B9600);
-}
-
 TEST(ComPortRs232, PieceSizesFollowTheLineSpeed) {
     const struct {
         int baudrate, timeout;

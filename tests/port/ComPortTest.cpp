@@ -64,18 +64,15 @@ TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
     CComPortEth eth;
     CComPortRs232 serial;
     CComPortUsb usb(1);
-    const std::string lost = "Open Error (Device Error)";
     const std::vector<std::uint64_t> fourWaits(4, 1500000);
     const struct {
         CComPort& port;
         unsigned int packetSize;
         int timeout;
         std::vector<std::uint64_t> waits;
-        std::string writeError, readError;
-    } rows[] = {
-        {eth, 1000, 500, std::vector<std::uint64_t>(14, 3000000), lost, lost},
-        {serial, 1000, 1000, fourWaits, "Write Error", "Read select() timeout! No data read"},
-        {usb, 64, 1000, fourWaits, "Write Error---> error to reinit device", "Read timeout! No data read"}};
+    } rows[] = {{eth, 1000, 500, std::vector<std::uint64_t>(14, 3000000)},
+                {serial, 1000, 1000, fourWaits},
+                {usb, 64, 1000, fourWaits}};
     for (const auto& row : rows) {
         VirtualClock clock;
         EXPECT_EQ(row.port.GetTimeoutTX(), row.timeout);
@@ -83,9 +80,7 @@ TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
         EXPECT_EQ(row.port.GetWPacketSize(), row.packetSize);
         unsigned int errs[2] = {};
         EXPECT_EQ(Put(row.port, "x", errs[0]), 0U);
-        EXPECT_EQ(row.port.szLastError, row.writeError);
         EXPECT_EQ(Get(row.port, 10, errs[1]), "");
-        EXPECT_EQ(row.port.szLastError, row.readError);
         EXPECT_EQ(errs[0] * errs[1], 1U);
         EXPECT_FALSE(row.port.HandshakeCommunication());
         EXPECT_EQ(clock.waits, row.waits);
