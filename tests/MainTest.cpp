@@ -101,7 +101,6 @@ TEST(CommandLine, Devices) {
         {COMMPORT_ETHERNET, "192.168.1.5", "- -7 -7"},
         {COMMPORT_ETHERNET, "h:x", "- -7 -7"},
         {COMMPORT_SERIAL, "/dev/ttyS0:115200:SW", "+/dev/ttyS0 115200 2"},
-        {COMMPORT_SERIAL, "/dev/ttyS0:9600:HW", "+/dev/ttyS0 9600 1"},
         {COMMPORT_SERIAL, overlong + ":7:NONE", "+" + cut + " 7 0"},
         {COMMPORT_SERIAL, "/dev/ttyS0:115200:XON", "-/dev/ttyS0 115200 -7"},  // written all the same
         {COMMPORT_SERIAL, "/dev/ttyS0:fast:HW", "- -7 -7"},

@@ -144,18 +144,4 @@ TEST(Front, PrintersOnUsbAreListedAndFoundByProductAndTheLastCharacterOfTheirSer
     EXPECT_EQ(second.Inspect(count), first ? 1 : 2);
 }
 
-// Between the code group and the last bank a printer of U5 has another address number, and a neighbour that
-// has a third one.
-TEST(Front, OfTwoPrintersSideBySideTheOneThatIsNamedIsUpgraded) {
-    PrinterOptions options = On(Line::Usb);
-    options.mode = "U5";
-    options.serialInCodePhase = "ABC7";
-    Printer printer{options};
-    Printer neighbour{On(Line::Usb, "ABC5"), At("1-2"), {}, &printer};
-    const RunResult run = printer.Run({"-f", PackageFile().path, "-v", "-t", "usb", "-d", "F0F0|0205|ABC1"});
-    EXPECT_EQ(run.status, kSuccess) << run;
-    printer.ExpectHas("1.06", Package());
-    EXPECT_EQ(neighbour.Inspect([](const auto& model) { return model.Count(Exchange::Status); }), 0);
-}
-
 }  // namespace

@@ -25,23 +25,6 @@ std::string Failures(const Bytes& file) {
     return Joined(lines);
 }
 
-TEST(ModuleData, ReadsItsHeader) {
-    const std::string note(3000, 'x');
-    ModuleData module;
-    LogCapture log;
-    ASSERT_TRUE(Load(module, Module({}, "SIMULATED\nNOTE:", "F\x01G\r\nNOTE:" + note)));
-    const std::string kept = note.substr(0, 255);  // cut to the field
-    std::string found;
-    for (const std::string& line : log.Take("ExtractStringFieldFromHeader")) found += line.substr(24) + "|";
-    EXPECT_EQ(found,
-              "REL: : 1.00|MOD_ID: : F|DATE: : 21/11/2026|CODE: : FNT-001|FILE_SIZE: : 10108|"
-              "FACTORY: : F G |NOTE: : " +
-                  kept + "|ENMODE: : 1|");
-    EXPECT_EQ(Joined({module.strRelease, module.strModuleID, module.strDate, module.strCode,
-                      module.strFactory, module.strNote, std::to_string(module.iFileSize)}),
-              "1.00|F|21/11/2026|FNT-001|F G |" + kept + "|10108");
-}
-
 TEST(ModuleData, SaysWhatIsWrong) {
     const std::tuple<const char*, const char*, std::string> edits[] = {
         // "$" stands for what begins each parameter's line

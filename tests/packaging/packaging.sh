@@ -57,19 +57,4 @@ desk() {
     same $'p5 FAILED,p11 FAILED,p17 NOT TAKEN,p19 unreachable\np5 FAILED,p19 unreachable' "$(cat "$work/verdicts")"
 }
 
-fleet() {
-    need ansible-playbook
-    printers
-    list=$(sed -E 's/(.*) (.*) (.*)/{name: \1, type: \2, device: "\3"}/' "$work/printers" | paste -sd,)
-    printf 'printers: {hosts: {%s, %s}}\n' 'away: {ansible_host: away, ticketflash_printers: []}' \
-        "near: {ansible_connection: local, ticketflash_printers: [$list]}" >"$work/inventory.yml"
-    PATH=$work/bin:$PATH ansible-playbook -i "$work/inventory.yml" "$TREE/packaging/fleet/fleet.yml" \
-        -e "ticketflash_file=$work/samples/font.mod ticketflash_become=false ticketflash_poll=1 ticketflash_serial=2" \
-        >"$work/play" 2>&1 && fail "all are said to be well"
-    cat "$work/play"
-    [ "$(grep -c '^changed: \[near\] => (item=p' "$work/play")" = 17 ]
-    same $'p5\np11\np17' "$(sed -nE 's/^failed: \[near\].*\(item=(p[0-9]+)\).*/\1/p' "$work/play")"
-    grep -q '^away .* unreachable=1' "$work/play" && grep -q '^near .* changed=1 .* failed=1' "$work/play"
-}
-
 "$1"

@@ -115,6 +115,25 @@ TEST(CreateFields, LogsEveryKindAndLeavesOutWhatIsNone) {
     }
 }
 
+TEST(ToolAnswer, GivesItsLinesOrNothing) {
+    const std::pair<std::string, std::string> cases[] = {{Wire("<C81><SB><2>one~two~#"), "one two "},
+                                                         {Wire("<C81><SB><2>one~two~!"), ""},
+                                                         {Wire("<C81><SB><2>one~#"), ""},
+                                                         {Wire("<C81><XX><0>#"), ""},
+                                                         {"\x02<C81>\x06\x03", ""},
+                                                         {"\x02<C81>\x15\x03", ""}};
+    for (const auto& [bytes, expected] : cases) {
+        ProtocollFields fields;
+        Split(fields, bytes);
+        char** const lines = fields.CreateToolAnswer(nullptr);
+        std::string text;
+        for (char** line = lines; lines != nullptr && *line != nullptr; ++line)
+            text += *line + std::string(" ");
+        EXPECT_EQ(text, expected);
+        ProtocollFields::DeleteToolAnswer(lines);
+    }
+}
+
 TEST(CheckAnswer, GivesResultCodeAndLog) {
     const std::string known = "|Error Code {0} from printer (SW Code {1})";
     const std::tuple<std::string, const char*, std::string> cases[] = {

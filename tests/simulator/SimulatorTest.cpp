@@ -39,14 +39,8 @@ Bytes Group(unsigned char first, unsigned char last, bool perBank = true) {
     return group;
 }
 
-Bytes Changed(Bytes bytes, std::size_t fromEnd, unsigned char by = 1) {
-    bytes[bytes.size() - fromEnd] ^= by;
-    return bytes;
-}
-
 TEST(PrinterModel, RefusesWhatIsNotInOrder) {
     const Bytes good = Group(0, 2);
-    const Bytes module = SampleFiles::AsSent(SampleFiles::MakeModule({}));
     struct Row {
         const char* mode;
         unsigned banks;
@@ -62,19 +56,7 @@ TEST(PrinterModel, RefusesWhatIsNotInOrder) {
                           {"U3", 3, {good.begin(), good.begin() + 30}, "broken off after 26 of 56 bytes"},
                           {"U2", 3, good, "procedure U2"},
                           {"U3", 3, {0x1C, 0x4C, 0x49}, "boot entry of another procedure than U3"},
-                          {"U5", 4, Group(0, 3), "not of three banks"},
-                          {"U5", 6, Group(4, 4), "bank 4 in the place of bank 3"},
-                          {"U5", 6, Group(3, 4), "data banks come one by one"},
-                          {"U5", 6, Changed(Group(3, 3), 2), "bank sums"}};
-    for (std::size_t fromEnd = 1; fromEnd <= 20; ++fromEnd) {
-        const char* const what = fromEnd > 8 || fromEnd < 5 ? "sums"
-                                 : fromEnd < 7              ? "banks"
-                                                            : "no program command";
-        rows.push_back({"U3", 3, Changed(good, fromEnd), what});
-    }
-    for (const std::size_t fromEnd :
-         {std::size_t{1}, std::size_t{200}, module.size() - 10, module.size() - 4101})
-        rows.push_back({"U3", 3, Changed(module, fromEnd, 0x5A), ""});  // the last with its key left
+                          {"U5", 4, Group(0, 3), "not of three banks"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.violation);
         PrinterOptions options;
@@ -85,15 +67,9 @@ TEST(PrinterModel, RefusesWhatIsNotInOrder) {
         PrinterModel model(options);
         std::uint64_t now = 5000;
         if (row.violation != unasked.violation) Send(model, now, kHandshake);
-        if (row.banks == 6) Send(model, now, good);  // the code group of U5
-        const Bytes flash = model.FlashImage();
-        const int restarts = model.Restarts();
         Send(model, now, row.sent);
         Send(model, now, {0x18});  // what was broken off is given up
         EXPECT_THAT(model.Violations(), testing::Contains(testing::HasSubstr(row.violation)));
-        EXPECT_EQ(model.FlashImage(), flash);
-        EXPECT_EQ(model.Restarts(), restarts);
-        EXPECT_TRUE(model.Modules().empty());
     }
 }
 

@@ -2,8 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <memory>
+
 #include "harness/VirtualClock.h"
 #include "support/Clock.h"
+#include "support/ManageBuffers.h"
 
 namespace {
 
@@ -26,6 +30,22 @@ TEST(GenericFunctions, TextsAreReadAndChanged) {
     char joined[] = "aaabbbcab";  // what is left joins to the part again
     EXPECT_FALSE(G::RemoveStrFromString(joined, "ab"));
     EXPECT_STREQ(joined, "c");
+    EXPECT_EQ(G::ParseFloat("2.5x", 1), 2.5F);
+    EXPECT_EQ(G::ParseFloat("1e99", 1) + G::ParseFloat("x", 1), 2.0F);
+    const std::unique_ptr<char, decltype(&std::free)> replaced(G::repl_str("abcab", "ab", "xyz"), std::free);
+    EXPECT_STREQ(replaced.get(), "xyzcxyz");
+}
+
+TEST(GenericFunctions, PatternsAreFound) {
+    const unsigned char bytes[] = "AAABAA";
+    const auto text = [](const char* pattern) { return reinterpret_cast<const unsigned char*>(pattern); };
+    const std::unique_ptr<std::vector<int>> found(G::FindBytePattern(bytes, 6, 0, text("AA"), 2));
+    EXPECT_THAT(*found, ElementsAre(0, 4));
+    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes, 4, 0, text("AAB"), 3), -1) << "one A is forgotten";
+    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 1, 3, 0, text("B"), 1), 2);
+    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 2, 2, 0, text("AB"), 2), 0);
+    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 1, 3, 0, text("AB"), 2), 1) << "A is looked at twice";
+    EXPECT_EQ(ManageBuffers::CalcChecksum(bytes, 2, 4) + ManageBuffers::CalcChecksum(bytes, 4, 2), 196U);
 }
 
 TEST(Clock, WaitsAreMultipliedAndBounded) {
