@@ -26,7 +26,7 @@ void Send(PrinterModel& model, std::uint64_t& now, const Bytes& bytes) {
 Bytes Group(unsigned char first, unsigned char last, bool perBank = true) {
     const Bytes banks = SampleFiles::MakeFirmware("106", (last - first + 1U) * kBank);
     Bytes group{0x1C, 0xFD, first, last};
-    group.insert(group.end(), banks.begin(), banks.end());
+    for (const unsigned char byte : banks) group.push_back(byte);
     unsigned sum = 0;
     unsigned xorSum = 0;
     for (std::size_t i = 0; i < banks.size(); ++i) {
