@@ -49,7 +49,7 @@ class Printer {
  public:
     /// Of the program command's place it reads so little before that the command is never acknowledged.
     explicit Printer(const Case& run)
-        : run_(run), at_(Before(run, run.place) - (run.place == kProgram ? kWindow + 1000 : 0)) {
+        : run_(run), at_(Before(run, run.place) - (run.place == kProgram ? 4 * kWindow : 0)) {
         const int window = kWindow;
         const int segment = 1000;  // keeps the other end's send buffer small too
         setsockopt(listener_.Get(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
