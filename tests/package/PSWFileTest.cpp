@@ -296,7 +296,6 @@ TEST(PSWComponents, AnswersWhatTheListHoldsAndChangesSides) {
     EXPECT_TRUE(list.HasAfterModules() && list.HasModuleToChoose() && list.IsModule(2));
     EXPECT_FALSE(list.IsModule(3) || list.IsModule(1) || list.IsModuleBefore(2) || !list.IsModuleAfter(2));
     EXPECT_EQ(list.GetComponentIndex(0x3008), 2);
-    EXPECT_EQ(list.Get(-1), 0x2004U);
     list.ConvertModulesBeforeToAfter();
     EXPECT_TRUE(list.Get(0) == 0x3004 && list.Get(1) == 0 && list.Get(2) == 0x3008);
     list.ConvertModulesAfterToBefore();

@@ -189,6 +189,7 @@ const char* const kGoods = R"(
 12 <0><-0.5><nan> -> =|DATA Error - StepValue|1$
 13 <9.6> -> =|DATA Error - DefValue > MaxValue |1$
 <C4><77><0><3>Name~<0><0124-06-15 10:20:30>#  III(TI6)#  20,
+6 <0070-01-01 00:59:59> -> =20,
 6 0124-06-15 10:20:30~<0124><a><7><-124-06-15 10:20:30><9999-06-15 10:20:30> -> Time Value Error|Extract Type Error
 6 <0124-0:-15 10:20:30><0124-13-15 10:20:30><0124-00-15 10:20:30><0124-06-32 10:20:30> -> Time Value Error|Extract Type Error
 <C4><77><0><4>Name~<0><1><20><255>def~cur~#  III(TI{MinLen}{MaxLen}{DataMask}[DefValue][CurValue])#  21,

@@ -43,13 +43,14 @@ TEST(UpgradeEngine, WaitsAreMultiplied) {
         Line line;
         int timem;
         std::uint64_t seconds;
-    } rows[] = {{"U1", Line::Serial, 0, 0},     {"U3", Line::Ethernet, 0, 20},  {"U1", Line::Serial, 3, 105},
-                {"U2", Line::Usb, 3, 194},      {"U3", Line::Ethernet, 3, 215}, {"U4", Line::Usb, 3, 143},
-                {"U5", Line::Ethernet, 3, 237}, {"U6", Line::Ethernet, 3, 135}};
+    } rows[] = {{"U1", Line::Serial, 0, 0}, {"U3", Line::Ethernet, 0, 20},  {"U1", Line::Serial, 3, 105},
+                {"U2", Line::Usb, 3, 194},  {"U2", Line::Usb, 40, 2318},    {"U3", Line::Ethernet, 3, 215},
+                {"U4", Line::Usb, 3, 143},  {"U5", Line::Ethernet, 3, 237}, {"U6", Line::Ethernet, 3, 135}};
     for (const auto& row : rows) {
         Rig rig(row.mode, row.line, true);
         rig.bSilent = true;
         rig.timem = row.timem;
+        rig.renesas.newDialect = row.timem == 40;  // the answer that tells of it is followed by a pause too
         if (row.timem == 0) rig.printer.programMs = rig.printer.restartMs = 0;
         EXPECT_TRUE(rig.Run()) << row.mode;
         const std::uint64_t us = std::accumulate(rig.waits.begin(), rig.waits.end(), std::uint64_t{0});
