@@ -53,7 +53,7 @@ const TemporaryFile& PackageFile() {
 TEST(Front, StreamsThatAreGoneEndNothingAndGetNoByteOfThePrinters) {
     for (const char* shell :
          {"\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}", "exec \"$0\" \"$@\" <&- >&-"}) {
-        Printer printer{On(Line::Serial), {}, {100, 1500, {"bash", "-c", shell}}};
+        Printer printer{On(Line::Serial), {}, {40, 1500, {"bash", "-c", shell}}};
         EXPECT_EQ(printer.Run({"-f", PackageFile().path, "-v"}).status, kSuccess) << shell;
         printer.ExpectHas("1.06", Package());
     }
