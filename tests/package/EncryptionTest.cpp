@@ -44,6 +44,7 @@ TEST(Encryption, EveryKeyAndLengthFollowsTheFormatAndComesBack) {
         EXPECT_TRUE(scheme.decrypt(key, bytes.data(), kStart, length));
         ASSERT_EQ(bytes, original) << key << " " << length;
     }
+    EXPECT_EQ(EncryptionPSW::ByteRotateSx(0xB1, 9) << 8 | EncryptionPSW::ByteRotateDx(0xB1, 1), 0x63D8);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST(GenericFunctions, PatternsAreFound) {
     EXPECT_THAT(*found, ElementsAre(0, 4));
     EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes, 4, 0, text("AAB"), 3), -1) << "one A is forgotten";
     EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 1, 3, 0, text("B"), 1), 2);
-    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 2, 2, 0, text("AB"), 2), 0);
+    EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 2, 2, -1, text("AB"), 2), 0);
     EXPECT_EQ(ManageBuffers::GetBufferPosition(bytes + 1, 3, 0, text("AB"), 2), 1) << "A is looked at twice";
     EXPECT_EQ(ManageBuffers::CalcChecksum(bytes, 2, 4) + ManageBuffers::CalcChecksum(bytes, 4, 2), 196U);
 }
