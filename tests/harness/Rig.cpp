@@ -1,6 +1,11 @@
 #include "harness/Rig.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+#include <tuple>
 
 #include "package/ModuleData.h"
 #include "package/PSWFile.h"
@@ -145,6 +150,25 @@ Given Both(Given first, Given second) {
     };
 }
 
+std::string NameOf(const std::string& mode, Line line, bool newForm) {
+    const char* const lines[] = {"serial", "ethernet", "usb"};
+    return mode + "-" + lines[static_cast<int>(line)] + (mode == "module" ? "" : newForm ? "-new" : "-old");
+}
+
+void ExpectRecorded(const std::string& line) {
+    const char* const path = CONVERSATIONS "/runs.txt";
+    static std::set<std::string> recorded;
+    if (std::getenv("RECORD_CONVERSATIONS") != nullptr) {
+        if (recorded.insert(line).second) std::ofstream(path, std::ios::app) << line << '\n';
+        return;
+    }
+    if (recorded.empty()) {
+        std::ifstream file(path);
+        for (std::string each; std::getline(file, each);) recorded.insert(each);
+    }
+    EXPECT_EQ(recorded.count(line), 1U) << "not in " << path << ": " << line;
+}
+
 namespace {
 
 /// The first expectation that the log does not meet; empty when it meets all.
@@ -162,13 +186,30 @@ std::string Missing(const Lines& log, const Lines& expected) {
     return {};
 }
 
+/// The lines that no usual run says, of the log of one that is not; those of a file's fields are left out.
+Lines Unusual(const std::string& mode, Line line, bool newForm, const Lines& log) {
+    static std::map<std::tuple<std::string, Line, bool>, std::set<std::string>> usual;
+    std::set<std::string>& known = usual[{mode, line, newForm}];
+    if (known.empty()) {
+        Rig rig(mode, line, newForm);
+        rig.Run();
+        known.insert(rig.log.begin(), rig.log.end());
+    }
+    Lines unusual;
+    for (const std::string& text : log)
+        if (text[0] == '[' && text.find("[Extract") != 0 && known.count(text) == 0) unusual.push_back(text);
+    return unusual;
+}
+
 void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
-    SCOPED_TRACE(mode + " " + row.what + (newForm ? ", new form" : ", old form"));
+    const std::string name = NameOf(mode, row.line, newForm) + ", " + row.what;
+    SCOPED_TRACE(name);
     Rig rig(mode, row.line, newForm);
     if (row.given) row.given(rig);
     EXPECT_EQ(rig.Run(), row.end.verdict);
     EXPECT_EQ(Missing(rig.log, row.lines), "") << Joined(rig.log, "\n");
     EXPECT_LT(rig.tookMs, 3600000U);
+    EXPECT_TRUE(rig.bClosed || row.end.verdict);
     const bool clean = row.end.verdict && rig.line.faults.empty();
     EXPECT_EQ(clean ? Joined(rig.model->Violations()) : "", "") << Joined(rig.log, "\n");
 
@@ -182,6 +223,9 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
         modules.resize(static_cast<std::size_t>(row.end.modules));
     EXPECT_TRUE(rig.model->Modules() == modules) << rig.model->Modules().size() << " modules";
     if (row.then) row.then(rig);
+    ExpectRecorded(name + ": " + std::to_string(rig.tookMs) + " ms, error code " +
+                   std::to_string(rig.errorCode) + ", " +
+                   Joined(Unusual(rig.module ? "module" : mode, row.line, newForm, rig.log), " "));
 }
 
 }  // namespace

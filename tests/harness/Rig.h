@@ -62,6 +62,11 @@ class Rig {
     bool Play(CComPort& port);
 };
 
+/// As the recorded runs are named.
+std::string NameOf(const std::string& mode, Line line, bool newForm);
+/// A line of tests/conversations/runs.txt: what came of a run that is not recorded whole.
+void ExpectRecorded(const std::string& line);
+
 /// What is otherwise than usual in a row: of the printer, of the line, or anything.
 using Given = std::function<void(Rig&)>;
 Given PrinterFaults(std::vector<Fault> faults);
@@ -96,7 +101,7 @@ struct RigRow {
     std::function<void(const Rig&)> then;  ///< looks at what else there is
 };
 
-inline RigRow Row(const char* what, Line line, Forms forms, Given given, RigEnd end, Lines lines,
+inline RigRow Row(const char* what, Line line, Forms forms, Given given, RigEnd end, Lines lines = {},
                   std::function<void(const Rig&)> then = {}) {
     return {what, line, forms, std::move(given), end, std::move(lines), std::move(then)};
 }

@@ -296,10 +296,14 @@ TEST(PSWComponents, AnswersWhatTheListHoldsAndChangesSides) {
     EXPECT_TRUE(list.HasAfterModules() && list.HasModuleToChoose() && list.IsModule(2));
     EXPECT_FALSE(list.IsModule(3) || list.IsModule(1) || list.IsModuleBefore(2) || !list.IsModuleAfter(2));
     EXPECT_EQ(list.GetComponentIndex(0x3008), 2);
+    LogCapture printed;
     list.ConvertModulesBeforeToAfter();
-    EXPECT_TRUE(list.Get(0) == 0x3004 && list.Get(1) == 0 && list.Get(2) == 0x3008);
+    list.DumpWholeList();
     list.ConvertModulesAfterToBefore();
-    EXPECT_TRUE(list.Get(0) == 0x2004 && list.Get(1) == 0 && list.Get(3) == 0x1000);
+    list.DumpWholeList();
+    EXPECT_EQ(Joined(printed.Take(), ""),
+              "PSWComponents list Len 4 [0] : 0x3004 [1] : 0x0 [2] : 0x3008 [3] : 0x1000 "
+              "PSWComponents list Len 4 [0] : 0x2004 [1] : 0x0 [2] : 0x2008 [3] : 0x1000 ");
     list.ResetList();
     EXPECT_EQ(list.Size(), 0);
 }

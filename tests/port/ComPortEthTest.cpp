@@ -37,6 +37,7 @@ TEST(ComPortEth, EveryFailureOfAConnectionNamesItself) {
         int port;
         const char* reason;
     } rows[] = {{std::string(5000, 'h'), 9, "Wrong hostname"},
+                {"127.0.0.1", 65536, "Error to connect socket"},
                 {"127.0.0.1", TcpListener().Port(), "Error in connection()"},
                 {"127.0.0.1", full.Port(), "Timeout or error()"}};
     for (const auto& row : rows) {

@@ -67,6 +67,16 @@ TEST(ComPortRs232, InitChecksRateAndFlowControl) {
     EXPECT_STREQ(port.szLastError, "Error invalid Flow control");
 }
 
+TEST(ComPortRs232, ClosesItsLineWhenItGoes) {
+    PtyPair pty;
+    {
+        CComPortRs232 port;
+        EXPECT_TRUE(port.Init(pty.Path(), 9600, 0) && port.Open());
+    }
+    EXPECT_EQ(pty.Receive(1), "");
+    EXPECT_EQ(errno, EIO);
+}
+
 TEST(ComPortRs232, WhatCannotBeOpenedOrSetIsAFailure) {
     for (std::string device : {"/nonexistent/tty", "/dev/null"}) {
         LogCapture log;

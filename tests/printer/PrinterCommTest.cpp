@@ -12,53 +12,42 @@ Given Says(Exchange exchange, const std::string& answer) {
 Given Refuses(Exchange exchange) {
     return PrinterFaults({Fault::Refusal(exchange, 40)});
 }
-/// The lines of one tag, joined.
-std::string LogOf(const Rig& rig, const std::string& tag) {
-    Lines lines;
-    for (const std::string& line : rig.log)
-        if (line.rfind("[" + tag + "]", 0) == 0) lines.push_back(line.substr(tag.size() + 2));
-    return Joined(lines);
+template <class Member>
+Given IsFor(Member simulator::PackageSample::*member, Member value) {
+    return [=](Rig& rig) { rig.package.*member = value; };
 }
 
 TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
-    const std::string data = "ProtocollDataAvailable OK|";
-    const std::string info = data + "GetUpgradeInfo OK|";
-    const struct {
-        const char* operations;
-        Given given;
-        std::string log;  // behind "Begin"
-        int code;
-    } rows[] = {
-        {"U", [](Rig& rig) { rig.package.identified = false; }, "This PSW isn't for this software", 22},
-        {"UM", LineFaults({{"Open", LineFault::kError}}), "Open Error", 6},
-        {"UM", Silent(Exchange::ProtocolVersion), "Get Prot. release Error", 7},
-        {"UM", Refuses(Exchange::ProtocolVersion), "Return is a Error Answer 40", 40},
-        {"UM", Says(Exchange::ProtocolVersion, "\x02<C40><255>\x03"),
-         "Extract SetupItemProtocollVersion Error", 2},
-        {"UM", Silent(Exchange::DataAvailable), "NO Get ProtocollDataAvailable Setup", 2},
-        {"U", Printer(&PrinterOptions::dataAvailable, 0xDFU), data + "Upgrade printer not supported!", 23},
-        {"U", Refuses(Exchange::UpgradeInfo), data + "Return is a Error Answer 40", 40},
-        {"U", Printer(&PrinterOptions::mode, std::string("U7")), data + "Extract UpgradeDataInfo Error", 2},
-        {"U", Printer(&PrinterOptions::family, 5), info + "Family Compare Error (5,12)", 2},
-        {"M", Printer(&PrinterOptions::dataAvailable, 0xFBU), data + "Upgrade module not supported!", 14},
-        {"M", Says(Exchange::ModulesList, "\x02<C1><1.00>\x03"),
-         data + "Extract ModuleItemPrnModuleList Error", 2},
+    const Given module = [](Rig& rig) { rig.module = simulator::ModuleSample(); };
+    const std::pair<const char*, Given> both[] = {
+        {"Open Error", LineFaults({{"Open", LineFault::kError}})},
+        {"Get Prot. release Error", Silent(Exchange::ProtocolVersion)},
+        {"Return is a Error Answer 40", Refuses(Exchange::ProtocolVersion)},
+        {"Extract SetupItemProtocollVersion Error", Says(Exchange::ProtocolVersion, "\x02<C40><255>\x03")},
+        {"NO Get ProtocollDataAvailable Setup", Silent(Exchange::DataAvailable)},
+        {"Extract ProtocollDataAvailable Error", Refuses(Exchange::DataAvailable)}};
+    const std::pair<const char*, Given> ofUpgrade[] = {
+        {"This PSW isn't for this software", IsFor(&simulator::PackageSample::identified, false)},
+        {"Upgrade printer not supported!", Printer(&PrinterOptions::dataAvailable, 0xDFU)},
+        {"Get Upgrade Info Error", Silent(Exchange::UpgradeInfo)},
+        {"Return is a Error Answer 40", Refuses(Exchange::UpgradeInfo)},
+        {"Extract UpgradeDataInfo Error", Printer(&PrinterOptions::mode, std::string("U7"))},
+        {"Family Compare Error (5,12)", Printer(&PrinterOptions::family, 5)},
+        {"Model Compare Error (3,9)", IsFor(&simulator::PackageSample::model, 9)},
+        {"Customization Compare Error (1,8)", IsFor(&simulator::PackageSample::customization, 8)}};
+    const std::pair<const char*, Given> ofModule[] = {
+        {"Upgrade module not supported!", Printer(&PrinterOptions::dataAvailable, 0xFBU)},
+        {"Get Modules List Error", Silent(Exchange::ModulesList)},
+        {"Extract ModuleItemPrnModuleList Error", Says(Exchange::ModulesList, "\x02<C1><1.00>\x03")}};
+    const auto play = [](const char* line, const Given& given) {
+        PlayRows("U3", {Row(line, Line::Usb, kOld, given, kNothing, {line})});
     };
-    for (const auto& row : rows) {
-        for (const char operation : std::string(row.operations)) {
-            SCOPED_TRACE(operation + (" " + row.log));
-            Rig rig("U3", Line::Usb, false);
-            const bool module = operation == 'M';
-            if (module) rig.module = simulator::ModuleSample();
-            row.given(rig);
-            EXPECT_FALSE(rig.Run());
-            EXPECT_EQ(LogOf(rig, module ? "PrnCom_WriteModule" : "PrnCom_UpgradePrinter"),
-                      "Begin|" + row.log);
-            EXPECT_EQ(rig.errorCode, row.code);
-            EXPECT_TRUE(rig.bClosed);
-            EXPECT_TRUE(rig.model->FlashImage().empty() && rig.model->Modules().empty());
-        }
+    for (const auto& [line, given] : both) {
+        play(line, given);
+        play(line, Both(module, given));
     }
+    for (const auto& [line, given] : ofUpgrade) play(line, given);
+    for (const auto& [line, given] : ofModule) play(line, Both(module, given));
 }
 
 }  // namespace

@@ -17,9 +17,11 @@
 
 #include "harness/LogCapture.h"
 #include "protocol/LogoItem.h"
+#include "protocol/LogosIDList.h"
 #include "protocol/ProtocolRecord.h"
 #include "protocol/ProtocollDataAvailable.h"
 #include "protocol/ProtocollFields.h"
+#include "protocol/SetupItemIDList.h"
 #include "protocol/SetupItemTypeList.h"
 #include "protocol/StatusData.h"
 #include "protocol/StatusInfoExtData.h"
@@ -158,6 +160,25 @@ TEST(CheckAnswer, GivesResultCodeAndLog) {
     }
 }
 
+TEST(CreateStandardPacketBuffer, CarriesDataForTheStatusTagsWithin1024Bytes) {
+    constexpr int kFullest = 1024 - 2 - 6 - 11 - 12;
+    const std::string data(kFullest, 'd');
+    const std::tuple<int, int, const char*, std::string> cases[] = {
+        {4, 1, "<C138>", "\x02<C138><DATABYTES>ddd</DATABYTES>\x03"},
+        {2, 4, "<C138>", "\x02<C138><DATABYTES></DATABYTES>\x03"},
+        {4, 1, "<C5>", "\x02<C5>\x03"},
+        {kFullest, 0, "<C139>", "\x02<C139><DATABYTES>" + data + "</DATABYTES>\x03"},
+        {kFullest + 1, 0, "<C138>", ""},
+        {5, -1, "<C138>", ""},
+        {0, 0, nullptr, ""}};
+    for (const auto& [end, begin, tag, expected] : cases) {
+        int length = -1;
+        const OwnedBytes packet(ProtocollFields().CreateStandardPacketBuffer(
+            reinterpret_cast<const unsigned char*>(data.data()), end, begin, tag, &length));
+        EXPECT_EQ(std::string(packet.get(), packet.get() + length), expected);
+    }
+}
+
 /// Good answers. The first line of each gives the answer, the types of its fields (a word of kTypes for
 /// each one behind the tag; those of an item's kind in "( )") and what the record holds: its kind and its
 /// members where the log does not tell them. Each further line puts other fields, one after the other, in the
@@ -174,7 +195,7 @@ const char* const kGoods = R"(
 <C33><2>first~second~  tTT  6,
 <C35><2>first~second~  tTT  7,
 <C64><2>first~second~  tTT  11,
-<C3><3><7><4294967295><5>#  nIII#  3,
+<C3><3><7><4294967295><5>#  nIII#  3,7,5
 <C4><77><0><1>Name~<0><10><11><12><3>slow~fast~best~#  III(TIIIItTTT)#  18,77,1,Name,,10,11,12,12,;slow,10;fast,11;best,12
 5 <1> -> FTYPE_STRING_VALUE Error|Extract Type Error
 6 <2147483647> -> =;fast,2147483648;best,2147483649|DATA Error - Current Value 12 out of Range|DATA Error - Def
@@ -196,7 +217,7 @@ const char* const kGoods = R"(
 8 <0><4294967296><x> -> DataMask can't be 0|Extract Type Error
 <C40><4294967295>  I  8,4294967295,0
 <C48><2><1><5><BMP><Y><M1><6><F 640X48><10><11><2><9><RAW><N><M2><7><640><0><1><Y>  nIISSSIWIIIISSSIWIIS  9,
-<C49><3><7><3><4000000000>#  nIII#  10,
+<C49><3><7><3><4000000000>#  nIII#  10,3,4000000000
 <C50><3><BMP24>logo.bmp~<640x48><5><DATABYTES><^~>x</DATABYTES>#  ISTSID#  22,3,0,logo.bmp,640,48,<^~>x
 2 <PNG> -> =22,3,1,logo
 4 <640x><6x4x2> -> Extract Image size Error
@@ -262,6 +283,8 @@ std::string Bits(const Record& record) {
 /// The members of the record.
 std::string MembersOf(const ProtocolRecord& record) {
     if (const auto* r = record.As<std::uint64_t>()) return Show(*r);
+    if (const auto* r = record.As<LogosIDList>()) return Show(r->GetIDs().front(), r->GetIDs().back());
+    if (const auto* r = record.As<SetupItemIDList>()) return Show(r->GetIDs().front(), r->GetIDs().back());
     if (const auto* r = record.As<ProtocollDataAvailable>()) return Show(r->Available, r->ToSave);
     if (const auto* r = record.As<unsigned char[]>()) return std::string(r, r + 5);
     if (const auto* r = record.As<UpgradeDataInfo>())

@@ -1,7 +1,6 @@
 // One whole run a procedure and form of package, held as a text that a person can read: the log, the bytes in
 // both directions and the waits of a second or more, in their order. tools/record-conversations writes the
 // texts anew; the change is then read in review.
-#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -20,19 +19,14 @@ struct Conversation {
     bool whole;  ///< from the file's first record on; else from the answer to the last question on
 };
 
-std::string NameOf(const Conversation& each) {
-    const std::string form = std::string(each.mode) == "module" ? "" : each.newForm ? "-new" : "-old";
-    return std::string(each.mode) + "-" +
-           std::array{"serial", "ethernet", "usb"}[static_cast<std::size_t>(each.line)] + form;
-}
-
-/// Writes that follow each other directly go on one line.
+/// What the port does between two lines of the log goes on one line.
 Lines Compact(const Lines& log) {
     Lines compact;
     for (const std::string& line : log) {
-        const bool joins = !compact.empty() && line.rfind("> ", 0) == 0 && compact.back().rfind("> ", 0) == 0;
-        if (joins) compact.back() += " | " + line.substr(2);
-        if (!joins) compact.push_back(line);
+        if (compact.empty() || line[0] == '[' || compact.back()[0] == '[')
+            compact.push_back(line);
+        else
+            compact.back() += "  " + line;
     }
     return compact;
 }
@@ -62,7 +56,7 @@ TEST(Conversation, IsAsRecorded) {
         {"U6", Line::Usb, false, false},      {"module", Line::Serial, false, false},
     };
     for (const Conversation& each : all) {
-        const std::string path = CONVERSATIONS "/" + NameOf(each) + ".txt";
+        const std::string path = CONVERSATIONS "/" + NameOf(each.mode, each.line, each.newForm) + ".txt";
         const std::string played = Joined(Play(each), "\n") + "\n";
         if (std::getenv("RECORD_CONVERSATIONS") != nullptr) std::ofstream(path) << played;
         std::stringstream recorded;
