@@ -47,6 +47,7 @@ LineFault::How LinePlan::Call(const std::string& name) {
         if (!fault.call.empty() && fault.call != name) continue;
         const int number = fault.call.empty() ? static_cast<int>(calls.size()) : ofName;
         if (number < fault.first || number > fault.last) continue;
+        if (fault.how == LineFault::kEnds) throw RunEnded();
         bGone = bGone || fault.how == LineFault::kDeviceGone;
         return fault.how;
     }

@@ -21,12 +21,15 @@ struct LineFault {
         kWrongByte,       ///< one byte is turned over
         kConnectionGone,  ///< the connection breaks (Ethernet; other lines know none)
         kDeviceGone,      ///< the device is out of reach from here on
+        kEnds,            ///< the program is ended in the midst of the call, by a RunEnded
     };
     std::string call;  ///< "Open", "ReOpen", "Write", "Drain", "Read", "Control"; empty: each of them
     How how = kError;
     int first = 1;  ///< of those calls, counted from 1
     int last = first;
 };
+
+struct RunEnded {};
 
 /// What the ports of one run share: the faults of its lines, the calls that they can hit, and where each
 /// port's side of the conversation goes.

@@ -84,13 +84,13 @@ bool Rig::HasAll() const {
 }
 
 bool Rig::Run() {
-    VirtualClock clock;
+    VirtualClock clock(nowMs);
     if (silicon.firmwareSize == 0) silicon.firmwareSize = Firmware().size();
     printer.bootDevice = [this]() -> std::unique_ptr<simulator::BootDevice> {
         if (printer.mode != "U6") return std::make_unique<simulator::RenesasBootDevice>(renesas);
         return std::make_unique<simulator::SiliconLabsBootDevice>(silicon);
     };
-    model = std::make_unique<simulator::PrinterModel>(printer);
+    if (model == nullptr) model = std::make_unique<simulator::PrinterModel>(printer);
     PrinterPort port(clock, *model, line, PortOf(printer.line), timem);
     ModelUsb usb(port);
     clock.onWait = [&] {
@@ -106,7 +106,12 @@ bool Rig::Run() {
     std::optional<LogCapture> capture;
     if (!bSilent) capture.emplace();
     const std::uint64_t began = clock.NowMs();
-    const bool verdict = Play(port);
+    bool verdict = false;
+    try {
+        verdict = Play(port);
+    } catch (const RunEnded&) {
+        port.Close();
+    }
     tookMs = clock.NowMs() - began;
     if (capture) log = capture->Take();
     if (port.uiTimeoutRX == 2 * before[1]) port.uiTimeoutRX /= 2;  // a serial line that was opened
@@ -115,6 +120,7 @@ bool Rig::Run() {
     waits = clock.waits;
     clock.Advance(kSettleMs);
     port.Pass();
+    nowMs = clock.NowMs();
     return verdict;
 }
 

@@ -42,7 +42,7 @@ class Rig {
     bool bSilent = false;                       ///< keeps no log, to be quick
 
     // ---- what came of it ----
-    /// The verdict. A rig runs once.
+    /// The verdict. Run again, the printer is as the run before left it, a minute later.
     bool Run();
     Lines log;  ///< "[tag]text", and the port's side of the conversation with `line.bRecord`
     int errorCode = 0;
@@ -52,6 +52,7 @@ class Rig {
     bool bSettingsBack = false;        ///< the port's time-outs and packet size are as they were before
     bool bClosed = false;              ///< so is the port
     std::unique_ptr<simulator::PrinterModel> model;
+    std::uint64_t nowMs = 1700000000000;  ///< of the printer's time
     /// Firmware and modules as the printer must have them after a whole upgrade.
     Bytes Firmware() const;
     std::vector<Bytes> Modules() const;

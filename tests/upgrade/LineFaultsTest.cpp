@@ -71,6 +71,42 @@ TEST_P(LineFaults, NoneMakesASuccessThatIsNone) {
                    (forms ? "; new form: " : "") + (forms ? PlayFaults(GetParam(), true) : ""));
 }
 
+/// How the printer was left, and what brought it home: the same command, or that after off and on.
+std::string EndAt(int call, const Kind& kind, bool newForm) {
+    Rig rig(kind.mode, kind.line, newForm);
+    rig.bSilent = true;
+    rig.line.faults = {{"", LineFault::kEnds, call}};
+    EXPECT_FALSE(rig.Run());
+    const auto usb = rig.model->OnUsb(rig.nowMs);
+    const bool touched = !rig.model->FlashImage().empty() || !rig.model->Modules().empty();
+    const std::string left = rig.HasAll()                   ? "written"
+                             : usb && usb->vendor != 0xF0F0 ? "in its boot loader"
+                             : touched                      ? "half written"
+                                                            : "untouched";
+    for (const char* const home : {", again", ", off and on, again"}) {
+        rig.line = {};
+        if (rig.Run() && rig.HasAll()) return left + home;
+        rig.model->PowerCycle(rig.nowMs);
+        rig.nowMs += 60000;
+    }
+    return left + ", lost";
+}
+
+TEST_P(LineFaults, AnEndedRunLeavesAPrinterThatTheSameCommandBringsHome) {
+    const auto& [mode, line] = GetParam();
+    for (const bool newForm : {false, true}) {
+        if (newForm && std::string(mode) == "module") break;
+        Rig whole(mode, line, newForm);
+        ASSERT_TRUE(whole.Run());
+        std::map<std::string, int> ends;
+        for (std::size_t n = 1; n <= whole.line.calls.size(); ++n)
+            ends[EndAt(static_cast<int>(n), GetParam(), newForm)]++;
+        std::string text = NameOf(mode, line, newForm) + ", ended at each call:";
+        for (const auto& [end, times] : ends) text += " " + end + " (" + std::to_string(times) + "x)";
+        ExpectRecorded(text);
+    }
+}
+
 constexpr Kind kKinds[] = {{"U1", Line::Serial},     {"U1", Line::Ethernet},     {"U1", Line::Usb},
                            {"U2", Line::Usb},        {"U3", Line::Serial},       {"U3", Line::Ethernet},
                            {"U3", Line::Usb},        {"U4", Line::Serial},       {"U4", Line::Usb},
