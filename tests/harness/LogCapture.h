@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -16,6 +18,16 @@ inline std::string Joined(const Lines& lines, const char* separator = "|") {
     std::string text;
     for (const std::string& line : lines) text += (text.empty() ? "" : separator) + line;
     return text;
+}
+
+/// Holds a text against tests/conversations/`name`.txt. tools/record-conversations writes it anew; the change
+/// is then read in review.
+inline void ExpectRecorded(const std::string& name, const std::string& text) {
+    const std::string path = CONVERSATIONS "/" + name + ".txt";
+    if (std::getenv("RECORD_CONVERSATIONS") != nullptr) std::ofstream(path) << text;
+    std::stringstream recorded;
+    recorded << std::ifstream(path).rdbuf();
+    EXPECT_EQ(recorded.str(), text) << path;
 }
 
 /// Turns the log on for as long as it lives and keeps its lines as "[tag]text", without the time stamp.

@@ -161,7 +161,7 @@ std::string NameOf(const std::string& mode, Line line, bool newForm) {
     return mode + "-" + lines[static_cast<int>(line)] + (mode == "module" ? "" : newForm ? "-new" : "-old");
 }
 
-void ExpectRecorded(const std::string& line) {
+void ExpectRecordedRun(const std::string& line) {
     const char* const path = CONVERSATIONS "/runs.txt";
     static std::set<std::string> recorded;
     if (std::getenv("RECORD_CONVERSATIONS") != nullptr) {
@@ -229,9 +229,9 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
         modules.resize(static_cast<std::size_t>(row.end.modules));
     EXPECT_TRUE(rig.model->Modules() == modules) << rig.model->Modules().size() << " modules";
     if (row.then) row.then(rig);
-    ExpectRecorded(name + ": " + std::to_string(rig.tookMs) + " ms, error code " +
-                   std::to_string(rig.errorCode) + ", " +
-                   Joined(Unusual(rig.module ? "module" : mode, row.line, newForm, rig.log), " "));
+    ExpectRecordedRun(name + ": " + std::to_string(rig.tookMs) + " ms, error code " +
+                      std::to_string(rig.errorCode) + ", " +
+                      Joined(Unusual(rig.module ? "module" : mode, row.line, newForm, rig.log), " "));
 }
 
 }  // namespace

@@ -66,7 +66,7 @@ class Rig {
 /// As the recorded runs are named.
 std::string NameOf(const std::string& mode, Line line, bool newForm);
 /// A line of tests/conversations/runs.txt: what came of a run that is not recorded whole.
-void ExpectRecorded(const std::string& line);
+void ExpectRecordedRun(const std::string& line);
 
 /// What is otherwise than usual in a row: of the printer, of the line, or anything.
 using Given = std::function<void(Rig&)>;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <numeric>
@@ -430,11 +429,7 @@ TEST(Records, HoldWhatAGoodAnswerSaysAndNothingOfABentOne) {
                        line.substr(arrow + 4));
         }
     }
-    const std::string path = CONVERSATIONS "/records.txt";
-    if (std::getenv("RECORD_CONVERSATIONS") != nullptr) std::ofstream(path) << said;
-    std::ifstream recorded(path);
-    EXPECT_EQ(said, std::string(std::istreambuf_iterator<char>(recorded), {}))
-        << "what is said of good answers";
+    ExpectRecorded("records", said);
 }
 
 TEST(Records, NeedAFramedAnswerAndBitsWithoutDelimiters) {

@@ -1,9 +1,6 @@
 // One whole run a procedure and form of package, held as a text that a person can read: the log, the bytes in
 // both directions and the waits of a second or more, in their order. tools/record-conversations writes the
 // texts anew; the change is then read in review.
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "harness/Rig.h"
 
@@ -55,14 +52,8 @@ TEST(Conversation, IsAsRecorded) {
         {"U5", Line::Ethernet, false, false}, {"U6", Line::Ethernet, true, false},
         {"U6", Line::Usb, false, false},      {"module", Line::Serial, false, false},
     };
-    for (const Conversation& each : all) {
-        const std::string path = CONVERSATIONS "/" + NameOf(each.mode, each.line, each.newForm) + ".txt";
-        const std::string played = Joined(Play(each), "\n") + "\n";
-        if (std::getenv("RECORD_CONVERSATIONS") != nullptr) std::ofstream(path) << played;
-        std::stringstream recorded;
-        recorded << std::ifstream(path).rdbuf();
-        EXPECT_EQ(recorded.str(), played) << path;
-    }
+    for (const Conversation& each : all)
+        ExpectRecorded(NameOf(each.mode, each.line, each.newForm), Joined(Play(each), "\n") + "\n");
 }
 
 }  // namespace

@@ -66,9 +66,9 @@ std::string PlayFaults(const Kind& kind, bool newForm) {
 TEST_P(LineFaults, NoneMakesASuccessThatIsNone) {
     const auto& [mode, line] = GetParam();
     const bool forms = std::string(mode) != "module";
-    ExpectRecorded(NameOf(mode, line, false) +
-                   ", each call fails in each way: " + PlayFaults(GetParam(), false) +
-                   (forms ? "; new form: " : "") + (forms ? PlayFaults(GetParam(), true) : ""));
+    ExpectRecordedRun(NameOf(mode, line, false) +
+                      ", each call fails in each way: " + PlayFaults(GetParam(), false) +
+                      (forms ? "; new form: " : "") + (forms ? PlayFaults(GetParam(), true) : ""));
 }
 
 /// How the printer was left, and what brought it home: the same command, or that after off and on.
@@ -103,7 +103,7 @@ TEST_P(LineFaults, AnEndedRunLeavesAPrinterThatTheSameCommandBringsHome) {
             ends[EndAt(static_cast<int>(n), GetParam(), newForm)]++;
         std::string text = NameOf(mode, line, newForm) + ", ended at each call:";
         for (const auto& [end, times] : ends) text += " " + end + " (" + std::to_string(times) + "x)";
-        ExpectRecorded(text);
+        ExpectRecordedRun(text);
     }
 }
 
