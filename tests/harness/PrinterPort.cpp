@@ -100,7 +100,7 @@ void PrinterPort::Pass() {
         const std::uint64_t now = clock_.NowMs();
         if (at_ >= now) return;
         const std::uint64_t next = model_.NextEvent(at_);
-        at_ = std::min(now, next > at_ ? next : at_ + kPollMs);
+        at_ = std::min(now, next > at_ ? next : at_ + std::max(kPollMs, (now - at_) / 1000));
     }
 }
 

@@ -52,7 +52,7 @@ struct LinePlan {
 /// times out ends the connection; a serial read brings up to 1024 bytes whatever was asked; USB finds the
 /// device by its names, reads one answer at a time, and loses one that is larger than the read. Nothing else
 /// is known here of the device.
-class PrinterPort final : public CComPort, public BootPort {
+class PrinterPort : public CComPort, public BootPort {
  public:
     /// `type` is COMMPORT_SERIAL, COMMPORT_ETHERNET or COMMPORT_USB; `timem` stretches USB time-outs.
     PrinterPort(VirtualClock& clock, simulator::DeviceModel& model, LinePlan& line, COMMPORTTYPE type,
