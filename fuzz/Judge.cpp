@@ -316,7 +316,7 @@ bool Judge::GroupTaken(bool same) {
     if (errand_.line == Line::Usb && honest && silent) return true;
     // A printer whose settings were bent may have said that it answers nothing.
     const Said* const following = Peek();
-    const bool again = following != nullptr && following->bytes[0] == 0x1C;
+    const bool again = following != nullptr && Begins(following->bytes, {0x1C, 0xFD});
     if (errand_.line == Line::Usb && !honest && !again) return true;
     if (errand_.line != Line::Ethernet) {
         const auto isRead = [](const Said& said) { return said.kind == Said::kRead; };
@@ -341,6 +341,8 @@ std::string Judge::SendU1() {
     Bytes release;
     ReleaseTold(next_, static_cast<std::size_t>(Peek() - said_.data()), release);
     for (int tries = 0; tries < kGroupTries; ++tries) {
+        const Said* const again = Peek();
+        if (again == nullptr || !Begins(again->bytes, {0x1C, 0xFD})) break;
         std::string why;
         if (SendGroup(0, Banks(), why) && GroupTaken(SameText(release, errand_.release))) return {};
         if (!why.empty()) return why;
