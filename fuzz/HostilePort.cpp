@@ -144,8 +144,8 @@ std::size_t HostilePort::Lie(Script::How how, unsigned char* buf, std::size_t re
     } else {
         return read;
     }
-    line_.clock.Advance(1);
     bytes.resize(std::min(bytes.size(), limit));
+    line_.clock.Advance(std::max<std::size_t>(bytes.size(), 1));  // a byte takes a millisecond
     std::copy(bytes.begin(), bytes.end(), buf);
     return bytes.size();
 }
