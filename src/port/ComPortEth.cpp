@@ -198,10 +198,11 @@ bool CComPortEth::Drain() {
 unsigned int CComPortEth::EthRead(unsigned char* buf, unsigned int len, unsigned int* err) {
     if (!OpenFor("EthRead", err)) return 0;
     ApplyTimeout(SO_RCVTIMEO, uiTimeoutRX, uiAppliedRX);
-    ssize_t received = 0;
-    do {
-        received = recv(iSocket, buf, len, 0);
-    } while (received == -1 && errno == EINTR);
+    ssize_t received = recv(iSocket, buf, len, 0);
+    // Signals that come more often than the time-out must not begin it anew for ever.
+    if (received == -1 && errno == EINTR &&
+        WaitForDescriptor(iSocket, DescriptorEvent::Readable, uiTimeoutRX))
+        received = recv(iSocket, buf, len, MSG_DONTWAIT);
     if (received > 0) return static_cast<unsigned int>(received);
     if (received == -1) FailTransfer("EthRead Error", err);
     // A read of no bytes says nothing about the connection; otherwise it is over and the next call connects

@@ -209,7 +209,8 @@ TEST(PSWFile, OnlyRegularFilesAreRead) {
     ASSERT_EQ(truncate(huge.Name(), (off_t{1} << 30) + 1), 0);
     int length = 77;
     for (const std::string& name :
-         {std::string("/dev/zero"), testing::TempDir(), pipe, std::string(huge.Name()), std::string("/no")}) {
+         {std::string("/dev/zero"), testing::TempDir(), pipe, std::string(huge.Name()), std::string("/no"),
+          std::string("/sys/devices/system/cpu/online")}) {
         EXPECT_EQ(PSWFile::readfile(name.c_str(), &length), nullptr);
         EXPECT_EQ(length, 77);
     }

@@ -125,6 +125,7 @@ TEST_F(ComPortUsbTest, SearchesFindWhatFitsAndEveryFailureHasItsLine) {
 }
 
 TEST_F(ComPortUsbTest, ListsThePrintersOfTheVendorAndGoesOnAfterFailures) {
+    EXPECT_EQ(List(), "1[]");
     Plug(Printer("ABC1", "1-1.2"));
     Plug(Printer("A\nF0F0|0205|\x1b[2J\x7f" + std::string("1\0\0", 3), "1-2", 0x10C4));
     EXPECT_EQ(List("10C4"), "1[]10C4|0205|A?F0F0|0205|?[2J?1\n");  // one line whatever the text holds

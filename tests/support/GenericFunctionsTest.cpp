@@ -30,6 +30,7 @@ TEST(GenericFunctions, TextsAreReadAndChanged) {
     char joined[] = "aaabbbcab";  // what is left joins to the part again
     EXPECT_FALSE(G::RemoveStrFromString(joined, "ab"));
     EXPECT_STREQ(joined, "c");
+    EXPECT_EQ(G::IndexOf(nullptr, joined), -1);
     EXPECT_EQ(G::ParseFloat("1e99", 1) + G::ParseFloat("x", 1), 2.0F);
     const std::unique_ptr<char, decltype(&std::free)> replaced(G::repl_str("abcab", "ab", "xyz"), std::free);
     EXPECT_STREQ(replaced.get(), "xyzcxyz");

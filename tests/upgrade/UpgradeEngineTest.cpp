@@ -16,8 +16,10 @@ TEST(UpgradeEngine, WhatIsEnabledAndWhatFails) {
         rig.package.modules.clear();
         rig.package.firmware = simulator::SampleFiles::MakeFirmware("106", 5 * rig.package.bankSize - 1);
     };
+    const auto oneBank = [](Rig& rig) { rig.package.banks = rig.printer.bankCount = 1; };
     for (const char* mode : {"U1", "U3", "U5"})
         PlayRows(mode, {Row("a byte is missing", Line::Usb, kBoth, tooShort, kNothing)});
+    PlayRows("U3", {Row("one bank", Line::Usb, kOld, oneBank, kWhole)});
     for (const std::string mode : {"U1", "U2", "U3", "U4", "U5", "U6"}) {
         const bool before = mode == "U1" || mode == "U3";  // the font goes before the firmware
         PlayRows(mode, {Row("firmware alone", Line::Usb, kNew, Components(1), RigEnd{true, kAll, 0}),
