@@ -1,13 +1,16 @@
 // A printer that does whatever the input says, on the tests' rig: one run of the program's own classes on
 // virtual time. No answer may crash it, hold it longer than its procedure waits, bring control characters
 // into the log, or make it call a success what is none.
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 
 #include "fuzz/HostilePort.h"
@@ -68,10 +71,10 @@ constexpr Limit kLimits[kKinds] = {
     {"setup", kHandshake + kAnswer * 2},
 };
 
-std::string log;  // of the run, to be shown when it is complained of
+std::string logged;  // of the run, to be shown when it is complained of
 
 [[noreturn]] void Complain(const std::string& what) {
-    std::fprintf(stderr, "%shostile printer: %s\n", log.c_str(), what.c_str());
+    std::fprintf(stderr, "%shostile printer: %s\n", logged.c_str(), what.c_str());
     std::abort();
 }
 
@@ -86,7 +89,7 @@ struct Load {
         : rig(kind == kModuleFile ? "module" : kProcedures[kind % kModuleFile], Line::Serial,
               (variant & 1) != 0) {
         if ((variant & 2) != 0) rig.package.release = "105";
-        ChooseModules((variant & 4) != 0 ? "dlo" : "fl");
+        ChooseModules((variant & 4) != 0 ? "dlo" : "fl", "EHINOE"[kind % kModuleFile]);
         errand.what = kind < kModuleFile    ? Errand::kUpgrade
                       : kind == kModuleFile ? Errand::kModule
                                             : Errand::kSetup;
@@ -114,13 +117,13 @@ struct Load {
  private:
     /// Modules of all ways to be sent; not scrambled, since a printer's search for the key costs more than a
     /// run.
-    void ChooseModules(const std::string& letters) {
+    void ChooseModules(const std::string& letters, char other) {
         simulator::ModuleSample sample;
         sample.bodySize = 200;
         sample.key = 0;
         rig.package.modules.clear();
         for (const char letter : letters) {
-            sample.kind = letter == 'l' ? 'L' : letter == 'd' ? 'D' : 'F';
+            sample.kind = letter == 'l' ? 'L' : letter == 'd' ? 'D' : letter == 'f' ? 'F' : other;
             ++sample.variant;
             rig.package.modules.push_back({letter, simulator::SampleFiles::MakeModule(sample)});
         }
@@ -217,6 +220,7 @@ bool Play::Call(PrinterPort& port) {
 
 void Play::Run() {
     VirtualClock clock;
+    clock.readable = (form_ & 0x80) == 0;
     simulator::PrinterModel model(options_);
     HostileLine line{clock, model, script_, {}, {}, 0, 0, 0, 0, false};
     HostilePort port(line, TypeOf(options_.line), times_);
@@ -251,7 +255,7 @@ void Play::Look(const HostileLine& line, bool success, std::uint64_t tookMs) con
 // Log lines are what the program prints with `puts`. The log itself is not changed for this: the call is
 // redirected when the target is linked.
 extern "C" int __wrap_puts(const char* line) {
-    log.append(line).push_back('\n');
+    logged.append(line).push_back('\n');
     for (const char* at = line; *at != '\0'; ++at) {
         const auto byte = static_cast<unsigned char>(*at);
         const bool isEnd = byte == '\n' && at[1] == '\0';
@@ -267,8 +271,32 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
 }
 
+extern "C" __attribute__((weak)) std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size,
+                                                              std::size_t most);
+
+/// Every other mutation has one thing go wrong in a run that is well so far, or one more in another: a chance
+/// hit of the one answer that a lie is about would be rare.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most,
+                                               unsigned int seed) {
+    constexpr std::size_t kHead = 6;
+    constexpr std::size_t kEntry = 4;
+    constexpr std::uint8_t kCodes[] = {0xAA, 0x99, 0x95, 0x88, 0x06, 0x15, 0xD0, 0x40};
+    std::minstd_rand random(seed);
+    const auto below = [&random](unsigned int end) { return static_cast<std::uint8_t>(random() / 7 % end); };
+    if (below(2) == 0 || most < kHead + kEntry) return LLVMFuzzerMutate(data, size, most);
+    if (size < kHead) std::fill(data + size, data + kHead, std::uint8_t{0});
+    std::size_t at = below(3) == 0 ? std::clamp(size, kHead, most - kEntry) : kHead;
+    if (below(2) == 0) data[0] = below(kKinds);
+    const bool often = below(4) == 0;
+    data[at++] = below(200);
+    data[at++] = static_cast<std::uint8_t>(below(16) | (often ? below(16) << 4 : 0));
+    data[at++] = below(2) == 0 ? kCodes[below(std::size(kCodes))] : below(16);
+    data[at++] = below(255);
+    return at;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    log.clear();
+    logged.clear();
     Script script(data, size);
     Play(script).Run();
     return 0;
