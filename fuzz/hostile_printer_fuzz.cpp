@@ -281,6 +281,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     constexpr std::size_t kHead = 6;
     constexpr std::size_t kEntry = 4;
     constexpr std::uint8_t kCodes[] = {0xAA, 0x99, 0x95, 0x88, 0x06, 0x15, 0xD0, 0x40};
+    constexpr Script::How kAnswerLies[] = {Script::kBent, Script::kBent, Script::kCode, Script::kCut};
     std::minstd_rand random(seed);
     const auto below = [&random](unsigned int end) { return static_cast<std::uint8_t>(random() / 7 % end); };
     if (below(2) == 0 || most < kHead + kEntry) return LLVMFuzzerMutate(data, size, most);
@@ -288,8 +289,10 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     std::size_t at = below(3) == 0 ? std::clamp(size, kHead, most - kEntry) : kHead;
     if (below(2) == 0) data[0] = below(kKinds);
     const bool often = below(4) == 0;
-    data[at++] = below(200);
-    data[at++] = static_cast<std::uint8_t>(below(16) | (often ? below(16) << 4 : 0));
+    const Script::How how =
+        below(2) == 0 ? kAnswerLies[below(std::size(kAnswerLies))] : static_cast<Script::How>(below(16));
+    data[at++] = below(128);
+    data[at++] = static_cast<std::uint8_t>(how | (often ? below(16) << 4 : 0));
     data[at++] = below(2) == 0 ? kCodes[below(std::size(kCodes))] : below(16);
     data[at++] = below(255);
     return at;
