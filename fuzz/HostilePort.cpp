@@ -9,7 +9,7 @@ using simulator::Bytes;
 namespace {
 
 constexpr int kForGood = 15;
-constexpr int kQuickLooks = 200;
+constexpr int kQuickLooks = 50;
 constexpr unsigned kSlowStepMs = 64;
 
 LineFault::How FaultOf(Script::How how) {

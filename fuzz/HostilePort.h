@@ -61,8 +61,8 @@ struct HostileLine {
     int calls = 0;
 
     Script::How Next();
-    /// Called by each read and each look at the bus: behind some hundred in a row without a write they take a
-    /// 64th of the time that they lasted, so that a wait of weeks is over in some thousand of them.
+    /// Called by each read and each look at the bus: behind fifty in a row without a write they take a
+    /// 64th of the time that they lasted, so that a wait of weeks is over in a thousand of them.
     void Linger();
 
     int looks = 0;  ///< since the last write
