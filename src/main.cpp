@@ -18,8 +18,10 @@
 #include "port/ComPortUsb.h"
 #include "printer/PrinterComm.h"
 #include "support/GenericFunctions.h"
+#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Text.h"
+#include "terminal/Session.h"
 
 // The operations below are what the tests of the command line call; the program enters through `main` alone.
 void parse_args(int argc, char** argv);
@@ -72,8 +74,14 @@ int NumberOf(const char* word) {
     return value < INT32_MIN ? INT32_MIN : static_cast<int>(value);
 }
 
-[[noreturn]] void EndRun(const char* line) {
+/// Prints the last line of a run.
+void PrintLast(const char* line) {
+    Listener::Tell(Listener::Event::kOutput, 0, line);
     std::puts(line);
+}
+
+[[noreturn]] void EndRun(const char* line) {
+    PrintLast(line);
     std::exit(kFailure);
 }
 
@@ -88,7 +96,9 @@ void OccupyStandardStreams() {
 [[noreturn]] void ListUsbPrinters() {
     char list[kTextSize] = {};
     char error[kTextSize] = {};
-    if (CComPortUsb::GetDeviceList(list, sizeof list, error, sizeof error, nullptr))
+    const bool listed = CComPortUsb::GetDeviceList(list, sizeof list, error, sizeof error, nullptr);
+    Listener::Tell(Listener::Event::kOutput, 0, listed && list[0] != '\0' ? "" : "LIST USB DEVICES");
+    if (listed)
         std::printf("LIST USB DEVICES:\n%s\n", list);
     else
         std::puts("LIST USB DEVICES ERROR");
@@ -184,6 +194,7 @@ bool WriteModule(PrinterComm& printer, CComPort* port, CommPortSettings* setting
 bool UpgradeFirmware(PrinterComm& printer, CComPort* port, CommPortSettings* settings) {
     const auto package = std::make_unique<PSWFile>();
     if (!package->LoadPSWFromFile(filename, true)) EndRun("LoadPSWFromFile FAILURE");
+    Session::Know(*package);
     if (enable_debug != 0) {
         char text[kTextSize] = {};
         package->GetFileInfo(text, sizeof text);
@@ -202,12 +213,13 @@ int Run() {
     PrinterComm printer(upg_components, timem);
     const std::shared_ptr<CComPort> port = CreatePort(commPortType);
     if (printerversion != 0) {
-        printer.PrnCom_ReadSetupData(port.get(), &settings);
+        if (!printer.PrnCom_ReadSetupData(port.get(), &settings))
+            Listener::Tell(Listener::Event::kOutput, 0, "--printerversion");
         return 0;
     }
     const bool done = isMod == 1 ? WriteModule(printer, port.get(), &settings)
                                  : UpgradeFirmware(printer, port.get(), &settings);
-    std::puts(done ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
+    PrintLast(done ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
     return done ? 0 : kFailure;
 }
 
@@ -300,6 +312,9 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     parse_args(argc, argv);
     if (enable_debug != 0) Log::SetLogEnable(1, true);
+    if (isatty(STDERR_FILENO) != 0)
+        Session::Begin(
+            {{argv + 1, argv + argc}, filename, type, device, timem, upg_components, enable_debug != 0});
     if (usbdevlist != 0) ListUsbPrinters();
     std::exit(Run());
 }

@@ -21,6 +21,7 @@
 
 #include "port/PortWaits.h"
 #include "support/Clock.h"
+#include "support/Listener.h"
 #include "support/Text.h"
 
 namespace {
@@ -114,12 +115,17 @@ const char* CComPortEth::Connect() {
 
 const char* CComPortEth::ConnectWithinTimeout(const sockaddr_in& peer) {
     if (connect(iSocket, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0) return nullptr;
-    if (errno != EINPROGRESS) return "Error to connect socket";
+    if (errno != EINPROGRESS) {
+        Listener::Tell(Listener::Event::kSystemError, errno);
+        return "Error to connect socket";
+    }
     if (!WaitForDescriptor(iSocket, DescriptorEvent::Writable, uiTimeoutTX)) return "Timeout or error()";
     int error = 0;
     socklen_t size = sizeof(error);
-    if (getsockopt(iSocket, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
+    if (getsockopt(iSocket, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0) {
+        Listener::Tell(Listener::Event::kSystemError, error);
         return "Error in connection()";
+    }
     return nullptr;
 }
 
@@ -171,6 +177,7 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
     do {
         sent = send(iSocket, buf, len, MSG_NOSIGNAL);  // a connection that is gone must not end the program
     } while (sent == -1 && errno == EINTR);
+    Listener::Tell(Listener::Event::kWritten, sent);
     if (sent > 0) return static_cast<unsigned int>(sent);
     if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) {
         Close();

@@ -13,6 +13,7 @@
 
 #include "port/PortWaits.h"
 #include "support/Clock.h"
+#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Text.h"
 
@@ -90,7 +91,10 @@ bool CComPortRs232::OpenPort() {
     CopyText(szLastError, "");
     if (iFd != -1) close(iFd);
     iFd = open(szDevice, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (iFd == -1) return Fail(kTag, "Error to open Serial port");
+    if (iFd == -1) {
+        Listener::Tell(Listener::Event::kSystemError, errno);
+        return Fail(kTag, "Error to open Serial port");
+    }
     tcflush(iFd, TCOFLUSH);
     // kept: refused, the descriptor stays open until the port is closed or opened again
     return tcsetattr(iFd, TCSANOW, &tty) == 0 || Fail(kTag, "Error to tcsetattr");
@@ -168,6 +172,7 @@ unsigned int CComPortRs232::ComWrite(unsigned char* buf, unsigned int len, unsig
         const ssize_t taken = iFd != -1 ? write(iFd, buf + written, len - written) : -1;
         if (taken > 0) {
             written += static_cast<unsigned int>(taken);
+            Listener::Tell(Listener::Event::kWritten, taken);
         } else if (taken == 0 || (iFd != -1 && errno == EAGAIN)) {
             Sleep({kRefusedPauseMs});  // kept: without limit, a printer may hold the line for minutes
         } else if (iFd == -1 || errno != EINTR) {

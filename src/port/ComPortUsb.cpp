@@ -11,6 +11,7 @@
 #include "port/PrinterVendorId.h"
 #include "port/UsbSearch.h"
 #include "support/Clock.h"
+#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Text.h"
 
@@ -206,6 +207,7 @@ unsigned int CComPortUsb::UsbWrite(unsigned char* buf, unsigned int len, unsigne
     if (libusb_bulk_transfer(pHandle.get(), static_cast<unsigned char>(uiEpOut), buf, TransferLength(len),
                              &taken, TransferTimeout(uiTimeoutTX)) != LIBUSB_SUCCESS)
         return FailTransfer("Write Error", err);
+    Listener::Tell(Listener::Event::kWritten, taken);
     return static_cast<unsigned int>(taken);
 }
 
@@ -228,6 +230,7 @@ bool CComPortUsb::ControlTransfer(unsigned char requestType, unsigned char reque
     if (pHandle != nullptr)
         result = libusb_control_transfer(pHandle.get(), requestType, request, value, index, data, length,
                                          Clock::Get().BlockingTimeout(timeout));
+    Listener::Tell(Listener::Event::kWritten, result);
     if (result >= 0) return true;
     const char* reason = "";
     switch (result) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/Listener.h"
 #include "support/Log.h"
 
 bool UsbSearch::Run(libusb_device* const* devices) {
@@ -50,6 +51,7 @@ UsbConfig UsbSearch::ReadConfig(libusb_device* device) const {
     const int result = libusb_get_active_config_descriptor(device, &config);
     if (result == LIBUSB_SUCCESS) return UsbConfig(config);
     if (strict) {
+        Listener::Tell(Listener::Event::kOutput, 0, "Error getting usb config descriptor");
         std::printf("Error getting usb config descriptor : %d \n", result);
         std::fflush(stdout);
         std::exit(-1);

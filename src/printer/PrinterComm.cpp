@@ -17,6 +17,7 @@
 #include "protocol/ProtocollDataAvailable.h"
 #include "protocol/ProtocollFields.h"
 #include "protocol/UpgradeDataInfo.h"
+#include "support/Listener.h"
 #include "support/Log.h"
 #include "support/Owned.h"
 #include "upgrade/UpgradePrinter.h"
@@ -125,6 +126,7 @@ bool MadeForPrinter(const char* tag, const UpgradeDataInfo& printer, const PSWHe
 
 /// Prints the answer's texts: each zero byte ends a line, and the texts begin behind the frame's first bytes.
 void PrintSetupHeader(const Answer& answer) {
+    Listener::Tell(Listener::Event::kOutput, 0);
     for (int i = 0; i < answer.length; ++i) {
         const unsigned char byte = answer.bytes.get()[i];
         if (i == kSetupHeaderStart) std::putchar('\n');
@@ -287,6 +289,7 @@ bool PrinterComm::PrnCom_UpgradePrinter(CComPort* port, PSWFile* package, CommPo
         Log::WriteLogP(kTag, "Upgrade Mode %d Not Supported!", static_cast<int>(printer.iUpgradeMode));
         return CloseAndFail(*port, kErrorNotAccepted);
     }
+    Listener::Tell(Listener::Event::kProcedure, printer.iUpgradeMode);
     const bool done =
         package->iPswType != 0
             ? engine->StartUpgrade_PSW2(printer, *port, *package, *settings, nullptr, nullptr, *components)

@@ -48,5 +48,7 @@ void Clock::Install(Clock* clock) {
 
 void Sleep(Wait wait) {
     const std::int64_t ms = std::min(wait.Ms(), kLongestSleepMs);
-    if (ms > 0) Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(ms) * 1000);
+    if (ms <= 0) return;
+    Listener::Tell(Listener::Event::kLimit, ms * 1000);
+    Clock::Get().SleepMicroseconds(static_cast<std::uint64_t>(ms) * 1000);
 }

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "support/Listener.h"
+
 /// The one place of the program that reads a clock or waits. Tests install a clock of their own, so that
 /// hours of protocol pass in seconds; the program runs on the system's.
 class Clock {
@@ -59,6 +61,7 @@ class Deadline {
         if (__builtin_mul_overflow(wait.Ms(), 1000, &us) || __builtin_add_overflow(endUs_, us, &endUs_)) {
             endUs_ = INT64_MAX;
         }
+        Listener::Tell(Listener::Event::kLimit, us);
     }
 
     bool IsOver() const { return NowUs() >= endUs_; }

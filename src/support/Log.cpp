@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "support/Clock.h"
+#include "support/Listener.h"
 #include "support/Text.h"
 
 std::uint32_t Log::m_dwLogType = 0;
@@ -31,6 +32,21 @@ bool Enabled() {
 void Output(const char* line) {
     if (Log::m_dwLogType == kFile) Log::WriteToFile(line);
     if (Log::m_dwLogType == kTerminal) Log::WriteToVideo(line);
+}
+
+/// Stamps the line and puts it out.
+void Emit(const char* tag, const char* text) {
+    timeval now{};
+    Clock::Get().Now(now);
+    tm calendar{};
+    localtime_r(&now.tv_sec, &calendar);
+    std::array<char, kLineSize> line{};
+    std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s",
+                  calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
+                  calendar.tm_min, calendar.tm_sec, now.tv_usec / 1000, tag, text);
+    const std::size_t length = std::strlen(line.data());
+    BlankControls(line.data(), line.data() + length - (line[length - 1] == '\n' ? 1 : 0));
+    Output(line.data());
 }
 
 char DumpCharacter(unsigned char byte) {
@@ -63,18 +79,8 @@ void Log::SetLogEnable(unsigned int type, bool dataToo) {
 }
 
 void Log::WriteLog(const char* tag, const char* text) {
-    if (!Enabled()) return;
-    timeval now{};
-    Clock::Get().Now(now);
-    tm calendar{};
-    localtime_r(&now.tv_sec, &calendar);
-    std::array<char, kLineSize> line{};
-    std::snprintf(line.data(), line.size(), "[%d/%02d/%02d %02d:%02d:%02d.%03ld][%s]%s",
-                  calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
-                  calendar.tm_min, calendar.tm_sec, now.tv_usec / 1000, tag, text);
-    const std::size_t length = std::strlen(line.data());
-    BlankControls(line.data(), line.data() + length - (line[length - 1] == '\n' ? 1 : 0));
-    Output(line.data());
+    if (Listener* const listener = Listener::Get()) listener->OnLine(tag, text, text);
+    if (Enabled()) Emit(tag, text);
 }
 
 void Log::WriteLogP(const char* tag, const char* format, ...) {
@@ -85,7 +91,8 @@ void Log::WriteLogP(const char* tag, const char* format, ...) {
 }
 
 void Log::WriteLogV(const char* tag, const char* format, std::va_list arguments) {
-    if (!Enabled()) return;
+    Listener* const listener = Listener::Get();
+    if (!Enabled() && listener == nullptr) return;
     std::array<char, kFormattedSize> text{};
     const int size = std::vsnprintf(text.data(), text.size(), format, arguments);
     // A line feed at the end is the format's own or an argument's, which ends no line.
@@ -93,7 +100,8 @@ void Log::WriteLogV(const char* tag, const char* format, std::va_list arguments)
     if (own.empty() || own.back() != '\n' || size >= static_cast<int>(text.size())) {
         BlankControls(text.begin(), std::find(text.begin(), text.end(), '\0'));
     }
-    WriteLog(tag, text.data());
+    if (listener != nullptr) listener->OnLine(tag, format, text.data());
+    if (Enabled()) Emit(tag, text.data());
 }
 
 bool Log::Fail(const char* tag, const char* text) {

@@ -10,6 +10,7 @@
 #include "package/PSWFile.h"
 #include "port/ComPort.h"
 #include "support/Clock.h"
+#include "support/Listener.h"
 #include "support/Log.h"
 #include "upgrade/ModuleAnswer.h"
 
@@ -179,6 +180,7 @@ bool UpgradePrinter::SendModuleToDevice(CComPort& port, ModulesAvailable::Module
     }
     const int writeTimeout = port.GetTimeoutTX();
     port.SetTimeoutTX(WriteTimeoutOf(type, kTag));
+    Listener::Tell(Listener::Event::kModule, size, reinterpret_cast<const char*>(data));
     unsigned int err = 0;  // not looked at: the printer's answer decides
     port.WritePackets(data, size > 0 ? static_cast<unsigned int>(size) : 0, 20, 4096, &err);
     Log::WriteLog(kTag, "Waiting Answer...");

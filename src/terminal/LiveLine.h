@@ -1,0 +1,57 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "support/Clock.h"
+
+/// What the live line shows of a run. Times are the clock's microseconds.
+struct Progress {
+    std::string text = "starting";  ///< what is being done
+    const char* leaves = "";        ///< what an interruption would leave behind
+    bool counts = false;            ///< the bytes written count
+    std::int64_t limitUs = 0;       ///< when a wait is over at the latest; 0: nothing limits it
+    std::int64_t total = 0;         ///< bytes of the module or the firmware
+    std::int64_t sent = 0;
+    std::int64_t fromUs = 0;   ///< the rate is measured from here
+    std::int64_t gone = 0;     ///< bytes since then
+    std::int64_t takenUs = 0;  ///< when the printer took bytes last
+
+    static std::int64_t Now() { return static_cast<std::int64_t>(Clock::Get().MonotonicUs()); }
+};
+
+/// One line on standard error that is drawn ten times a second, and lines that stay. A thread of its own
+/// writes them, so that a terminal that is stopped or slow holds up nothing. Where standard error is no
+/// terminal there is no such thread and no live line.
+class LiveLine {
+ public:
+    /// `draws` false: only lines that stay. The other two are printed when the printer has taken no byte for
+    /// 30 s.
+    LiveLine(bool draws, const std::string& stalled, const std::string& advice);
+    LiveLine(const LiveLine&) = delete;
+    LiveLine& operator=(const LiveLine&) = delete;
+    ~LiveLine() { End(); }
+
+    /// Has `change` alter what is shown.
+    void Change(const std::function<void(Progress&)>& change);
+    /// Prints a line that stays, `strong` where it tells of something wrong.
+    void Print(const std::string& text, bool strong = false);
+    /// A terminal without escapes gets a line a phase.
+    void Begin(const std::string& text);
+    /// Takes the live line away for good, within two seconds: a terminal that takes nothing for that long
+    /// gets nothing more.
+    void End();
+
+ private:
+    struct State;
+    static void* Draw(void* state);
+
+    std::shared_ptr<State> state_;  ///< outlives the line where the terminal holds the thread
+    pthread_t thread_{};
+    bool running_ = false;
+    bool held_ = false;
+};

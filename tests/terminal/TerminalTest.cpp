@@ -1,0 +1,491 @@
+// What a person at a terminal sees besides what the program prints: a live line, reasons, an answer to
+// Ctrl-C.
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+#include <list>
+#include <mutex>
+#include <regex>
+#include <set>
+
+#include "endtoend/EndToEnd.h"
+#include "harness/PtyPair.h"
+#include "harness/Rig.h"
+#include "harness/TcpPeer.h"
+#include "support/Listener.h"
+#include "terminal/Session.h"
+
+using endtoend::TemporaryFile;
+using simulator::UsbFaults;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+using Words::Cause;
+
+namespace SampleFiles = simulator::SampleFiles;
+
+namespace {
+
+/// Whether all are there, each behind the one before.
+bool InOrder(const std::string& seen, const Lines& texts) {
+    std::size_t at = 0;
+    for (const std::string& text : texts)
+        if ((at = seen.find(text, at)) == std::string::npos) return false;
+    return true;
+}
+
+/// A terminal: what is written to it is kept.
+class Screen {
+ public:
+    explicit Screen(unsigned short columns) : slave_(open(pty_.Path(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+        Resize(columns);
+        reader_ = std::thread([this] {
+            for (std::string some; !(some = pty_.Receive(1, kIdleMs)).empty();) {
+                const std::lock_guard lock(mutex_);
+                text_ += some;
+            }
+        });
+    }
+    ~Screen() { End(); }
+    void Resize(unsigned short columns) {
+        const winsize size{24, columns, 0, 0};
+        ioctl(slave_.Get(), TIOCSWINSZ, &size);
+    }
+    /// The command that starts a program with its standard input and standard error here.
+    Lines Command(const std::string& more = "", const std::string& streams = "") {
+        return {"bash", "-c",
+                "exec " + more + " \"$0\" \"$@\" <" + pty_.Path() + " 2>" + pty_.Path() + streams};
+    }
+    std::string Text() {
+        const std::lock_guard lock(mutex_);
+        return text_;
+    }
+    bool WaitFor(const Lines& texts) {
+        for (int turn = 0; turn < 2000 && !InOrder(Text(), texts); ++turn) poll(nullptr, 0, 10);
+        return InOrder(Text(), texts);
+    }
+    /// All that was written, when nobody writes any more.
+    std::string End() {
+        slave_.Reset();
+        if (reader_.joinable()) reader_.join();
+        return text_;
+    }
+    char* Path() { return pty_.Path(); }
+
+ private:
+    static constexpr int kIdleMs = 60000;
+    PtyPair pty_;
+    OwnedDescriptor slave_;
+    std::mutex mutex_;
+    std::string text_;
+    std::thread reader_;
+};
+
+PrinterOptions On(Line line, const char* mode = "U3") {
+    PrinterOptions options;
+    options.line = line;
+    options.mode = mode;
+    options.usb = {0xF0F0, 0x0205, "ABC1"};
+    options.bankSize = 60000;
+    return options;
+}
+
+/// `font`: the size of the first of three modules, whose name is no text for a terminal.
+simulator::PackageSample Package(std::size_t font = 20000) {
+    simulator::PackageSample sample;
+    sample.bankSize = 60000;
+    sample.firmware = SampleFiles::MakeFirmware(sample.release, sample.bankSize * sample.banks);
+    sample.modules = SampleFiles::UsualModules();
+    simulator::ModuleSample first;
+    first.code = "FNT\033[2J\xC3\xA4";
+    first.bodySize = font;
+    sample.modules[0].image = SampleFiles::MakeModule(first);
+    return sample;
+}
+
+const TemporaryFile& PackageFile() {
+    static const TemporaryFile file("sample.pfw", SampleFiles::MakePackage(Package()));
+    return file;
+}
+
+/// The reasons that were seen in any test.
+std::set<Cause>& Reached() {
+    static std::set<Cause> reached;
+    return reached;
+}
+
+/// Whether the sentence was said, by the longest part of it that is not filled in.
+void ExpectSays(const std::string& seen, const std::vector<Cause>& causes, const std::string& what) {
+    for (const Cause cause : causes) {
+        std::string longest;
+        std::istringstream parts(
+            std::regex_replace(Words::Of(cause).happened, std::regex("\\{[a-z]+\\}"), "\n"));
+        for (std::string part; std::getline(parts, part);)
+            if (part.size() > longest.size()) longest = part;
+        EXPECT_NE(seen.find(longest), std::string::npos) << what << ": " << longest << "\n" << seen;
+        Reached().insert(cause);
+    }
+}
+
+/// A run at a terminal, whose printer goes on only when the terminal has shown what it should.
+struct Watched {
+    const char* variables;
+    Line line;
+    unsigned short columns, resized;  // 0: the terminal does not tell, and 60 is set
+    const char* option = "";
+    const char* streams = "";
+    bool lives = true;
+
+    void Start(std::optional<endtoend::Printer>& first) {
+        screen = std::make_unique<Screen>(columns);
+        PrinterOptions options = On(line);
+        options.onEvent = [this](std::uint64_t, const std::string& event) { Hold(event); };
+        const endtoend::Start start{
+            50, 1500, screen->Command(std::string("env TERM=xterm COLUMNS=60 ") + variables, streams)};
+        endtoend::Printer* const beside = first ? &*first : nullptr;
+        auto& slot = beside == nullptr ? first : printer;
+        slot.emplace(options, simulator::UsbDescription(), start, beside);
+        const bool slow = line == Line::Ethernet;  // which takes all that is sent at once
+        file = std::make_unique<TemporaryFile>(std::to_string(columns) + "large.pfw",
+                                               SampleFiles::MakePackage(Package(slow ? 3000000 : 20000)));
+        Lines words{"-f", file->path};
+        if (*option != '\0') words.emplace_back(option);
+        program.reset(new endtoend::Program(slot->Begin(words)));
+    }
+    void Hold(const std::string& event) {
+        if (!lives) return;
+        const bool usb = line == Line::Usb;  // whose write ends when the printer has taken all
+        const auto begins = [&](const char* text) { return event.rfind(text, 0) == 0; };
+        if (begins("asked for") && ++asked == 1) {
+            EXPECT_TRUE(screen->WaitFor({usb ? "connecting to ANY" : "asking the printer"}));
+        } else if (begins("module programmed") && ++modules == 1) {
+            const char* const left = usb ? "no byte taken for 3" : "at most 600 s: waiting for the p";
+            EXPECT_TRUE(screen->WaitFor({left, usb ? " s: module 1 of 3" : "at most 59"}));
+            before = screen->Text().size();
+            screen->Resize(resized);
+        } else if (begins("upgrade started") && line == Line::Serial) {
+            EXPECT_TRUE(screen->WaitFor({"kB/s", "no byte for 30 s", "no byte taken for ", " s: firm"}));
+        }
+    }
+
+    std::unique_ptr<Screen> screen = nullptr;
+    std::unique_ptr<TemporaryFile> file = nullptr;
+    std::optional<endtoend::Printer> printer = std::nullopt;
+    std::unique_ptr<endtoend::Program> program = nullptr;
+    std::size_t before = 0;
+    int asked = 0, modules = 0;
+};
+
+/// The longest live line, without what colours it.
+std::size_t Longest(const std::string& seen) {
+    std::size_t longest = 0;
+    for (std::size_t at = seen.find("\r\033[K"), end = 0; at != std::string::npos; at = end) {
+        end = seen.find("\r\033[K", at + 4);
+        const std::string frame = seen.substr(at + 4, end - at - 4);
+        if (frame.find('\n') == std::string::npos) longest = std::max(longest, frame.size());
+    }
+    return longest;
+}
+
+TEST(Terminal, ALineLivesAtEachWidthAndLeavesTheContractAlone) {
+    Watched rows[] = {{"", Line::Usb, 0, 120},
+                      {"NO_COLOR=1", Line::Ethernet, 40, 40, "-v"},
+                      {"", Line::Serial, 120, 40},
+                      {"", Line::Serial, 90, 1, "-v", " >&2", false},
+                      {"TERM=dumb", Line::Serial, 80, 80, "", "", false},
+                      {"", Line::Serial, 70, 70, "", " 2>&1", false}};
+    std::optional<endtoend::Printer> first;
+    for (Watched& row : rows) row.Start(first);
+    for (Watched& row : rows) {
+        SCOPED_TRACE(std::to_string(row.columns) + row.variables + row.streams);
+        const endtoend::RunResult run = row.program->End();
+        const std::string seen = row.screen->End();
+        EXPECT_EQ(run.status, endtoend::kSuccess) << seen;
+        const bool logs = row.option == std::string("-v");
+        const bool alone = logs && !row.lives;  // on the terminal with its log
+        const bool unseen = row.streams == std::string(" 2>&1");
+        EXPECT_TRUE(logs || run.lines.size() == 2) << run;
+        EXPECT_TRUE(alone || run.lines.back() == "UPGRADE SUCCESS") << run;
+        EXPECT_TRUE(!unseen || seen.empty()) << seen;
+        if (unseen) continue;
+        ExpectSays(seen, {Cause::kUnconfirmed}, "success");
+        EXPECT_TRUE(InOrder(seen.substr(seen.rfind("It should")), {"report release 1.06: ticket", "\r\n"}))
+            << seen;
+        EXPECT_EQ(seen.find("\033") != std::string::npos, row.lives) << seen;
+        EXPECT_EQ(seen.find("100 %"), std::string::npos);
+        EXPECT_EQ(seen.find("Sending bank...8/8 (100%)") != std::string::npos, alone);
+        if (row.lives) {
+            EXPECT_TRUE(InOrder(seen, {"kB/s", "at most 1", " s: waiting for the p"}));
+            EXPECT_LT(Longest(seen.substr(0, row.before)), row.columns == 0 ? 60U : row.columns);
+            EXPECT_LT(Longest(seen.substr(row.before + 200)), row.resized);
+        } else if (!alone) {
+            const Lines order{
+                "checking the file",     "connecting to", "asking",   "module 1 of 3 \"FNT [2J??\"",
+                "program module 1 of 3", "to settle",     "firmware", "module 3 of 3"};
+            EXPECT_TRUE(InOrder(seen, order)) << seen;
+        }
+    }
+    Reached().insert(Cause::kStalled);  // it was waited for
+}
+
+/// A printer on USB.
+struct OnBus {
+    PrinterOptions options;
+    simulator::UsbDescription look = {};
+};
+
+OnBus Plugged(const simulator::UsbIdentity& identity, const char* port = "1-1", const char* mode = "U3") {
+    OnBus on{On(Line::Usb, mode)};
+    on.options.usb = identity;
+    on.look.port = port;
+    return on;
+}
+
+OnBus With(bool UsbFaults::*fault) {
+    OnBus on{On(Line::Usb)};
+    on.look.faults.*fault = true;
+    return on;
+}
+
+/// What the program says at a terminal when it is started with these words, "@" standing for a folder, by
+/// somebody who may not do everything.
+std::string Said(std::string words, const std::string& folder, const std::vector<OnBus>& printers) {
+    Screen screen(120);
+    Lines split;
+    std::istringstream stream(std::regex_replace(words, std::regex("@"), folder + "/"));
+    for (std::string word; stream >> word;) split.push_back(word);
+    const bool user = geteuid() == 0 && printers.empty();
+    const std::string by =
+        user ? "setpriv --reuid=65534 --clear-groups env TERM=xterm" : "env TERM=xterm NO_COLOR=1";
+    const endtoend::Start start{100, printers.empty() ? 50U : 1500U, screen.Command(by)};
+    if (printers.empty()) {
+        std::optional<simulator::UsbBus> bus;  // not where it is not needed: it spoils the errno of devices
+        if (words.find("usb") != std::string::npos) bus.emplace();
+        endtoend::Program(split, bus ? bus->ChildEnvironment() : ChildProcess::Environment(), start).End();
+        return screen.End();
+    }
+    endtoend::Printer first{printers[0].options, printers[0].look, start};
+    std::optional<endtoend::Printer> second;
+    if (printers.size() > 1) second.emplace(printers[1].options, printers[1].look, start, &first);
+    first.Run(split);
+    return screen.End();
+}
+
+void OfWhatIsNamed() {
+    const std::string folder = testing::TempDir() + "reasons" + std::to_string(getpid());
+    std::filesystem::create_directories(folder + "/folder.pfw");
+    const auto write = [&](const std::string& name, const simulator::Bytes& bytes) {
+        std::ofstream(folder + "/" + name) << std::string(bytes.begin(), bytes.end());
+    };
+    const simulator::Bytes whole = SampleFiles::MakePackage(Package());
+    const simulator::Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
+    for (const char* name : {"cut.pfw", "cut.mod", "shut.pfw", "sample.zip"}) write(name, half);
+    write("sample.pfw", whole);
+    write("text.pfw", simulator::Bytes(5000, 'x'));
+    write("empty.pfw", {});
+    chmod((folder + "/shut.pfw").c_str(), 0);
+    simulator::PackageSample records;
+    records.firmware = SampleFiles::MakeRecords("106", 20);
+    records.banks = 1;
+    records.bankSize = records.firmware.size();
+    write("records.pfw", SampleFiles::MakePackage(records));
+    PtyPair held;
+    const OwnedDescriptor holder(open(held.Path(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_EQ(chmod(held.Path(), 0666), 0);
+    ioctl(holder.Get(), TIOCEXCL);
+    const TcpListener full(0);
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(full.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::vector<OwnedDescriptor> waiting;
+    for (int i = 0; i < 3; ++i) {
+        waiting.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        static_cast<void>(connect(waiting.back().Get(), reinterpret_cast<sockaddr*>(&address), size));
+    }
+    const OnBus one = Plugged({0xF0F0, 0x0205, "ABC1"});
+    const OnBus two = Plugged({0xF0F0, 0x0205, "XYZ1"}, "1-2");
+    const std::string sample = "-f @sample.pfw -t ", ask = "--printerversion -t ",
+                      named = ask + "usb -d F0F0|0205|ABC1";
+    const struct {
+        std::string words;
+        std::vector<Cause> causes;
+        std::vector<OnBus> printers = {};
+    } rows[] = {
+        {"-f @none.pfw nonsense -m x", {Cause::kUnknownWord, Cause::kNoNumber, Cause::kFileAbsent}},
+        {"-f @sample.zip", {Cause::kFileEnding}},
+        {sample + "lan", {Cause::kTypeWord}},
+        {sample + "eth -d host", {Cause::kDeviceText}},
+        {"-f @folder.pfw -t eth -d h:1", {Cause::kFileDirectory}},
+        {"-f @shut.pfw -t eth -d h:1", {Cause::kFileUnreadable}},
+        {"-f @empty.pfw -t eth -d h:1", {Cause::kFileEmpty}},
+        {"-f @cut.pfw -t eth -d h:1", {Cause::kFileDamaged}},
+        {"-f @text.pfw -t eth -d h:1", {Cause::kFileDamaged}},
+        {"-f @cut.mod -t eth -d h:1", {Cause::kFileDamaged}},
+        {sample + "eth -d ..:1", {Cause::kHostUnknown}},
+        {sample + "eth -d 127.0.0.1:1", {Cause::kRefused}},
+        {sample + "eth -d 255.255.255.255:1", {Cause::kNoRoute}},
+        {ask + "eth -d 127.0.0.1:" + std::to_string(full.Port()), {Cause::kNotInTime}},
+        {ask + "ser -d @none:9600:HW", {Cause::kSerialAbsent}},
+        {ask + "ser -d @shut.pfw:9600:HW", {Cause::kSerialPermission}},
+        {ask + "ser -d " + held.Path() + ":9600:HW", {Cause::kSerialBusy}},
+        {ask + "ser -d /dev/null:9600:HW", {Cause::kNotSerial}},
+        {ask + "ser -d /dev/null:9601:HW", {Cause::kSerialSpeed}},
+        {"--usbdevlist", {Cause::kUsbNone}},
+        {sample + "usb -d 127.0.0.1:9110", {Cause::kOtherPort, Cause::kUsbNone}},
+        {named, {Cause::kUsbTaken}, {one, two}},
+        {ask + "usb -d ANY", {Cause::kUsbTaken}, {one, two}},
+        {named + "X", {Cause::kUsbNoName, Cause::kUsbWrongName}, {one}},
+        {named, {Cause::kUsbPermission}, {With(&UsbFaults::cannotOpen)}},
+        {named, {Cause::kUsbBusy}, {With(&UsbFaults::cannotClaim)}},
+        {named, {Cause::kUsbUnconfigured}, {With(&UsbFaults::unconfigured)}},
+        {"-f @records.pfw",
+         {Cause::kForeignBoot},
+         {Plugged({0xF0F0, 0x0205, "ABC1"}, "1-1", "U6"), Plugged({0x10C4, 0xEA60, "0001"}, "1-2")}},
+    };
+    for (const auto& row : rows) {
+        const std::string seen = Said(row.words, folder, row.printers);
+        ExpectSays(seen, row.causes, row.words);
+        EXPECT_EQ(seen.find("\033[1;31m") == std::string::npos, !row.printers.empty()) << seen;
+    }
+    std::filesystem::remove_all(folder);
+}
+
+void OfWhatThePrinterAndTheLineDo() {
+    const Given asItIs = [](Rig&) {};
+    const Given module = [](Rig& rig) { rig.module.emplace(); };
+    const auto offers = [](unsigned mask) { return Printer(&PrinterOptions::dataAvailable, mask); };
+    const auto only = [](int components) { return [=](Rig& rig) { rig.components = components; }; };
+    const auto silent = [](Exchange exchange) { return PrinterFaults({Fault::Silence(exchange)}); };
+    const auto says = [](Exchange exchange, Bytes answer) {
+        return PrinterFaults({Fault::Says(exchange, std::move(answer))});
+    };
+    const Given cut = PrinterFaults({Fault::Cut(Exchange::BankGroup, 600)});
+    const Given away = PrinterFaults({Fault::Silence(Exchange::Status).Between(2, 99)});
+    const Given never = Printer(&PrinterOptions::bootDelayMs, std::uint64_t{9000000});
+    const auto vanishes = [](Rig& rig) {
+        rig.renesas.faults = {
+            simulator::BootFault::Vanishes(simulator::RenesasBootDevice::kUnit).Between(2, 2)};
+    };
+    const struct {
+        std::vector<Cause> causes;
+        const char* mode;
+        Line line;
+        Given given;
+        bool newForm = false;
+    } rows[] = {
+        {{Cause::kUnknown}, "U3", Line::Ethernet, LineFaults({{"Open"}})},
+        {{Cause::kNoAnswer}, "U3", Line::Serial, silent(Exchange::ProtocolVersion)},
+        {{Cause::kOddAnswer},
+         "U3",
+         Line::Serial,
+         says(Exchange::ProtocolVersion, {2, '<', 'C', '9', '>', 3})},
+        {{Cause::kOddAnswer}, "U3", Line::Serial, PrinterFaults({Fault::Refusal(Exchange::UpgradeInfo, 7)})},
+        {{Cause::kNotForUpgrade}, "U3", Line::Serial, [](Rig& rig) { rig.package.identified = false; }},
+        {{Cause::kOtherPrinter}, "U3", Line::Ethernet, Printer(&PrinterOptions::family, 5)},
+        {{Cause::kNotOffered}, "U3", Line::Ethernet, offers(PrinterOptions::kOffersModules)},
+        {{Cause::kNotOffered}, "U3", Line::Ethernet, Both(module, offers(PrinterOptions::kOffersUpgrade))},
+        {{Cause::kProcedure}, "U3", Line::Ethernet, nullptr},  // which no answer brings about
+        {{Cause::kUsbOnly}, "U2", Line::Ethernet, asItIs},
+        {{Cause::kNoFirmware}, "U6", Line::Usb, [](Rig& rig) { rig.package.firmware = Bytes(300, 'x'); }},
+        {{Cause::kLeftOut}, "U3", Line::Usb, Both(module, only(1))},
+        {{Cause::kLeftOut}, "U1", Line::Usb, only(2)},
+        {{Cause::kModuleRefused}, "U3", Line::Serial, Both(module, says(Exchange::Module, {0x95}))},
+        {{Cause::kModuleSilent}, "U3", Line::Serial, Both(module, silent(Exchange::Module))},
+        {{Cause::kBankRefused}, "U1", Line::Serial, says(Exchange::BankGroup, {0x77})},
+        {{Cause::kBankRefused}, "U5", Line::Serial, says(Exchange::DataBank, {0x99})},
+        {{Cause::kBankSilent}, "U5", Line::Serial, silent(Exchange::DataBank)},
+        {{Cause::kBankSilent}, "U1", Line::Serial, silent(Exchange::BankGroup)},
+        {{Cause::kConnectionLost}, "U3", Line::Ethernet, cut},
+        {{Cause::kConnectionLost}, "U1", Line::Ethernet, cut},
+        {{Cause::kNotBack}, "U3", Line::Ethernet, away, true},
+        {{Cause::kReleaseDiffers}, "U1", Line::Ethernet, [](Rig& rig) { rig.printer.releaseAfter = "1.07"; }},
+        {{Cause::kNeedsUsb}, "U4", Line::Serial, asItIs},
+        {{Cause::kSwitchOffOn}, "U4", Line::Usb, asItIs},
+        {{Cause::kBootNotEntered}, "U4", Line::Usb, silent(Exchange::BootEntry)},
+        {{Cause::kBootAbsent}, "U6", Line::Usb, never},
+        {{Cause::kBootRefused}, "U2", Line::Usb, vanishes},
+        {{Cause::kNeverBoot, Cause::kBootEthernet}, "U4", Line::Ethernet, asItIs},
+        {{Cause::kUnconfirmed}, "U5", Line::Usb, asItIs},
+    };
+    for (const auto& row : rows) {
+        Rig rig(row.mode, row.line, row.newForm);
+        if (row.given) row.given(rig);
+        RunOptions options;
+        options.type = row.line == Line::Serial ? "ser" : row.line == Line::Usb ? "usb" : "eth";
+        CaptureStderr();
+        Session::Begin(options);
+        Bytes bytes = SampleFiles::MakePackage(rig.package);
+        PSWFile package;
+        package.iFileLength = static_cast<int>(bytes.size());
+        if (!rig.module && package.LoadPSWFromMemory(bytes.data(), package.iFileLength, true))
+            Session::Know(package);
+        const bool done = row.given ? rig.Run() : Log::FailP("", "Upgrade Mode %d Not Supported!", 9);
+        Listener::Tell(Listener::Event::kOutput, 0, done ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
+        Session::End();
+        ExpectSays(GetCapturedStderr(), row.causes, row.mode);
+    }
+}
+
+TEST(Terminal, SaysEachReason) {
+    OfWhatIsNamed();
+    OfWhatThePrinterAndTheLineDo();
+    for (int cause = 1; cause < static_cast<int>(Cause::kCount); ++cause)
+        EXPECT_EQ(Reached().count(static_cast<Cause>(cause)), 1U)
+            << Words::Of(static_cast<Cause>(cause)).happened;
+}
+
+TEST(Terminal, EachLineThatTellsSomethingIsInTheCode) {
+    std::string code;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(SOURCES)) {
+        if (!entry.is_regular_file() || entry.path().string().find("/terminal/") != std::string::npos)
+            continue;
+        std::ifstream file(entry.path());
+        code.append(std::istreambuf_iterator<char>(file), {});
+    }
+    for (const std::string& key : Words::Keys())
+        EXPECT_NE(code.find('"' + key.substr(key.find(']') + 1)), std::string::npos) << key;
+}
+
+// While the printer is only asked, and with its firmware sent.
+TEST(Terminal, InterruptionsEndARunOrDoNot) {
+    struct Run {
+        std::vector<int> signals;
+        bool terminal, window;
+        Screen screen{100};
+        std::optional<endtoend::Printer> printer;
+        std::unique_ptr<endtoend::Program> program;
+    };
+    std::list<Run> runs;
+    endtoend::Printer clock{On(Line::Ethernet), simulator::UsbDescription(), {50, 1500, {}}};
+    for (int row = 0; row < 16; ++row) {
+        Run& run = runs.emplace_back();
+        run.signals = std::vector<std::vector<int>>{
+            {SIGINT}, {SIGINT, SIGINT}, {SIGTERM}, {SIGHUP}}[static_cast<std::size_t>(row) % 4];
+        run.terminal = row / 4 % 2 == 0;
+        run.window = row < 8;
+        PrinterOptions options = On(Line::Serial, "U1");
+        options.faults = {Fault::Late(run.window ? Exchange::BankGroup : Exchange::UpgradeInfo, 100000)};
+        const endtoend::Start start{50, 3000, run.terminal ? run.screen.Command() : Lines{}};
+        run.printer.emplace(options, simulator::UsbDescription(), start, &clock);
+        run.program.reset(new endtoend::Program(run.printer->Begin({"-f", PackageFile().path, "-c", "1"})));
+    }
+    for (Run& run : runs) {
+        const Exchange late = run.window ? Exchange::BankGroup : Exchange::UpgradeInfo;
+        const auto count = [&](const auto& model) { return model.Count(late); };
+        for (int turn = 0; turn < 1000 && run.printer->Inspect(count) == 0; ++turn) poll(nullptr, 0, 5);
+        run.program->Signal(run.signals[0]);
+        const bool answered = run.terminal && run.window && run.signals[0] == SIGINT;
+        EXPECT_TRUE(!answered ||
+                    run.screen.WaitFor({"If the run ends now, the printer is left without a work"}));
+        for (std::size_t i = 1; i < run.signals.size(); ++i) run.program->Signal(run.signals[i]);
+    }
+    for (Run& run : runs) {
+        const bool lives = run.terminal && run.window && run.signals.size() == 1 && run.signals[0] != SIGTERM;
+        const int status = lives ? endtoend::kSuccess : ChildProcess::kSignalled + run.signals[0];
+        EXPECT_EQ(run.program->End().status, status) << run.signals[0] << run.terminal << run.window;
+    }
+}
+
+}  // namespace
