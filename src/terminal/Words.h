@@ -24,12 +24,12 @@ enum Effect : unsigned {
 /// it where that counts; of two that fit the longer one holds.
 struct Phase {
     const char* keys;
-    unsigned effects;
+    unsigned long effects;
     const char* text = nullptr;    ///< null: as before
     const char* leaves = nullptr;  ///< what an interruption would leave behind; null: as before
     int limitSeconds = 0;          ///< a limit of the phase's own, × the time multiplier
 
-    bool Has(unsigned effect) const { return (effects & effect) != 0; }
+    bool Has(unsigned long effect) const { return (effects & effect) != 0; }
 };
 
 extern const char kConnecting[], kFirmware[], kNoSystem[];
