@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -83,6 +84,12 @@ void PrintLast(const char* line) {
 [[noreturn]] void EndRun(const char* line) {
     PrintLast(line);
     std::exit(kFailure);
+}
+
+/// Nothing throws but an allocation that fails, perhaps without the memory for its own exception.
+[[noreturn]] void EndWithoutMemory() {
+    std::puts("UPGRADE FAILURE");
+    std::_Exit(kFailure);
 }
 
 /// A standard stream that was closed before the run is opened on nothing. Left closed, its number would go to
@@ -310,6 +317,7 @@ int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     // A reader of the log that goes away must not end the program in the middle of a bank.
     std::signal(SIGPIPE, SIG_IGN);
+    std::set_terminate(EndWithoutMemory);
     parse_args(argc, argv);
     if (enable_debug != 0) Log::SetLogEnable(1, true);
     if (isatty(STDERR_FILENO) != 0)

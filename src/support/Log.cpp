@@ -1,7 +1,12 @@
 #include "support/Log.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -24,6 +29,25 @@ constexpr std::size_t kFormattedSize = 1024;
 // Room for a formatted text of full length behind any stamp and tag, and for longer plain texts.
 constexpr std::size_t kLineSize = 8192;
 constexpr unsigned int kDumpRow = 16;
+
+// A pipe that can be written to takes this much, and nothing waits.
+constexpr std::size_t kMostAtOnce = PIPE_BUF;
+constexpr std::int64_t kMostStalledMs = 5000;
+
+/// Waits until standard output takes what is printed. False when its reader has stalled: lines are lost from
+/// then until it reads again, since no printer may be kept waiting for ever amid its firmware.
+bool IsOutputTaken() {
+    static bool stalled = false;
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    const Deadline deadline(Wait{stalled ? 0 : kMostStalledMs});
+    int ready = 0;
+    do {
+        const auto left = static_cast<unsigned int>(deadline.LeftMs());
+        ready = poll(&output, 1, static_cast<int>(Clock::Get().BlockingTimeout(left)));
+    } while (ready == -1 && errno == EINTR && !deadline.IsOver());
+    stalled = ready == 0;
+    return !stalled;
+}
 
 bool Enabled() {
     return Log::m_dwLogType != 0 && Log::m_bLogDataToo;
@@ -142,7 +166,11 @@ bool Log::CloseLogFile() {
 }
 
 void Log::WriteToVideo(const char* line) {
-    std::puts(line);
+    const std::string text = std::string(line) + '\n';
+    for (std::size_t at = 0; at < text.size(); at += kMostAtOnce) {
+        if (!IsOutputTaken()) return;
+        std::fwrite(text.data() + at, 1, std::min(kMostAtOnce, text.size() - at), stdout);
+    }
 }
 
 void Log::WriteToFile(const char* line) {

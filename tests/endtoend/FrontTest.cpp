@@ -2,6 +2,7 @@
 // serial line and finds a printer on USB.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <termios.h>
 
 #include <csignal>
@@ -49,15 +50,52 @@ const TemporaryFile& PackageFile() {
     return file;
 }
 
-// Its reader leaves after the first line; its standard input and output were never there.
+// Its reader leaves after the first line; its standard input and output were never there; the disk is full.
 TEST(Front, StreamsThatAreGoneEndNothingAndGetNoByteOfThePrinters) {
-    for (const char* shell :
-         {"\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}", "exec \"$0\" \"$@\" <&- >&-"}) {
+    for (const char* shell : {"\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}",
+                              "exec \"$0\" \"$@\" <&- >&-", "exec \"$0\" \"$@\" >/dev/full 2>&1"}) {
         Printer printer{On(Line::Serial), {}, {40, 1500, {"bash", "-c", shell}}};
         EXPECT_EQ(printer.Run({"-f", PackageFile().path, "-v"}).status, kSuccess) << shell;
         printer.ExpectHas("1.06", Package());
     }
 }
+
+TEST(Front, AReaderOfTheLogThatStallsLosesLinesAndHoldsNoPrinter) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    simulator::Descriptor reader(ends[0]), writer(ends[1]);
+    fcntl(writer.Get(), F_SETPIPE_SZ, 4096);
+    const std::string shell = "exec \"$0\" \"$@\" >&" + std::to_string(writer.Get());
+    Printer printer{On(Line::Serial), {}, {40, 1500, {"bash", "-c", shell}}};
+    Program program = printer.Begin({"-f", PackageFile().path, "-v"});
+    const auto modules = [](const auto& model) { return model.Modules().size(); };
+    for (int turn = 0; turn < 2000 && printer.Inspect(modules) < 3; ++turn) poll(nullptr, 0, 10);
+    reader.Reset();  // only the verdict waits for it
+    EXPECT_EQ(program.End().status, kSuccess);
+    printer.ExpectHas("1.06", Package());
+}
+
+#ifndef __SANITIZE_ADDRESS__
+/// A run with so much memory. Nothing listens where it is to connect.
+RunResult Limited(int kilobytes) {
+    return Program(
+               {"-f", PackageFile().path, "-t", "eth", "-d", "127.0.0.1:1"}, {},
+               {100, 1500, {"bash", "-c", "ulimit -v " + std::to_string(kilobytes) + "; exec \"$0\" \"$@\""}})
+        .End();
+}
+
+TEST(Front, ARunWithoutMemoryEndsWithALastLine) {
+    constexpr int kNotLoaded = 127;
+    int kilobytes = 4000;
+    while (Limited(kilobytes).status == kNotLoaded) kilobytes += 500;
+    for (int step = 0; step < 20; ++step) {
+        const RunResult run = Limited(kilobytes -= 32);
+        if (run.status == kNotLoaded) break;
+        EXPECT_EQ(run.status, kFailure) << run;
+        EXPECT_THAT(run.lines.back(), testing::AnyOf("UPGRADE FAILURE", "LoadPSWFromFile FAILURE"));
+    }
+}
+#endif
 
 TEST(Front, ARunThatIsEndedLeavesItsLinesAndAPrinterThatCanBeUpgraded) {
     PrinterOptions options = On(Line::Usb);

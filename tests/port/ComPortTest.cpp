@@ -2,6 +2,7 @@
 #include "port/ComPort.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -85,6 +86,15 @@ TEST(EveryKind, FailsWhileItIsClosedAndAsksForTheStatusAsOftenAsItsKindDoes) {
         EXPECT_FALSE(row.port.HandshakeCommunication());
         EXPECT_EQ(clock.waits, row.waits);
     }
+    // Without a descriptor none can be had.
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none{3, usual.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_TRUE(eth.Init(std::string("127.0.0.1").data(), 9));
+    EXPECT_TRUE(serial.Init(std::string("/dev/null").data(), 9600, 1));
+    EXPECT_FALSE(eth.Open() || serial.Open() || usb.InitWithVid(std::string("F0F0").data()));
+    setrlimit(RLIMIT_NOFILE, &usual);
 }
 
 TEST(WritePackets, CutsPausesAndStopsAtTheFirstShortWrite) {
