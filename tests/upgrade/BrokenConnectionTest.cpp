@@ -179,7 +179,7 @@ TEST_P(BrokenConnection, IsAFailure) {
 }
 
 TEST(WholeConnection, IsASuccess) {
-    const simulator::ScaledClock clock(200, 200);
+    const simulator::ScaledClock clock(200, 1000);
     for (const int mode : {1, 3, 5}) {
         for (const Case& run :
              {Case{mode, kDoesNotFit, 3, Fault::kPauses}, Case{mode, kFits, kEnd, Fault::kResets},
