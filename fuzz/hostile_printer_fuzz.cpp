@@ -252,17 +252,20 @@ void Play::Look(const HostileLine& line, bool success, std::uint64_t tookMs) con
 
 }  // namespace
 
-// Log lines are what the program prints with `puts`. The log itself is not changed for this: the call is
-// redirected when the target is linked.
-extern "C" int __wrap_puts(const char* line) {
-    logged.append(line).push_back('\n');
-    for (const char* at = line; *at != '\0'; ++at) {
-        const auto byte = static_cast<unsigned char>(*at);
-        const bool isEnd = byte == '\n' && at[1] == '\0';
-        if ((byte < 0x20 && !isEnd) || (byte >= 0x7F && byte <= 0x9F))
-            Complain("a control character in the log");
+// Log lines are all that the program writes to standard output with `fwrite`, a long one in pieces. The call
+// is redirected when the target is linked.
+extern "C" std::size_t __real_fwrite(const void* data, std::size_t size, std::size_t count,
+                                     std::FILE* stream);
+extern "C" std::size_t __wrap_fwrite(const void* data, std::size_t size, std::size_t count,
+                                     std::FILE* stream) {
+    if (stream != stdout) return __real_fwrite(data, size, count, stream);
+    const std::string text(static_cast<const char*>(data), size * count);
+    logged += text;
+    for (const char c : text.substr(0, text.find_last_not_of('\n') + 1)) {
+        const auto byte = static_cast<std::uint8_t>(c);
+        if (byte < 0x20 || (byte >= 0x7F && byte <= 0x9F)) Complain("a control character in the log");
     }
-    return 0;
+    return count;
 }
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
