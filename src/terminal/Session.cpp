@@ -15,6 +15,7 @@
 #include "terminal/Interruption.h"
 #include "terminal/LiveLine.h"
 #include "terminal/Words.h"
+#include "upgrade/BootUsb.h"
 #include "upgrade/UpgradeEngine.h"
 
 using Words::Cause;
@@ -232,7 +233,9 @@ class Watcher final : public Listener {
     void NoteProcedure(std::int64_t procedure) {
         procedure_ = procedure;
         if (!BootProcedure() || firmware_ == 0 || (run_.components & 1) == 0) return;
-        facts_["list"] = Listed(UsbLook().loaders, procedure == 6 ? "10C4" : "045B");
+        std::string list;
+        BootUsb::Get().ListDevices(procedure == 6 ? "10C4" : "045B", list);
+        facts_["list"] = list.substr(0, list.find('\n'));
         const bool never = procedure == 4 && run_.type == "eth";
         if (run_.type != "usb") Say(never ? Cause::kNeverBoot : Cause::kNeedsUsb, false);
         if (!facts_["list"].empty()) Say(Cause::kForeignBoot, false);

@@ -1,14 +1,18 @@
 #include "harness/Rig.h"
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 #include <tuple>
 
 #include "package/ModuleData.h"
 #include "package/PSWFile.h"
+#include "support/Listener.h"
+#include "terminal/Session.h"
 
 namespace {
 
@@ -104,7 +108,15 @@ bool Rig::Run() {
     };
     const std::vector<unsigned int> before = settings();
     std::optional<LogCapture> capture;
-    if (!bSilent) capture.emplace();
+    if (!bSilent) {
+        capture.emplace();
+        testing::internal::CaptureStderr();
+        setenv("TERM", "xterm", 1);
+        RunOptions options;
+        options.type = std::array{"ser", "eth", "usb"}[static_cast<std::size_t>(printer.line)];
+        options.components = components;
+        Session::Begin(options);
+    }
     const std::uint64_t began = clock.NowMs();
     bool verdict = false;
     try {
@@ -113,7 +125,12 @@ bool Rig::Run() {
         port.Close();
     }
     tookMs = clock.NowMs() - began;
-    if (capture) log = capture->Take();
+    Listener::Tell(Listener::Event::kOutput, 0, verdict ? "UPGRADE SUCCESS" : "UPGRADE FAILURE");
+    Session::End();
+    if (capture) {
+        log = capture->Take();
+        said = std::regex_replace(testing::internal::GetCapturedStderr(), std::regex("\n"), " ");
+    }
     if (port.uiTimeoutRX == 2 * before[1]) port.uiTimeoutRX /= 2;  // a serial line that was opened
     bSettingsBack = settings() == before;
     bClosed = !port.IsOpen();
@@ -135,6 +152,7 @@ bool Rig::Play(CComPort& port) {
                : !file.LoadPSWFromMemory(bytes.data(), size, false)) {
         return false;
     }
+    if (!module) Session::Know(file);
     PrinterComm comm(components, timem);
     CommPortSettings settings = SettingsOf(printer.line);
     const bool verdict = module ? comm.PrnCom_WriteModule(&port, &data, &settings, nullptr)
@@ -231,7 +249,8 @@ void PlayRow(const std::string& mode, const RigRow& row, bool newForm) {
     if (row.then) row.then(rig);
     ExpectRecordedRun(name + ": " + std::to_string(rig.tookMs) + " ms, error code " +
                       std::to_string(rig.errorCode) + ", " +
-                      Joined(Unusual(rig.module ? "module" : mode, row.line, newForm, rig.log), " "));
+                      Joined(Unusual(rig.module ? "module" : mode, row.line, newForm, rig.log), " ") +
+                      " => " + std::regex_replace(rig.said, std::regex("\033.*?m"), ""));
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ TEST(PrinterComm, EveryFailureHasItsLineItsCodeAndLeavesThePortClosed) {
         {"Get Modules List Error", Silent(Exchange::ModulesList)},
         {"Extract ModuleItemPrnModuleList Error", Says(Exchange::ModulesList, "\x02<C1><1.00>\x03")}};
     const auto play = [](const char* line, const Given& given) {
-        PlayRows("U3", {Row(line, Line::Usb, kOld, given, kNothing, {line})});
+        PlayRows("U3", {Row(line, Line::Ethernet, kOld, given, kNothing, {line})});
     };
     for (const auto& [line, given] : both) {
         play(line, given);

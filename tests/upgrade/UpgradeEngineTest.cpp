@@ -19,6 +19,8 @@ TEST(UpgradeEngine, WhatIsEnabledAndWhatFails) {
     const auto oneBank = [](Rig& rig) { rig.package.banks = rig.printer.bankCount = 1; };
     for (const char* mode : {"U1", "U3", "U5"})
         PlayRows(mode, {Row("a byte is missing", Line::Usb, kBoth, tooShort, kNothing)});
+    const Given away = PrinterFaults({Fault::Silence(Exchange::Status).Between(2, 99)});
+    PlayRows("U3", {Row("not back", Line::Ethernet, kNew, away, RigEnd{false, 0, 1})});
     PlayRows("U3", {Row("one bank", Line::Usb, kOld, oneBank, kWhole)});
     for (const std::string mode : {"U1", "U2", "U3", "U4", "U5", "U6"}) {
         const bool before = mode == "U1" || mode == "U3";  // the font goes before the firmware

@@ -20,6 +20,7 @@ TEST(UpgradeU2AndU4, Table) {
     for (const auto& [mode, line] : {std::pair{"U2", Line::Usb}, std::pair{"U4", Line::Serial}}) {
         PlayRows(mode, {BootRow("eight other bytes", line, Entry("BOOT_ERR"), kWhole),
                         BootRow("late", line, PrinterFaults({Fault::Late(kEntry, 9500)}), kWhole),
+                        BootRow("silent", line, PrinterFaults({Fault::Silence(kEntry)}), kNothing),
                         BootRow("never there", line, Both(NeverThere(), Times(2)), kNothing),
                         BootRow("not waited for", line, Times(0), kNothing),
                         BootRow("units that do not fit", line, odd48, kNothing),
