@@ -206,7 +206,7 @@ TEST(PSWFile, OnlyRegularFilesAreRead) {
     const std::string pipe = testing::TempDir() + "package-pipe-" + std::to_string(getpid());
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const TemporaryFile huge{{}};
-    ASSERT_EQ(truncate(huge.Name(), (off_t{1} << 30) + 1), 0);
+    ASSERT_EQ(truncate(huge.Name(), off_t{3} << 30), 0);
     int length = 77;
     for (const std::string& name :
          {std::string("/dev/zero"), testing::TempDir(), pipe, std::string(huge.Name()), std::string("/no"),
