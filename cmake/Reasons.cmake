@@ -1,0 +1,37 @@
+# What is said of a failure at a terminal stands in one place, the tables of docs/TROUBLESHOOTING.md that people read.
+# The program's own is made of them: a REASON(name, lines that tell it, what is said, what to do, state) of each row.
+set(document ${PROJECT_SOURCE_DIR}/docs/TROUBLESHOOTING.md)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
+set(header "| what is said | what to do | how the printer is left | log or last line that tells it | name |")
+set(row "^\\| ([^| ][^|]*) \\| ([^| ][^|]*) \\| ([^|]*)\\| ((`[^`|]+`(<br>)?)*) ?\\| <sub>(k[A-Z][A-Za-z]*)</sub> \\|$")
+
+# Not by a list of lines: brackets and semicolons of the texts would be taken for those of the list.
+file(READ ${document} rest)
+string(APPEND rest "\n")
+set(number 0)
+set(in_table FALSE)
+set(reasons "// Made of docs/TROUBLESHOOTING.md, which is what to change.\n")
+while(NOT rest STREQUAL "")
+  string(FIND "${rest}" "\n" end)
+  string(SUBSTRING "${rest}" 0 ${end} line)
+  math(EXPR end "${end} + 1")
+  math(EXPR number "${number} + 1")
+  string(SUBSTRING "${rest}" ${end} -1 rest)
+  if(line STREQUAL header)
+    set(in_table TRUE)
+  elseif(NOT line MATCHES "^\\|")
+    set(in_table FALSE)
+  elseif(in_table AND line MATCHES "${row}")
+    set(name ${CMAKE_MATCH_7})
+    set(said "R\"~(${CMAKE_MATCH_1})~\", R\"~(${CMAKE_MATCH_2})~\"")
+    string(STRIP "${CMAKE_MATCH_3}" state)
+    string(REPLACE "`<br>`" "|" told "${CMAKE_MATCH_4}")
+    string(REPLACE "`" "" told "${told}")
+    string(APPEND reasons "REASON(${name}, R\"~(${told})~\", ${said}, R\"~(${state})~\")\n")
+  elseif((in_table AND NOT line MATCHES "^\\|[-|]+$") OR line MATCHES "<sub>k")
+    message(FATAL_ERROR "${document}:${number}: not a row of the reasons. It has what is said, what to do, how the "
+      "printer is left (or a blank), the lines that tell it (or a blank; each in backticks, <br> between) and "
+      "<sub>kName</sub>, and stands beneath: ${header}")
+  endif()
+endwhile()
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/terminal/Reasons.h CONTENT "@reasons@" @ONLY)
