@@ -4,12 +4,13 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "harness/LogCapture.h"
 #include "port/CommPortSettings.h"
 
 int ticketflash_main(int argc, char** argv);
@@ -21,104 +22,76 @@ extern int usbdevlist, enable_debug, timem, upg_components;
 
 namespace {
 
-using Words = std::vector<std::string>;
+/// The parts of a text, in which "@" stands for 1023 times "x".
+Lines Split(const std::string& text, char separator = ' ') {
+    std::istringstream in(std::regex_replace(text, std::regex("@"), std::string(1023, 'x')));
+    Lines words;
+    for (std::string word; std::getline(in, word, separator);) words.push_back(word);
+    return words;
+}
 
-Words Split(const std::string& text) {
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
+/// The text with "x*1023" for such a run.
+std::string Shortened(std::string text) {
+    for (std::size_t at = 0; (at = text.find(std::string(100, 'x'), at)) != std::string::npos; ++at) {
+        const std::size_t run = text.find_first_not_of('x', at) - at;
+        text.replace(at, run, "x*" + std::to_string(run));
+    }
+    return text;
 }
 
 /// Calls `function` with the words behind the program's name.
 template <class Function>
-void Call(Function function, Words words) {
+void Call(Function function, Lines words) {
     words.insert(words.begin(), "ticketflash");
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     function(static_cast<int>(argv.size()), argv.data());
 }
 
-TEST(CommandLine, OptionsAreScannedWordByWord) {
-    const std::string longest(1023, 'x');
-    const std::pair<std::string, std::string> rows[] = {
-        // what is echoed; debug, multiplier, components
-        {"--usbdevlist -f a.mod -t eth -d h:1", "1 filename=a.mod type=eth device=h:1\n0 1 3"},
-        {"-f " + longest + "y -d " + longest + " -t " + longest + longest,
-         "0 filename=" + longest + " type=" + longest + " device=" + longest + "\n0 1 3"},
-        {"-f x.psw -f y.psw", "0 filename=y.psw type= device=\n0 1 3"},
-        {"-f -v", "0 filename=-v type= device=\n1 1 3"},  // the value is an option of its own, too
-        {"-m -3 -c abc", "0 filename= type= device=\n0 -3 3"},
-        {"-m abc -c 1 -c 7", "0 filename= type= device=\n0 0 3"},
-        {"-m 99999999999 -c 1", "0 filename= type= device=\n0 2147483647 1"},
-        {"-c 2 -v -m", "0 filename= type= device=\n1 1 2"},              // no value: the default stays
-        {"-V --help --version -f", "0 filename= type= device=\n0 1 3"},  // not in first place: unknown words
-    };
-    for (const auto& [words, options] : rows) {
+// Words and what is echoed, then debug, multiplier, components. File names and whether they are taken, 1 for
+// a module. Words for a port and its type, -1 for none. Devices and whether they are taken; what is set then,
+// -7 where it is left alone.
+TEST(CommandLine, WordsBecomeOptions) {
+    std::ostringstream said;
+    for (const char* words : {"--usbdevlist -f a.mod -t eth -d h:1", "-f @y -d @ -t @@", "-f x.psw -f y.psw",
+                              "-f -v", "-m -3 -c abc", "-m abc -c 1 -c 7", "-m 99999999999 -c 1",
+                              "-c 2 -v -m", "-V --help --version -f"}) {
         usbdevlist = enable_debug = 0;
         upg_components = 3;
         testing::internal::CaptureStdout();
         Call(parse_args, Split(words));
-        std::ostringstream found;
-        found << testing::internal::GetCapturedStdout() << enable_debug << " " << timem << " "
-              << upg_components;
-        EXPECT_EQ(found.str(), "ARGS: usbdevlist=" + options) << words;
+        said << words << " => " << Split(testing::internal::GetCapturedStdout(), '\n').at(0) << " "
+             << enable_debug << " " << timem << " " << upg_components << "; ";
     }
-}
-
-TEST(CommandLine, FileNamesAndPortWords) {
     ASSERT_EQ(chdir(testing::TempDir().c_str()), 0);
-    const std::pair<const char*, int> files[] = {{"a.mod a.Mod a.MOD", 1},
-                                                 {"a.psw a.Psw a.PSW a.pfw a.Pfw a.PFW", 0},
-                                                 {".psw a.mOd a.pSw a.PfW a.psw.bak psw", -1}};
-    for (const auto& [names, kind] : files)
-        for (std::string& name : Split(names)) {
-            std::ofstream(name) << "x";
-            int isMod = -1;
-            EXPECT_EQ(parse_filename(name.data(), &isMod), kind != -1) << name;
-            EXPECT_EQ(isMod, kind) << name;
-            std::remove(name.c_str());
-            EXPECT_FALSE(parse_filename(name.data(), &isMod)) << name << " is not there";
-        }
+    said << "\n";
+    for (std::string& name : Split("a.mod a.Mod a.MOD a.psw a.Psw a.PSW a.pfw a.Pfw a.PFW .psw a.mOd a.pSw "
+                                   "a.PfW a.psw.bak psw")) {
+        std::ofstream(name) << "x";
+        int isMod = -1;
+        said << name << " => " << parse_filename(name.data(), &isMod) << " " << isMod << "; ";
+        std::remove(name.c_str());
+        EXPECT_FALSE(parse_filename(name.data(), &isMod)) << name << " is not there";
+    }
+    said << "\n";
     COMMPORTTYPE kind = COMMPORT_USB;
-    const std::pair<std::string, COMMPORTTYPE> words[] = {
-        {"", COMMPORT_USB},  // no word leaves it alone
-        {"eth", COMMPORT_ETHERNET}, {"ETH", COMMPORT_NONE}, {"ser", COMMPORT_SERIAL},
-        {"serial", COMMPORT_NONE},  {"usb", COMMPORT_USB},  {"eth ", COMMPORT_NONE}};
-    for (auto [word, expected] : words) {
-        EXPECT_EQ(parse_type(word.data(), &kind), !word.empty() && expected != COMMPORT_NONE) << word;
-        EXPECT_EQ(kind, expected) << word;
-    }
-}
-
-TEST(CommandLine, Devices) {
-    const std::string overlong(1000, 'n');
-    const std::string cut(511, 'n');
-    // + taken, - refused; name, number, flow control, -7 where it is left alone
-    const struct {
-        COMMPORTTYPE kind;
-        std::string text, settings;
-    } rows[] = {
-        {COMMPORT_ETHERNET, overlong + ":9100:7", "+" + cut + " 9100 -7"},
-        {COMMPORT_ETHERNET, "192.168.1.5", "- -7 -7"},
-        {COMMPORT_ETHERNET, "h:x", "- -7 -7"},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200:SW", "+/dev/ttyS0 115200 2"},
-        {COMMPORT_SERIAL, overlong + ":7:NONE", "+" + cut + " 7 0"},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200:XON", "-/dev/ttyS0 115200 -7"},  // written all the same
-        {COMMPORT_SERIAL, "/dev/ttyS0:fast:HW", "- -7 -7"},
-        {COMMPORT_SERIAL, "/dev/ttyS0:115200", "- -7 -7"},
-        {COMMPORT_USB, overlong, "+" + cut + " -7 -7"},
-        {COMMPORT_USB, "", "- -7 -7"},
-    };
-    for (const auto& row : rows) {
-        CommPortSettings now;
-        now.iEthPort = now.iBaudrate = now.iFlowControl = -7;
-        const bool taken = parse_device(std::string(row.text).data(), row.kind, &now);
-        const bool eth = row.kind == COMMPORT_ETHERNET;
-        std::ostringstream found;
-        found << (taken ? "+" : "-") << now.szEthAddress << now.szSerDevice << now.szUsbDevice << " "
-              << (eth ? now.iEthPort : now.iBaudrate) << " " << now.iFlowControl;
-        EXPECT_EQ(found.str(), row.settings);
-        EXPECT_EQ(now.type, eth && !taken ? COMMPORT_NONE : row.kind) << row.text;
-    }
+    for (std::string& word : Split(",eth,ETH,ser,serial,usb,eth ", ','))
+        said << word << " => " << parse_type(word.data(), &kind) << " " << kind << "; ";
+    said << "\n";
+    const std::pair<COMMPORTTYPE, const char*> devices[] = {
+        {COMMPORT_ETHERNET, "@:9100:7,192.168.1.5,h:x"},
+        {COMMPORT_SERIAL,
+         "/dev/ttyS0:115200:SW,@:7:NONE,/dev/ttyS0:115200:XON,/dev/ttyS0:fast:HW,/dev/ttyS0:1"},
+        {COMMPORT_USB, ",@"}};
+    for (const auto& [type, words] : devices)
+        for (std::string& word : Split(words, ',')) {
+            CommPortSettings now;
+            now.iEthPort = now.iBaudrate = now.iFlowControl = -7;
+            said << type << " " << word << " => " << parse_device(word.data(), type, &now) << " " << now.type
+                 << " <" << now.szEthAddress << now.szSerDevice << now.szUsbDevice << "> " << now.iEthPort
+                 << " " << now.iBaudrate << " " << now.iFlowControl << "; ";
+        }
+    ExpectRecorded("command-line", Shortened(said.str() + "\n"));
 }
 
 // The process ends in each of these; the run's output is looked at on the child's standard error.
