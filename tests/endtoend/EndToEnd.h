@@ -1,12 +1,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -15,6 +12,7 @@
 
 #include "harness/ChildProcess.h"
 #include "harness/LogCapture.h"
+#include "harness/TemporaryFile.h"
 #include "simulator/LineTransport.h"
 #include "simulator/PrinterModel.h"
 #include "simulator/SampleFiles.h"
@@ -139,19 +137,6 @@ class Printer {
     std::optional<simulator::UsbTransport> usb_;
 };
 
-/// A file that is removed with the object.
-struct TemporaryFile {
-    TemporaryFile(const std::string& name, const simulator::Bytes& content)
-        : path(testing::TempDir() + std::to_string(getpid()) + name) {
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(content.data()),
-                   static_cast<std::streamsize>(content.size()));
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() { std::remove(path.c_str()); }
-
-    const std::string path;
-};
+using ::TemporaryFile;
 
 }  // namespace endtoend

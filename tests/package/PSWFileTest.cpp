@@ -47,7 +47,7 @@ Bytes Bin(bool newForm, const Bytes& payload) {
 }
 
 bool Load(PSWFile& package, const Bytes& bytes, bool requireUpgradeFields = true) {
-    return package.LoadPSWFromFile(TemporaryFile(bytes).Name(), requireUpgradeFields);
+    return package.LoadPSWFromFile(TemporaryFile("package", bytes).path.c_str(), requireUpgradeFields);
 }
 
 Lines Log(const Bytes& bytes, bool loaded) {
@@ -189,12 +189,11 @@ TEST(PSWFile, IsDescrambledAndMemoryIsNotMeasured) {
 TEST(PSWFile, OnlyRegularFilesAreRead) {
     const std::string pipe = testing::TempDir() + "package-pipe-" + std::to_string(getpid());
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const TemporaryFile huge{{}};
-    ASSERT_EQ(truncate(huge.Name(), off_t{3} << 30), 0);
+    const TemporaryFile huge("huge", {});
+    ASSERT_EQ(truncate(huge.path.c_str(), off_t{3} << 30), 0);
     int length = 77;
-    for (const std::string& name :
-         {std::string("/dev/zero"), testing::TempDir(), pipe, std::string(huge.Name()), std::string("/no"),
-          std::string("/sys/devices/system/cpu/online")}) {
+    for (const std::string& name : {std::string("/dev/zero"), testing::TempDir(), pipe, huge.path,
+                                    std::string("/no"), std::string("/sys/devices/system/cpu/online")}) {
         EXPECT_EQ(PSWFile::readfile(name.c_str(), &length), nullptr);
         EXPECT_EQ(length, 77);
     }

@@ -1,14 +1,12 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
 #include <string>
 
-#include "harness/Bytes.h"
+#include "harness/TemporaryFile.h"
 #include "simulator/ModuleImage.h"
 #include "simulator/SampleFiles.h"
 
@@ -35,19 +33,3 @@ inline Bytes Module(const simulator::ModuleSample& sample = {}, const std::strin
     simulator::ModuleImage::StoreSums(edited);
     return edited;
 }
-
-/// A file of these bytes in the temporary directory for as long as the object lives; one at a time.
-class TemporaryFile {
- public:
-    explicit TemporaryFile(const Bytes& bytes) {
-        std::ofstream file(name_, std::ios::binary);
-        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() { unlink(name_.c_str()); }
-    const char* Name() const { return name_.c_str(); }
-
- private:
-    std::string name_ = testing::TempDir() + "package-test-" + std::to_string(getpid());
-};
