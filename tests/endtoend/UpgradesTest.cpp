@@ -99,6 +99,9 @@ TEST_P(Upgrades, EndAsTheyShould) {
 std::function<void(Given&)> Fails(const Fault& fault) {
     return [fault](Given& given) { given.printer.faults = {fault}; };
 }
+std::function<void(Given&)> Fails(const BootFault& fault) {
+    return [fault](Given& given) { given.renesas.faults = given.silicon.faults = {fault}; };
+}
 
 std::vector<Case> Cases() {
     std::vector<Case> cases{
@@ -122,18 +125,12 @@ std::vector<Case> Cases() {
         {"U5PulledOut", kUsb, true, "[SendBankFlashDATA]Communication Error! exit...",
          Fails(Fault::Cut(Exchange::DataBank, 500))},
         {"U2Vanishes", kUsb, false, "[StartUpgradeUsb]ERROR: wrong response! exit...",
-         [](Given& given) {
-             given.renesas.faults = {BootFault::Vanishes(RenesasBootDevice::kUnit).Between(5, 5)};
-         }},
+         Fails(BootFault::Vanishes(RenesasBootDevice::kUnit).Between(5, 5))},
         {"U4UnitsDoNotFit", kUsb, false, "[SendFW]Upgrade Error",
-         [](Given& given) {
-             given.renesas.faults = {BootFault::Says(RenesasBootDevice::kUnitSize, {0x37, 2, 0, 0xFF, 0xC8})};
-         }},
+         Fails(BootFault::Says(RenesasBootDevice::kUnitSize, {0x37, 2, 0, 0xFF, 0xC8}))},
         {"U4", kEthernet, true, "[InitConnectRenesasDevice]Open Renesas device Error"},
         {"U6Vanishes", kUsb, false, "[SendFW]Read FW Release Error",
-         [](Given& given) {
-             given.silicon.faults = {BootFault::Vanishes(SiliconLabsBootDevice::kRecord).Between(7, 7)};
-         }},
+         Fails(BootFault::Vanishes(SiliconLabsBootDevice::kRecord).Between(7, 7))},
         {"U6CannotBeClaimed", kEthernet, true, "[Open]libusb_claim_interface error",
          [](Given& given) { given.look.faults.cannotClaim = true; }}};
     bool newForm = false;

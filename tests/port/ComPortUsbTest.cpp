@@ -24,8 +24,6 @@ namespace {
 
 using Device = std::shared_ptr<simulator::UsbDevice>;
 
-const std::string kSearches[] = {"0205 1", "F0F0 0205 ABC1", "F0F0"};
-
 UsbDescription Printer(const std::string& serial = "ABC1", const std::string& place = "1-1",
                        std::uint16_t vendor = 0xF0F0, std::uint16_t product = 0x0205) {
     UsbDescription look;
@@ -85,40 +83,33 @@ class ComPortUsbTest : public testing::Test {
     std::vector<std::size_t> received;  ///< sizes of what the printers got, one a transfer
 };
 
-// An address number is the last character of a serial text, which is compared whole where it is given; an
-// empty one has them all. By search: + found, - passed over, r found and reported, f failed.
+// An address number is the last character of a serial text, which is compared whole where it is given. For
+// each printer: + found, - passed over; what is logged; what opening and closing do.
 TEST_F(ComPortUsbTest, SearchesFindWhatFitsAndEveryFailureHasItsLine) {
-    const std::string detach = "libusb_detach_kernel_driver error";
-    const struct {
-        UsbDescription look;
-        std::string error, outcomes;
-    } rows[] = {{Printer(), "", "+++"},
-                {Printer("XYZ1"), "", "+-+"},
-                {Printer("ABCA"), "", "--+"},
-                {Printer("ABC1", "1-1", 0x10C4), "", "---"},
-                {Printer("ABC1", "1-1", 0xF0F0, 0x0206), "", "--+"},
-                {Faulty(&UsbFaults::cannotOpen, true), "Couldn't open device", "fff"},
-                {Faulty(&UsbFaults::stringsStall, true), "Coudn't get serial string", "fr+"},
-                {Faulty(&UsbFaults::undetachable, {0}), detach, "fff"},
-                {Faulty(&UsbFaults::undetachable, {1}), detach + " interface index 1", "r++"}};
-    for (const auto& row : rows)
-        for (std::size_t i = 0; i < 3; ++i) {
-            SCOPED_TRACE(kSearches[i] + " " + row.error);
-            const Device printer = Plug(row.look);
-            const char how = row.outcomes[i];
-            const bool found = how == '+' || how == 'r';
-            EXPECT_EQ(Find(kSearches[i]), found);
+    const UsbDescription looks[] = {Printer(),
+                                    Printer("XYZ1"),
+                                    Printer("ABCA"),
+                                    Printer("ABC1", "1-1", 0x10C4),
+                                    Printer("ABC1", "1-1", 0xF0F0, 0x0206),
+                                    Faulty(&UsbFaults::cannotOpen, true),
+                                    Faulty(&UsbFaults::stringsStall, true),
+                                    Faulty(&UsbFaults::undetachable, {0}),
+                                    Faulty(&UsbFaults::undetachable, {1})};
+    std::string said;
+    for (const std::string search : {"0205 1", "F0F0 0205 ABC1", "F0F0"}) {
+        said += search + " =>";
+        for (const UsbDescription& look : looks) {
+            const Device printer = Plug(look);
+            const bool found = Find(search);
             EXPECT_EQ(port.pHandle != nullptr, found);  // what failed is closed at once
-            const std::string error = how == 'f' || how == 'r' ? row.error : "";
-            EXPECT_EQ(Joined(log.Take(i == 0 ? "FindDevice" : "FindDeviceWithVid")), error);
-            if (how == '+' && row.error.empty()) {
-                EXPECT_TRUE(port.Open() && port.Close());
-                EXPECT_EQ(
-                    Joined(printer->Log()),
-                    std::string("detach 0|") + (i == 0 ? "detach 1|detach 2|" : "") + "claim 0|release 0");
-            }
+            said += (found ? " + " : " - ") + Joined(log.Take());
+            EXPECT_EQ(found && port.Open() && port.Close(), found);
+            said += " " + Joined(printer->Log()) + ";";
             bus.Unplug(printer);
         }
+        said += "\n";
+    }
+    ExpectRecorded("usb-searches", said);
     Plug(Faulty(&UsbFaults::cannotClaim, true));
     EXPECT_FALSE(FindAndOpen("F0F0 0205 ABC1"));
     EXPECT_STREQ(port.szLastError, "libusb_claim_interface error");

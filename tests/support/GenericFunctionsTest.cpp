@@ -21,8 +21,8 @@ TEST(GenericFunctions, TextsAreReadAndChanged) {
     EXPECT_FALSE(G::ParseCheckInt("99999999999999999999", &value) || G::ParseCheckInt("abc", &value));
     EXPECT_EQ(value, -7);
     int values[3] = {-1, -1, -1};
-    EXPECT_EQ(G::ExtractIntFromString("a-5,99999999999..x1", values, 2), 2);
-    EXPECT_THAT(values, ElementsAre(5, 2147483647, -1));
+    EXPECT_EQ(G::ExtractIntFromString("a-57,99999999999..x1", values, 2), 2);
+    EXPECT_THAT(values, ElementsAre(57, 2147483647, -1));
     char text[] = "-aZ9-\xE9";
     EXPECT_EQ(G::ToUpper(text), 6);
     G::RemovecharsFromString(text, '-');
