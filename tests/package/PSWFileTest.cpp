@@ -138,15 +138,6 @@ TEST(PSWFile, DeliversWhatIsWhole) {
             records = std::move(records) + ModuleRecord(kind, (kinds.size() + 2) * 32 + 5, size);
         return records;
     };
-    const auto logo = [](const char* marker, std::uint64_t address) {
-        const Bytes sized = Record(marker, 3, {0, 17, 0, 100});  // 17 dots are 2 whole bytes
-        return With(sized, 7, *marker == 'l' ? 4 : 3, address);
-    };
-    const auto font = [](const char* marker, std::uint64_t address, unsigned char margin) {
-        const Bytes sized = Record(marker, 3, {9, 7, 48, 57});  // 9 dots wide, 7 high, from 48 to 57
-        const std::size_t width = *marker == 'f' ? 4 : 3;
-        return With(With(sized, 7, width, address), 9 + width, 1, margin);
-    };
     const std::uint64_t data = 3 * 32 + 5;
     const Bytes twoPrinters = Record("P") + Start(true) + bin,
                 withoutFields = Record("P") + Record("s") + bin;
@@ -159,11 +150,14 @@ TEST(PSWFile, DeliversWhatIsWhole) {
         {Start(true) + old, Start(false) + old, modules("fCdlubxs", 0) + old, modules("d", 0) + old,
          modules("f", 0, false) + old},  // an old package counts as firmware only
         {}};
+    // Logos of 17 x 100 dots, 2 whole bytes wide; fonts of 9 x 7 dots from 48 to 57; address, margins.
     for (const Bytes& record :
          {ModuleRecord('s', data, 600), ModuleRecord('s', data + 1, 600), ModuleRecord('s', data - 1, 1),
-          ModuleRecord('s', 0xFFFFFFFF, 0), ModuleRecord('s', 0xFFFFFFFF, 0xFFFFFFFF), logo("l", data + 400),
-          logo("l", data - 1), logo("L", 401), font("f", data + 3, 0), font("f", data + 3, 0xFF),
-          font("F", 460, 0)})
+          ModuleRecord('s', 0xFFFFFFFF, 0), ModuleRecord('s', 0xFFFFFFFF, 0xFFFFFFFF),
+          Record("l", 3, {0, 17, 0, 100, 0, 0, 1, 0xF5}), Record("l", 3, {0, 17, 0, 100, 0, 0, 0, 100}),
+          Record("L", 3, {0, 17, 0, 100, 0, 1, 0x91}), Record("f", 3, {9, 7, 48, 57, 0, 0, 0, 104}),
+          Record("f", 3, {9, 7, 48, 57, 0, 0, 0, 104, 0, 0, 0xFF}),
+          Record("F", 3, {9, 7, 48, 57, 0, 1, 0xCC})})
         lines[2].push_back(Start(true) + record + bin + BytesOf("behind"));
     PSWFile package;  // loading again starts afresh
     EXPECT_TRUE(Load(package, withoutFields, false));
