@@ -1,5 +1,5 @@
 # What is said of a failure at a terminal stands in one place, the tables of docs/TROUBLESHOOTING.md that people read.
-# The program's own is made of them: a REASON(name, lines that tell it, what is said, what to do, state) of each row.
+# The program's own is made of them: a REASON(name, lines that tell it, what is said, what to do) of each row.
 set(document ${PROJECT_SOURCE_DIR}/docs/TROUBLESHOOTING.md)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
 set(header "| what is said | what to do | how the printer is left | log or last line that tells it | name |")
@@ -23,11 +23,11 @@ while(NOT rest STREQUAL "")
     set(in_table FALSE)
   elseif(in_table AND line MATCHES "${row}")
     set(name ${CMAKE_MATCH_7})
-    set(said "R\"~(${CMAKE_MATCH_1})~\", R\"~(${CMAKE_MATCH_2})~\"")
-    string(STRIP "${CMAKE_MATCH_3}" state)
+    set(happened "${CMAKE_MATCH_1}")
+    string(STRIP "${CMAKE_MATCH_2} ${CMAKE_MATCH_3}" advice)
     string(REPLACE "`<br>`" "|" told "${CMAKE_MATCH_4}")
     string(REPLACE "`" "" told "${told}")
-    string(APPEND reasons "REASON(${name}, R\"~(${told})~\", ${said}, R\"~(${state})~\")\n")
+    string(APPEND reasons "REASON(${name}, R\"~(${told})~\", R\"~(${happened})~\", R\"~(${advice})~\")\n")
   elseif((in_table AND NOT line MATCHES "^\\|[-|]+$") OR line MATCHES "<sub>k")
     message(FATAL_ERROR "${document}:${number}: not a row of the reasons. It has what is said, what to do, how the "
       "printer is left (or a blank), the lines that tell it (or a blank; each in backticks, <br> between) and "

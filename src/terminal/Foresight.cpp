@@ -74,7 +74,7 @@ void ForeseeUsb(const RunOptions& run, const Say& say) {
         if (any || fits) opened.push_back(each);
     }
     if (opened.size() > 1 || (opened.size() == 1 && opened[0] != name))
-        say(Cause::kUsbTaken, {{"list", Listed(opened)}, {"taken", opened[0]}});
+        say(Cause::kUsbTaken, {{"list", Listed(opened)}});
 }
 
 }  // namespace
@@ -113,10 +113,8 @@ Cause LookAtFile(const std::string& name) {
     return status.st_size == 0 ? Cause::kFileEmpty : Cause::kNone;
 }
 
-std::string Listed(const std::vector<std::string>& texts, const std::string& begin) {
+std::string Listed(const std::vector<std::string>& texts) {
     std::string list;
-    for (const std::string& text : texts) {
-        if (text.rfind(begin, 0) == 0) list += (list.empty() ? "" : ", ") + text;
-    }
+    for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
     return list;
 }

@@ -32,5 +32,5 @@ void Foresee(const RunOptions& run, const std::function<void(Words::Cause, const
 /// Why the file cannot be used, as far as a look at it shows; none: it is there and holds something.
 Words::Cause LookAtFile(const std::string& name);
 
-/// The texts that begin like that, with commas between.
-std::string Listed(const std::vector<std::string>& texts, const std::string& begin = "");
+/// The texts, with commas between.
+std::string Listed(const std::vector<std::string>& texts);

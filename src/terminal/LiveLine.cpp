@@ -5,11 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
-#include <mutex>
+#include <ctime>
 #include <utility>
 
 #include "support/Text.h"
@@ -22,7 +20,7 @@ constexpr char kStrong[] = "\033[1;31m";
 constexpr char kUsual[] = "\033[0m";
 constexpr int kUsualWidth = 80;
 constexpr std::uint64_t kTurnUs = 100000;
-constexpr unsigned int kEndMs = 2000;
+constexpr int kEndSeconds = 2;  // the terminal's, whatever clock the run has
 constexpr std::int64_t kSecond = 1000000;
 constexpr std::int64_t kStallUs = 30 * kSecond;
 constexpr std::int64_t kRateUs = kSecond / 2;  // before it, a rate says nothing
@@ -75,111 +73,82 @@ std::string Figures(const Progress& progress, std::int64_t now) {
 
 }  // namespace
 
-/// What both threads use, under the mutex but for what is set once.
-struct LiveLine::State {
-    std::mutex mutex;
-    std::condition_variable changed;
-    Progress progress;
-    std::string pending;  // lines that stay
-    std::string stalled;
-    bool draws = false;
-    bool plain = false;
-    bool colours = false;
-    bool shown = false;
-    bool ends = false;
-    bool ended = false;
-    const std::int64_t startUs = Progress::Now();
-
-    std::string Staying(const std::string& text, bool strong = false) const {
-        return (colours && strong ? kStrong + Harmless(text) + kUsual : Harmless(text)) + "\n";
-    }
-
-    /// The live line, cut to the width of the terminal, which may begin a new line behind its last column.
-    std::string Line(std::int64_t now) const {
-        const std::int64_t seconds = (now - startUs) / kSecond;
-        const std::int64_t silent = (now - progress.takenUs) / kSecond;
-        const std::string two = std::to_string(seconds % 60 + 100).substr(1);
-        const std::string what = progress.counts && silent >= kStallUs / kSecond
-                                     ? " no byte taken for " + std::to_string(silent) + " s: "
-                                     : Figures(progress, now) + " ";
-        return kErase + Harmless(std::to_string(seconds / 60) + ":" + two + what + progress.text)
-                            .substr(0, Width() - 1);
-    }
-
-    /// What is to be written now; `last`: nothing after it.
-    std::string Turn(bool& last) {
-        const std::lock_guard lock(mutex);
-        const std::int64_t now = Progress::Now();
-        last = ends;
-        if (progress.counts && now - progress.takenUs >= kStallUs) pending += std::exchange(stalled, "");
-        if (Interruption::Asked()) {
-            pending += Staying(std::string("If the run ends now, ") + progress.leaves + ".", true) +
-                       Staying("Press Ctrl-C again within five seconds to end it all the same.");
-        }
-        std::string text = std::exchange(pending, "");
-        if (shown && (ends || !text.empty())) text.insert(0, kErase);
-        shown = draws && !plain && !ends;
-        return shown ? text + Line(now) : text;
-    }
-};
-
-LiveLine::LiveLine(bool draws, const std::string& stalled, const std::string& advice)
-    : state_(std::make_shared<State>()) {
+LiveLine::LiveLine(bool draws, const std::string& stalled, const std::string& advice) : draws_(draws) {
     const std::string terminal = Variable("TERM");
-    state_->draws = draws;
-    state_->plain = terminal.empty() || terminal == "dumb";
-    state_->colours = !state_->plain && Variable("NO_COLOR").empty();
-    state_->stalled = state_->Staying(stalled) + state_->Staying(advice);
-    if (isatty(STDERR_FILENO) == 0) return;
-    auto kept = std::make_unique<std::shared_ptr<State>>(state_);
-    running_ = pthread_create(&thread_, nullptr, Draw, kept.get()) == 0;
-    if (running_) static_cast<void>(kept.release());
+    plain_ = terminal.empty() || terminal == "dumb";
+    colours_ = !plain_ && Variable("NO_COLOR").empty();
+    stalled_ = Staying(stalled) + Staying(advice);
+    running_ = isatty(STDERR_FILENO) != 0 && pthread_create(&thread_, nullptr, Draw, this) == 0;
+}
+
+std::string LiveLine::Staying(const std::string& text, bool strong) const {
+    return (colours_ && strong ? kStrong + Harmless(text) + kUsual : Harmless(text)) + "\n";
+}
+
+/// The live line, cut to the width of the terminal, which may begin a new line behind its last column.
+std::string LiveLine::Line(std::int64_t now) const {
+    const std::int64_t seconds = (now - startUs_) / kSecond;
+    const std::int64_t silent = (now - progress_.takenUs) / kSecond;
+    const std::string two = std::to_string(seconds % 60 + 100).substr(1);
+    const std::string what = progress_.counts && silent >= kStallUs / kSecond
+                                 ? " no byte taken for " + std::to_string(silent) + " s: "
+                                 : Figures(progress_, now) + " ";
+    return kErase +
+           Harmless(std::to_string(seconds / 60) + ":" + two + what + progress_.text).substr(0, Width() - 1);
+}
+
+std::string LiveLine::Turn(bool& last) {
+    const std::lock_guard lock(mutex_);
+    const std::int64_t now = Progress::Now();
+    last = ends_;
+    if (progress_.counts && now - progress_.takenUs >= kStallUs) pending_ += std::exchange(stalled_, "");
+    if (Interruption::Asked()) {
+        pending_ += Staying(std::string("If the run ends now, ") + progress_.leaves + ".", true) +
+                    Staying("Press Ctrl-C again within five seconds to end it all the same.");
+    }
+    std::string text = std::exchange(pending_, "");
+    if (shown_ && (ends_ || !text.empty())) text.insert(0, kErase);
+    shown_ = draws_ && !plain_ && !ends_;
+    return shown_ ? text + Line(now) : text;
 }
 
 // Takes no signal: those that end the run, or are answered, are the other thread's.
-void* LiveLine::Draw(void* state) {
+void* LiveLine::Draw(void* line) {
     sigset_t all{};
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, nullptr);
-    const std::unique_ptr<std::shared_ptr<State>> owned(static_cast<std::shared_ptr<State>*>(state));
-    State& mine = **owned;
     for (bool last = false; !last;) {
-        Put(mine.Turn(last));
+        Put(static_cast<LiveLine*>(line)->Turn(last));
         if (!last) Clock::Get().SleepMicroseconds(kTurnUs);  // not a wait of the run's
     }
-    const std::lock_guard lock(mine.mutex);
-    mine.ended = true;
-    mine.changed.notify_all();
     return nullptr;
 }
 
 void LiveLine::Change(const std::function<void(Progress&)>& change) {
-    const std::lock_guard lock(state_->mutex);
-    change(state_->progress);
+    const std::lock_guard lock(mutex_);
+    change(progress_);
 }
 
 void LiveLine::Print(const std::string& text, bool strong) {
-    const std::string line = state_->Staying(text, strong);
+    const std::string line = Staying(text, strong);
     if (running_) {
-        const std::lock_guard lock(state_->mutex);
-        state_->pending += line;
+        const std::lock_guard lock(mutex_);
+        pending_ += line;
         return;
     }
     pollfd terminal{STDERR_FILENO, POLLOUT, 0};
-    held_ = held_ || poll(&terminal, 1, kEndMs) != 1;
+    held_ = held_ || poll(&terminal, 1, kEndSeconds * 1000) != 1;
     if (!held_) Put(line);
-}
-
-void LiveLine::Begin(const std::string& text) {
-    if (state_->plain && state_->draws) Print(text);
 }
 
 void LiveLine::End() {
     if (!std::exchange(running_, false)) return;
-    const std::chrono::milliseconds limit(Clock::Get().BlockingTimeout(kEndMs));
-    std::unique_lock lock(state_->mutex);
-    state_->ends = true;
-    held_ = !state_->changed.wait_for(lock, limit, [this] { return state_->ended; });
-    lock.unlock();
-    static_cast<void>(held_ ? pthread_detach(thread_) : pthread_join(thread_, nullptr));
+    Change([this](Progress&) { ends_ = true; });
+    timespec limit{};
+    clock_gettime(CLOCK_MONOTONIC, &limit);
+    limit.tv_sec += kEndSeconds;
+    held_ = pthread_clockjoin_np(thread_, nullptr, CLOCK_MONOTONIC, &limit) != 0;
+    if (!held_) return;
+    pthread_cancel(thread_);  // out of its write
+    pthread_join(thread_, nullptr);
 }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <mutex>
 #include <string>
 
 #include "support/Clock.h"
@@ -40,18 +40,31 @@ class LiveLine {
     void Change(const std::function<void(Progress&)>& change);
     /// Prints a line that stays, `strong` where it tells of something wrong.
     void Print(const std::string& text, bool strong = false);
-    /// A terminal without escapes gets a line a phase.
-    void Begin(const std::string& text);
+    /// A terminal without escapes gets a line a phase instead of the live line.
+    bool OfPlainLines() const { return plain_ && draws_; }
     /// Takes the live line away for good, within two seconds: a terminal that takes nothing for that long
     /// gets nothing more.
     void End();
 
  private:
-    struct State;
-    static void* Draw(void* state);
+    static void* Draw(void* line);
+    std::string Staying(const std::string& text, bool strong = false) const;
+    std::string Line(std::int64_t now) const;
+    /// What is to be written now; `last`: nothing after it.
+    std::string Turn(bool& last);
 
-    std::shared_ptr<State> state_;  ///< outlives the line where the terminal holds the thread
     pthread_t thread_{};
     bool running_ = false;
     bool held_ = false;
+    const std::int64_t startUs_ = Progress::Now();
+    const bool draws_;
+    bool plain_ = false;
+    bool colours_ = false;
+    // What both threads use, under the mutex.
+    std::mutex mutex_;
+    Progress progress_;
+    std::string pending_;  ///< lines that stay
+    std::string stalled_;
+    bool shown_ = false;
+    bool ends_ = false;
 };

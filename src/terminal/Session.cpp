@@ -27,11 +27,12 @@ constexpr std::size_t kModuleHeader = 4102;
 constexpr std::int64_t kLeastLimitUs = 1000000;  // of a wait that a person would notice
 constexpr int kUsbWriteMinutes = 15;             // × the time multiplier
 
+/// Whether standard output is the terminal that standard error is.
 bool SameTerminal() {
     struct stat out {};
     struct stat error {};
-    return isatty(STDOUT_FILENO) != 0 && fstat(STDOUT_FILENO, &out) == 0 &&
-           fstat(STDERR_FILENO, &error) == 0 && out.st_rdev == error.st_rdev;
+    return fstat(STDOUT_FILENO, &out) == 0 && fstat(STDERR_FILENO, &error) == 0 &&
+           out.st_rdev == error.st_rdev;
 }
 
 Facts FactsOf(const RunOptions& run) {
@@ -53,11 +54,6 @@ Facts FactsOf(const RunOptions& run) {
                               : "the run gives up after " + std::to_string(minutes) + " minutes"}};
 }
 
-std::string AdviceOf(Cause cause, const Facts& facts) {
-    const Words::Reason& words = Words::Of(cause);
-    return Words::Fill(words.advice + std::string(*words.state != '\0' ? " " : "") + words.state, facts);
-}
-
 /// The listener of a run.
 class Watcher final : public Listener {
  public:
@@ -65,7 +61,7 @@ class Watcher final : public Listener {
         : run_(run),
           facts_(FactsOf(run)),
           line_(!run.log || !SameTerminal(), Words::Fill(Words::Of(Cause::kStalled).happened, facts_),
-                AdviceOf(Cause::kStalled, facts_)) {
+                Words::Fill(Words::Of(Cause::kStalled).advice, facts_)) {
         Foresee(run_, [this](Cause cause, const Facts& more) {
             for (const auto& [name, value] : more) facts_[name] = value;
             Say(cause, false);
@@ -137,7 +133,7 @@ class Watcher final : public Listener {
 
     void Say(Cause cause, bool failure = true) {
         line_.Print(Words::Fill(Words::Of(cause).happened, facts_), failure);
-        line_.Print(AdviceOf(cause, facts_));
+        line_.Print(Words::Fill(Words::Of(cause).advice, facts_));
     }
 
     /// The two numbers in lines like "Sending bank...12/64" and "Family Compare Error (5,6)"; 0 for none.
@@ -179,28 +175,27 @@ class Watcher final : public Listener {
             progress.gone = 0;
         });
         if (opened_ && next.leaves != nullptr) Interruption::Open();
-        if (anew) line_.Begin(text);
+        if (anew && line_.OfPlainLines()) line_.Print(text);
     }
 
     void Note(Cause cause, const std::string& text) {
         if (cause == Cause::kSwitchOffOn) return Say(cause, false);
         if (cause == Cause::kLeftOut) return NoteLeftOut(text);
-        const auto [first, second] = NumbersIn(text);
-        if (cause == Cause::kOtherPrinter) {
-            facts_["what"] = text.substr(0, text.find(' '));
-            facts_["a"] = std::to_string(first);
-            facts_["b"] = std::to_string(second);
-        }
         if (cause == Cause::kBankRefused) facts_["tries"] = std::to_string(++refusals_);
-        if (cause == Cause::kReleaseDiffers) facts_["reported"] = text.substr(text.find(':') + 1);
         if (cause == Cause::kBankSilent && phase_.Has(Words::kCounts)) cause = Cause::kConnectionLost;
         const bool away = systemError_ == EHOSTUNREACH || systemError_ == ENETUNREACH;
         if (cause == Cause::kRefused && away) cause = Cause::kNoRoute;
         if (cause == Cause::kRefused && systemError_ == ETIMEDOUT) cause = Cause::kNotInTime;
         if (cause == Cause::kSerialAbsent && systemError_ == EBUSY) cause = Cause::kSerialBusy;
         if (cause == Cause::kSerialAbsent && systemError_ == EACCES) cause = Cause::kSerialPermission;
-        cause_ = std::max(cause_, cause);
-        if (cause_ == cause) facts_["line"] = text;
+        if (cause < cause_) return;
+        cause_ = cause;
+        const auto [first, second] = NumbersIn(text);
+        facts_["line"] = text;
+        facts_["what"] = text.substr(0, text.find(' '));
+        facts_["a"] = std::to_string(first);
+        facts_["b"] = std::to_string(second);
+        facts_["reported"] = text.substr(text.find(':') + 1);
     }
 
     void NoteLeftOut(const std::string& text) {

@@ -46,8 +46,7 @@ enum class Cause {
 struct Reason {
     const char* keys;
     const char* happened;
-    const char* advice;
-    const char* state = "";  ///< how the printer is left
+    const char* advice;  ///< and how the printer is left
 };
 
 /// What is filled in for "{name}".
