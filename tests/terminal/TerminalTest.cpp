@@ -13,7 +13,6 @@
 #include "harness/PtyPair.h"
 #include "harness/Rig.h"
 #include "harness/TcpPeer.h"
-#include "support/Listener.h"
 #include "terminal/Session.h"
 
 using endtoend::TemporaryFile;
