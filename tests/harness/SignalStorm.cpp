@@ -1,9 +1,12 @@
-// Linked to a test program, interrupts whatever blocks in it, two thousand times a second: signals that go to
-// a handler without SA_RESTART, as an embedder's may be.
+// Linked to a test program, interrupts whatever blocks in its main thread, a thousand times a second: signals
+// that go to a handler without SA_RESTART, as an embedder's may be.
 #include <gtest/gtest.h>
-#include <sys/time.h>
+#include <pthread.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 namespace {
 
@@ -12,13 +15,17 @@ class SignalStorm final : public testing::Environment {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         sigaction(SIGALRM, &action, nullptr);
-        const itimerval often{{0, 500}, {0, 500}};
-        setitimer(ITIMER_REAL, &often, nullptr);
+        thread_ = std::thread([this, target = pthread_self()] {
+            for (; !over_; std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+                pthread_kill(target, SIGALRM);
+        });
     }
     void TearDown() override {
-        const itimerval never{};
-        setitimer(ITIMER_REAL, &never, nullptr);
+        over_ = true;
+        thread_.join();
     }
+    std::atomic<bool> over_{false};
+    std::thread thread_;
 };
 
 testing::Environment* const kStorm = testing::AddGlobalTestEnvironment(new SignalStorm);
