@@ -1,14 +1,15 @@
 #include "port/ComPort.h"
 
+#include <sys/select.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <memory>
 
-#include "port/PortWaits.h"
-#include "support/Clock.h"
 #include "support/GenericConst.h"
 #include "support/Log.h"
 #include "support/Owned.h"
@@ -248,4 +249,19 @@ unsigned int CComPort::FailTransfer(const char* text, unsigned int* err) {
     CopyText(szLastError, text);
     *err = 1;
     return 0;
+}
+
+bool WaitForDescriptor(int fd, DescriptorEvent event, unsigned int ms) {
+    if (fd < 0 || fd >= FD_SETSIZE) return false;
+    const unsigned int limit = Clock::Get().BlockingTimeout(ms);
+    timeval left{static_cast<time_t>(limit / 1000), static_cast<suseconds_t>(limit % 1000) * 1000};
+    for (;;) {
+        fd_set set;
+        FD_ZERO(&set);
+        FD_SET(fd, &set);
+        const bool reading = event == DescriptorEvent::Readable;
+        // Linux leaves the time that remains in `left`, so a wait that a signal broke goes on where it stood.
+        const int ready = select(fd + 1, reading ? &set : nullptr, reading ? nullptr : &set, nullptr, &left);
+        if (ready >= 0 || errno != EINTR) return ready > 0;
+    }
 }

@@ -19,7 +19,6 @@
 #include <string>
 #include <thread>
 
-#include "port/PortWaits.h"
 #include "support/Clock.h"
 #include "support/Listener.h"
 #include "support/Text.h"

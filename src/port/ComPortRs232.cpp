@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <string>
 
-#include "port/PortWaits.h"
 #include "support/Clock.h"
 #include "support/Listener.h"
 #include "support/Log.h"

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "port/PrinterVendorId.h"
-#include "port/UsbSearch.h"
 #include "support/Clock.h"
 #include "support/Listener.h"
 #include "support/Log.h"

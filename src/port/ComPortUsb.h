@@ -8,8 +8,6 @@
 #include "port/ComPort.h"
 #include "port/UsbDevices.h"
 
-struct UsbSearch;
-
 /// A printer (or its boot loader) on USB, over libusb's default context: interface 0, one bulk OUT and one
 /// bulk IN endpoint, and control transfers.
 ///

@@ -29,8 +29,8 @@ constexpr int kUsbWriteMinutes = 15;             // × the time multiplier
 
 /// Whether standard output is the terminal that standard error is.
 bool SameTerminal() {
-    struct stat out {};
-    struct stat error {};
+    struct stat out {
+    }, error{};
     return fstat(STDOUT_FILENO, &out) == 0 && fstat(STDERR_FILENO, &error) == 0 &&
            out.st_rdev == error.st_rdev;
 }
@@ -81,11 +81,10 @@ class Watcher final : public Listener {
     void Know(PSWFile& package) {
         const FirmwareImage image = FirmwareImage::Of(package);
         const bool banks = image.HoldsItsBanks();
-        const bool software = package.GetHeaderModuleSoftware() != nullptr;
         const std::uint64_t size =
             banks ? image.bankSize * static_cast<std::uint64_t>(image.banks) : image.length;
         firmware_ = static_cast<std::int64_t>(size);
-        modules_ = package.GetHeadersCount(HTYPE_MODULE) - (software ? 1 : 0);
+        modules_ = package.GetHeadersCount(HTYPE_MODULE) - (package.GetHeaderModuleSoftware() ? 1 : 0);
         facts_["modules"] = std::to_string(modules_);
         const PSWHeaderPrinter* const printer = package.GetHeaderPrinter();
         if (printer == nullptr) return;
@@ -108,13 +107,11 @@ class Watcher final : public Listener {
                 return line_.Change(
                     [number](Progress& progress) { progress.limitUs = progress.Now() + number; });
             case Event::kWritten:
-                if (number > 0) NoteBytes(number);
-                return;
+                return number > 0 ? NoteBytes(number) : void();
             case Event::kModule:
                 return NoteModule(number, text);
             case Event::kSystemError:
-                systemError_ = number;
-                return;
+                return static_cast<void>(systemError_ = number);
             case Event::kProcedure:
                 return NoteProcedure(number);
             case Event::kOutput:

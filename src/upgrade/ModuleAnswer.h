@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "port/ComPort.h"
-#include "port/PortWaits.h"
 #include "support/Clock.h"
 
 /// Reads that wait together at most a given time for an answer: read, look, and go on until it has expired.

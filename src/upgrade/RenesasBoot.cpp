@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include "port/PortWaits.h"
 #include "port/UsbDevices.h"
 #include "protocol/Commands.h"
 #include "support/Clock.h"

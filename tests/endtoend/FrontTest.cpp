@@ -1,9 +1,8 @@
-// What only the built program shows, whatever it upgrades: its files, streams and signals, how it sets a
-// serial line and finds a printer on USB.
+// What only the built program shows, whatever it upgrades: its files, streams and signals, how it finds a
+// printer on USB.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
-#include <termios.h>
 
 #include <csignal>
 
@@ -141,24 +140,6 @@ TEST(Front, WhatCannotBeLoadedOrOpenedIsAFailureThatTouchesNoPrinter) {
     }
     EXPECT_EQ(printer.Inspect([](const auto& model) { return model.Count(Exchange::ProtocolVersion); }), 0);
     EXPECT_EQ(Program({"--printerversion", "-t", "eth", "-d", "127.0.0.1:1"}).End().status, kSuccess);
-}
-
-// The settings outlive the program, since the printer holds the other end of the line. Its flow control is
-// hardware whatever the device says.
-TEST(Front, TheSerialLineIsSetAsTheDeviceSays) {
-    Printer printer{On(Line::Serial)};
-    const std::string path = printer.device[3].substr(0, printer.device[3].find(':'));
-    const simulator::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    for (const auto& [settings, speed] :
-         {std::pair{":1200:NONE", B1200}, {":19200:HW", B19200}, {":115200:SW", B115200}}) {
-        const RunResult run = printer.Run({"--printerversion", "-t", "ser", "-d", path + settings});
-        EXPECT_EQ(run.status, kSuccess);
-        EXPECT_TRUE(run.Has("First line") && run.Has("Second line")) << run;
-        termios now{};
-        ASSERT_EQ(tcgetattr(line.Get(), &now), 0);
-        EXPECT_EQ(now.c_cflag, CS8 | CREAD | CLOCAL | CRTSCTS | static_cast<tcflag_t>(speed));
-        EXPECT_EQ(now.c_iflag | now.c_oflag | now.c_lflag, 0U);
-    }
 }
 
 TEST(Front, PrintersOnUsbAreListedAndFoundByProductAndTheLastCharacterOfTheirSerialNumber) {

@@ -16,7 +16,6 @@
 #include "port/ComPortEth.h"
 #include "port/ComPortRs232.h"
 #include "port/ComPortUsb.h"
-#include "port/PortWaits.h"
 #include "port/TextIo.h"
 
 namespace {
