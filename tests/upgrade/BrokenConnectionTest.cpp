@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(EnginesAndPlaces, BrokenConnection,
                          testing::Combine(testing::Values(1, 3, 5), testing::Values(0, 3, kLast, kProgram)));
 
 TEST_P(BrokenConnection, IsAFailure) {
-    const simulator::ScaledClock clock(1500, 600);
+    const simulator::ScaledClock clock(1500, 300);
     const auto [mode, place] = GetParam();
     for (const Fault fault : {Fault::kResets, Fault::kCloses, Fault::kStops}) {
         for (const std::size_t bankSize : {kFits, kDoesNotFit}) {
