@@ -44,7 +44,7 @@ class Rig {
     // ---- what came of it ----
     /// The verdict. Run again, the printer is as the run before left it, a minute later.
     bool Run();
-    Lines log;  ///< "[tag]text", and the port's side of the conversation with `line.bRecord`
+    Lines log;         ///< "[tag]text", and the port's side of the conversation with `line.bRecord`
     std::string said;  ///< what a person at a terminal is told; not with `bSilent`
     int errorCode = 0;
     std::uint64_t tookMs = 0;
