@@ -1,4 +1,4 @@
-#include "terminal/Foresight.h"
+#include "terminal/Session.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "terminal/Interruption.h"
+#include "terminal/LiveLine.h"
 
 #include <unistd.h>
 

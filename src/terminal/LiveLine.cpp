@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "support/Text.h"
-#include "terminal/Interruption.h"
 
 namespace {
 

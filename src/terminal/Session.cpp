@@ -12,7 +12,6 @@
 #include "port/PrinterVendorId.h"
 #include "support/Clock.h"
 #include "support/Listener.h"
-#include "terminal/Interruption.h"
 #include "terminal/LiveLine.h"
 #include "terminal/Words.h"
 #include "upgrade/BootUsb.h"
