@@ -51,10 +51,11 @@ const TemporaryFile& PackageFile() {
 
 // Its reader leaves after the first line; its standard input and output were never there; the disk is full.
 TEST(Front, StreamsThatAreGoneEndNothingAndGetNoByteOfThePrinters) {
-    for (const char* shell : {"\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}",
-                              "exec \"$0\" \"$@\" <&- >&-", "exec \"$0\" \"$@\" >/dev/full 2>&1"}) {
-        Printer printer{On(Line::Serial), {}, {40, 1500, {"bash", "-c", shell}}};
-        EXPECT_EQ(printer.Run({"-f", PackageFile().path, "-v"}).status, kSuccess) << shell;
+    const std::string run = "\"$0\" \"$@\"", full = "exec " + run + " >/dev/full 2>&1";
+    for (const std::string& shell : {run + " -v | head -n 1; exit ${PIPESTATUS[0]}",
+                                     "exec " + run + " -v <&- >&- 2>&-", full, "set -- -v \"$@\"; " + full}) {
+        Printer printer{On(Line::Serial), {}, {60, 1500, {"bash", "-c", shell}}};
+        EXPECT_EQ(printer.Run({"-f", PackageFile().path}).status, kSuccess) << shell;
         printer.ExpectHas("1.06", Package());
     }
 }
