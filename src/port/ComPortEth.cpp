@@ -176,13 +176,13 @@ unsigned int CComPortEth::EthWrite(unsigned char* buf, unsigned int len, unsigne
     do {
         sent = send(iSocket, buf, len, MSG_NOSIGNAL);  // a connection that is gone must not end the program
     } while (sent == -1 && errno == EINTR);
-    Listener::Tell(Listener::Event::kWritten, sent);
-    if (sent > 0) return static_cast<unsigned int>(sent);
     if (sent == -1 && errno != EAGAIN && errno != EWOULDBLOCK) {
         Close();
         return FailTransfer(kConnectionBroke, err);
     }
-    return 0;  // without an error: the peer was only slow, and what was not sent is sent again
+    if (sent <= 0) return 0;  // without an error: the peer was only slow, and what was not sent is sent again
+    Listener::Tell(Listener::Event::kWritten, sent);
+    return static_cast<unsigned int>(sent);
 }
 
 bool CComPortEth::Drain() {
