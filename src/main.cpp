@@ -88,7 +88,7 @@ void PrintLast(const char* line) {
 
 /// Nothing throws but an allocation that fails, perhaps without the memory for its own exception.
 [[noreturn]] void EndWithoutMemory() {
-    std::puts("UPGRADE FAILURE");
+    if (printerversion == 0 && usbdevlist == 0) std::puts("UPGRADE FAILURE");
     std::_Exit(kFailure);
 }
 
