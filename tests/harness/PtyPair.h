@@ -38,6 +38,7 @@ class PtyPair {
     }
     /// Reads `count` bytes, fewer when nothing comes for `waitMs`.
     std::string Receive(std::size_t count, int waitMs = 5000) { return ReceiveFrom(master_, count, waitMs); }
+    std::string ReceiveSome() { return ::ReceiveSome(master_, 65536, 60000); }
     void HangUp() { master_.Reset(); }
 
  private:

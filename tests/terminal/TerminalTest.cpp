@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <future>
 #include <list>
 #include <mutex>
 #include <regex>
@@ -37,7 +38,7 @@ class Screen {
     explicit Screen(unsigned short columns) : slave_(open(pty_.Path(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         Resize(columns);
         reader_ = std::thread([this] {
-            for (std::string some; !(some = pty_.Receive(1, kIdleMs)).empty();) {
+            for (std::string some; !(some = pty_.ReceiveSome()).empty();) {
                 const std::lock_guard lock(mutex_);
                 text_ += some;
             }
@@ -69,7 +70,6 @@ class Screen {
     }
 
  private:
-    static constexpr int kIdleMs = 60000;
     PtyPair pty_;
     OwnedDescriptor slave_;
     std::mutex mutex_;
@@ -136,9 +136,9 @@ struct Watched {
         if (begins("asked for") && ++asked == 1) {
             EXPECT_TRUE(screen->WaitFor({usb ? "connecting to ANY" : "asking the printer"}));
         } else if (begins("module programmed") && ++modules == 1) {
-            const char* const left = usb ? "no byte taken for 3" : "at most 600 s: waiting for the p";
-            EXPECT_TRUE(screen->WaitFor({left, usb ? " s: module 1 of 3" : "at most 59"}));
-            before = screen->Text().size();
+            const char* const left = usb ? "no byte taken for 3" : "at most 5";
+            EXPECT_TRUE(screen->WaitFor({left, usb ? " s: module 1 of 3" : " s: waiting for the p", left}));
+            before = screen->Text().rfind('\r');  // where a line is whole
             screen->Resize(resized);
         } else if (begins("upgrade started") && line == Line::Serial) {
             EXPECT_TRUE(screen->WaitFor({"kB/s", "no byte for 30 s", "no byte taken for ", " s: firm"}));
@@ -335,43 +335,49 @@ TEST(Terminal, EachLineThatTellsSomethingIsInTheCode) {
         EXPECT_NE(code.find('"' + key.substr(key.find(']') + 1)), std::string::npos) << key;
 }
 
-// While the printer is only asked, and with its firmware sent.
+// While the printer is only asked, and while it takes its firmware. It goes on when the signals are sent.
 TEST(Terminal, InterruptionsEndARunOrDoNot) {
     struct Run {
-        std::vector<int> signals;
-        bool terminal, window;
+        int signal;
+        bool twice, terminal, window;
+        std::promise<void> reached, signalled;
         Screen screen{100};
         std::optional<endtoend::Printer> printer;
         std::unique_ptr<endtoend::Program> program;
     };
+    static constexpr std::chrono::seconds kLimit(20);
+    constexpr int kSignals[] = {SIGINT, SIGINT, SIGTERM, SIGHUP, SIGKILL};
     std::list<Run> runs;
-    endtoend::Printer clock{On(Line::Ethernet), simulator::UsbDescription(), {25, 1500, {}}};
-    for (int row = 0; row < 20; ++row) {
+    endtoend::Printer clock{On(Line::Ethernet), simulator::UsbDescription(), {50, 1500, {}}};
+    for (std::size_t row = 0; row < 20; ++row) {
         Run& run = runs.emplace_back();
-        run.signals = std::vector<std::vector<int>>{
-            {SIGINT}, {SIGINT, SIGINT}, {SIGTERM}, {SIGHUP}, {SIGKILL}}[static_cast<std::size_t>(row) % 5];
+        run.signal = kSignals[row % 5];
+        run.twice = row % 5 == 1;
         run.terminal = row / 5 % 2 == 0;
         run.window = row < 10;
         PrinterOptions options = On(Line::Serial, "U1");
-        options.faults = {Fault::Late(run.window ? Exchange::BankGroup : Exchange::UpgradeInfo, 100000)};
-        const endtoend::Start start{25, 3000, run.terminal ? run.screen.Command() : Lines{}};
+        options.onEvent = [&run](std::uint64_t, const std::string& event) {
+            if (event.rfind(run.window ? "upgrade started" : "asked for", 0) != 0) return;
+            run.reached.set_value();
+            run.signalled.get_future().wait_for(kLimit);
+        };
+        const endtoend::Start start{50, 1500, run.terminal ? run.screen.Command() : Lines{}};
         run.printer.emplace(options, simulator::UsbDescription(), start, &clock);
         run.program.reset(new endtoend::Program(run.printer->Begin({"-f", PackageFile().path, "-c", "1"})));
     }
     for (Run& run : runs) {
-        const Exchange late = run.window ? Exchange::BankGroup : Exchange::UpgradeInfo;
-        const auto count = [&](const auto& model) { return model.Count(late); };
-        for (int turn = 0; turn < 1000 && run.printer->Inspect(count) == 0; ++turn) poll(nullptr, 0, 5);
-        run.program->Signal(run.signals[0]);
-        const bool answered = run.terminal && run.window && run.signals[0] == SIGINT;
-        EXPECT_TRUE(!answered ||
-                    run.screen.WaitFor({"If the run ends now, the printer is left without a work"}));
-        for (std::size_t i = 1; i < run.signals.size(); ++i) run.program->Signal(run.signals[i]);
+        run.reached.get_future().wait_for(kLimit);
+        run.program->Signal(run.signal);
+        if (run.terminal && run.window && run.signal == SIGINT) {
+            EXPECT_TRUE(run.screen.WaitFor({"If the run ends now, the printer is left without a work"}));
+        }
+        if (run.twice) run.program->Signal(run.signal);
+        run.signalled.set_value();
     }
     for (Run& run : runs) {
-        const bool lives = run.terminal && run.window && run.signals.size() == 1 && run.signals[0] < SIGKILL;
-        const int status = lives ? endtoend::kSuccess : ChildProcess::kSignalled + run.signals[0];
-        EXPECT_EQ(run.program->End().status, status) << run.signals[0] << run.terminal << run.window;
+        const bool lives = run.terminal && run.window && !run.twice && run.signal < SIGKILL;
+        const int status = lives ? endtoend::kSuccess : ChildProcess::kSignalled + run.signal;
+        EXPECT_EQ(run.program->End().status, status) << run.signal << run.terminal << run.window;
     }
 }
 
