@@ -143,18 +143,6 @@ Load& LoadOf(int kind, int variant) {
     return *load;
 }
 
-COMMPORTTYPE TypeOf(Line line) {
-    if (line == Line::Serial) return COMMPORT_SERIAL;
-    return line == Line::Usb ? COMMPORT_USB : COMMPORT_ETHERNET;
-}
-
-CommPortSettings SettingsOf(Line line) {
-    CommPortSettings settings;
-    settings.type = TypeOf(line);
-    std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "F0F0|0205|SIM0001");
-    return settings;
-}
-
 /// One run, as the input's first bytes say.
 class Play {
  public:
@@ -206,7 +194,7 @@ class Play {
 
 bool Play::Call(PrinterPort& port) {
     PrinterComm comm(components_, times_);
-    CommPortSettings settings = SettingsOf(options_.line);
+    CommPortSettings settings = Rig::SettingsOf(options_.line);
     PSWComponents components = load_.package.pswComponents;
     switch (load_.errand.what) {
         case Errand::kModule:
@@ -223,7 +211,7 @@ void Play::Run() {
     clock.readable = (form_ & 0x80) == 0;
     simulator::PrinterModel model(options_);
     HostileLine line{clock, model, script_, {}, {}, 0, 0, 0, 0, false};
-    HostilePort port(line, TypeOf(options_.line), times_);
+    HostilePort port(line, Rig::SettingsOf(options_.line).type, times_);
     const HostileUsb usb(line, port);
     clock.onWait = [&] { port.Pass(); };
     const std::uint64_t began = clock.NowMs();

@@ -29,23 +29,14 @@ simulator::EmbeddedModule SmallModule(char letter, char kind, std::uint32_t vari
     return {letter, simulator::SampleFiles::MakeModule(sample)};
 }
 
-COMMPORTTYPE PortOf(Line line) {
-    if (line == Line::Serial) return COMMPORT_SERIAL;
-    return line == Line::Usb ? COMMPORT_USB : COMMPORT_ETHERNET;
-}
-
-CommPortSettings SettingsOf(Line line) {
-    CommPortSettings settings;
-    settings.type = PortOf(line);
-    std::snprintf(settings.szSerDevice, sizeof settings.szSerDevice, "/dev/ttyS7");
-    settings.iBaudrate = 9600;
-    std::snprintf(settings.szEthAddress, sizeof settings.szEthAddress, "10.0.0.5");
-    settings.iEthPort = 9100;
-    std::snprintf(settings.szUsbDevice, sizeof settings.szUsbDevice, "F0F0|0205|SIM0001");
-    return settings;
-}
-
 }  // namespace
+
+CommPortSettings Rig::SettingsOf(Line line) {
+    const COMMPORTTYPE type = line == Line::Serial ? COMMPORT_SERIAL
+                              : line == Line::Usb  ? COMMPORT_USB
+                                                   : COMMPORT_ETHERNET;
+    return {type, "/dev/ttyS7", 9600, 0, "F0F0|0205|SIM0001", "10.0.0.5", 9100};
+}
 
 Rig::Rig(const std::string& mode, Line onLine, bool newForm) {
     printer.mode = mode == "module" ? "U3" : mode;
@@ -95,7 +86,7 @@ bool Rig::Run() {
         return std::make_unique<simulator::SiliconLabsBootDevice>(silicon);
     };
     if (model == nullptr) model = std::make_unique<simulator::PrinterModel>(printer);
-    PrinterPort port(clock, *model, line, PortOf(printer.line), timem);
+    PrinterPort port(clock, *model, line, SettingsOf(printer.line).type, timem);
     ModelUsb usb(port);
     clock.onWait = [&] {
         const std::uint64_t us = clock.waits.back();

@@ -59,6 +59,8 @@ class Rig {
     std::vector<Bytes> Modules() const;
     /// Whether the printer has both, whole.
     bool HasAll() const;
+    /// How a printer on such a line is named.
+    static CommPortSettings SettingsOf(Line line);
 
  private:
     bool Play(CComPort& port);
