@@ -106,9 +106,10 @@ TEST(ComPortEth, AWriteThatBreaksFailsAndTheNextConnects) {
     EXPECT_EQ(Put(line.port, Pattern(20000), line.err), 0U);
     EXPECT_EQ(line.err, 1U);
     EXPECT_STREQ(line.port.szLastError, "EthWrite Error");
-    EXPECT_FALSE(line.port.Drain());
     EXPECT_EQ(Put(line.port, "again", line.err), 5U);
     EXPECT_EQ(line.listener.Accept().Receive(5), "again");
+    line.port.Close();
+    EXPECT_FALSE(line.port.Drain());
 }
 
 }  // namespace
