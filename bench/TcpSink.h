@@ -12,13 +12,16 @@
 #include "harness/Descriptors.h"
 #include "harness/TcpPeer.h"
 
-/// Accepts one connection and reads it to its end.
+/// Accepts one connection and reads it to its end. With `bank`, a number of bytes, it answers behind each of
+/// so many that they are programmed.
 class TcpSink {
  public:
-    TcpSink()
-        : reader_([this] {
+    explicit TcpSink(std::size_t bank = 0)
+        : reader_([this, bank] {
+              const std::size_t most = bank != 0 ? bank : std::size_t{1} << 16;
               TcpConnection peer = listener_.Accept();
-              while (!peer.Receive(std::size_t{1} << 16).empty()) {
+              while (peer.Receive(most).size() == most) {
+                  if (bank != 0) peer.Send("\xAA");
               }
           }) {}
     TcpSink(const TcpSink&) = delete;

@@ -7,6 +7,7 @@
 
 #include "bench/TcpSink.h"
 #include "port/ComPortEth.h"
+#include "support/Clock.h"
 #include "upgrade/UpgradePrinter_ModeU1.h"
 #include "upgrade/UpgradePrinter_ModeU3.h"
 #include "upgrade/UpgradePrinter_ModeU5.h"
@@ -44,13 +45,14 @@ Sums SumsOf(const std::vector<unsigned char*>& banks) {
     return sums;
 }
 
-/// Opens a port to a sink and runs `send` with it and the banks for the measured time.
+/// Opens a port to a sink, which answers behind each `answered` bytes if that is not 0, and runs `send` with
+/// it and the banks for the measured time.
 template <class Send>
-void Measure(benchmark::State& state, Send&& send) {
+void Measure(benchmark::State& state, Send&& send, std::size_t answered = 0) {
     std::vector<unsigned char> firmware = Firmware();
     const std::vector<unsigned char*> banks = BanksOf(firmware);
     const Sums sums = SumsOf(banks);
-    TcpSink sink;
+    TcpSink sink(answered);
     CComPortEth port;
     port.Init(std::string("127.0.0.1").data(), sink.Port());
     if (!port.Open()) state.SkipWithError("no connection");
@@ -87,20 +89,45 @@ void TransferU3(benchmark::State& state) {
 }
 BENCHMARK(TransferU3)->UseRealTime();
 
-void TransferU5(benchmark::State& state) {
-    // Each bank goes as if it were the last, whose answer is not waited for.
-    Measure(state, [](CComPortEth& port, const Banks& banks, const Sums& sums) {
-        UpgradePrinter_ModeU5 engine(1, 0);
+/// The system's clock with waits that take no time.
+class NoWaits final : public Clock {
+ public:
+    NoWaits() { Install(this); }
+    ~NoWaits() override { Install(nullptr); }
+    bool Now(timeval& now) override { return system_.Now(now); }
+    std::uint64_t MonotonicUs() override { return system_.MonotonicUs(); }
+    void SleepMicroseconds(std::uint64_t) override {}
+    unsigned int BlockingTimeout(unsigned int ms) override { return system_.BlockingTimeout(ms); }
+
+ private:
+    Clock& system_ = Get();
+};
+
+void SendU5(benchmark::State& state, bool answered) {
+    NoWaits clock;
+    constexpr std::size_t kStartAndProgram = 4 + 8;
+    const auto send = [answered](CComPortEth& port, const Banks& banks, const Sums& sums) {
+        UpgradePrinter_ModeU5 engine(1, 1);
         int index = 0;
         for (unsigned char* bank : banks) {
             if (engine.SendBankFlashDATA(port, bank, kBankSize, sums.sum, sums.xorSum, false, nullptr,
-                                         index++, kBanks, true) != 1)
+                                         index++, kBanks, !answered) != 1)
                 return false;
         }
         return true;
-    });
+    };
+    Measure(state, send, answered ? kStartAndProgram + kBankSize : 0);
+}
+
+void TransferU5(benchmark::State& state) {
+    SendU5(state, false);  // each bank goes as if it were the last, whose answer is not waited for
 }
 BENCHMARK(TransferU5)->UseRealTime();
+
+void TransferU5Answered(benchmark::State& state) {
+    SendU5(state, true);  // as each bank but the last goes
+}
+BENCHMARK(TransferU5Answered)->UseRealTime();
 
 void PlainSend57344(benchmark::State& state) {
     SendPlainly(state, Firmware(), kLargePacket);
