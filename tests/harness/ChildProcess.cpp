@@ -20,6 +20,7 @@ ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& ext
     pid_ = fork();
     if (pid_ == 0) {
         for (const auto& [name, value] : extra) setenv(name.c_str(), value.c_str(), 1);
+        for (const int number : {SIGINT, SIGHUP}) std::signal(number, SIG_DFL);  // nohup has them ignored
         dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
         for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(ends[1], stream);
         execvp(words[0], words.data());
