@@ -227,7 +227,7 @@ const char* const kGoods = R"(
 2 < >
 3 <7;;8x;-9>
 3 <12;3><1;2;3;4><1;x;3><1;2;99999999999999999999>
-<C128><6><DATABYTES>a!~`</DATABYTES><2><1|0><41 >text~<5>more~<2 ><1|6><42 >last~<0><1 >
+<C128><6><DATABYTES>a!~`</DATABYTES><3><1|0><41 >text~<5>more~<2 ><1|6><42 >last~<0><1 ><1|8><43 >none~<0><1 >
 2 <DATABYTES>12345</DATABYTES><DATABYTES>$$$$</DATABYTES>
 3 <0>
 4 <x|7>
