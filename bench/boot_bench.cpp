@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "bench/BusBench.h"
+#include "bench/PhaselessClock.h"
 #include "package/PSWFile.h"
 #include "package/PSWHeaderBin.h"
 #include "port/ComPortUsb.h"
 #include "port/CommPortSettings.h"
 #include "protocol/UpgradeDataInfo.h"
 #include "simulator/usb/UsbBus.h"
-#include "support/Clock.h"
 #include "upgrade/RenesasLink.h"
 #include "upgrade/UpgradePrinter_ModeU6.h"
 
@@ -32,22 +32,6 @@ constexpr std::uint16_t kRenesas = 0x045B;
 constexpr std::uint16_t kSiliconLabs = 0x10C4;
 constexpr std::uint16_t kProduct = 0x0001;
 constexpr unsigned int kTimeoutMs = 5000;
-
-/// Leaves out the waits between the phases of an upgrade and keeps the pauses inside a transfer.
-class PhaselessClock final : public Clock {
- public:
-    PhaselessClock() { Install(this); }
-    ~PhaselessClock() override { Install(nullptr); }
-    bool Now(timeval& now) override { return system_.Now(now); }
-    std::uint64_t MonotonicUs() override { return system_.MonotonicUs(); }
-    void SleepMicroseconds(std::uint64_t us) override {
-        if (us < 100) system_.SleepMicroseconds(us);
-    }
-    unsigned int BlockingTimeout(unsigned int ms) override { return ms; }
-
- private:
-    Clock& system_ = Clock::Get();
-};
 
 void CountBytes(benchmark::State& state, std::size_t size) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));

@@ -1,13 +1,13 @@
 // The bank transfers of U1, U3 and U5 over loopback, as the engines make them, beside plain loops of `send`
-// with the same bytes in the same packets. Waits that a procedure prescribes are multiplied by 0.
+// with the same bytes in the same packets. Waits that a procedure prescribes are left out.
 #include <benchmark/benchmark.h>
 
 #include <string>
 #include <vector>
 
+#include "bench/PhaselessClock.h"
 #include "bench/TcpSink.h"
 #include "port/ComPortEth.h"
-#include "support/Clock.h"
 #include "upgrade/UpgradePrinter_ModeU1.h"
 #include "upgrade/UpgradePrinter_ModeU3.h"
 #include "upgrade/UpgradePrinter_ModeU5.h"
@@ -89,22 +89,8 @@ void TransferU3(benchmark::State& state) {
 }
 BENCHMARK(TransferU3)->UseRealTime();
 
-/// The system's clock with waits that take no time.
-class NoWaits final : public Clock {
- public:
-    NoWaits() { Install(this); }
-    ~NoWaits() override { Install(nullptr); }
-    bool Now(timeval& now) override { return system_.Now(now); }
-    std::uint64_t MonotonicUs() override { return system_.MonotonicUs(); }
-    void SleepMicroseconds(std::uint64_t) override {}
-    unsigned int BlockingTimeout(unsigned int ms) override { return system_.BlockingTimeout(ms); }
-
- private:
-    Clock& system_ = Get();
-};
-
 void SendU5(benchmark::State& state, bool answered) {
-    NoWaits clock;
+    const PhaselessClock clock;
     constexpr std::size_t kStartAndProgram = 4 + 8;
     const auto send = [answered](CComPortEth& port, const Banks& banks, const Sums& sums) {
         UpgradePrinter_ModeU5 engine(1, 1);
